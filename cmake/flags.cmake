@@ -1,0 +1,20 @@
+# One place for warnings, optimisation and sanitizer flags.
+set(QMKV_WARNINGS -Wall -Wextra -Werror)
+
+if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+  set(CMAKE_BUILD_TYPE Release CACHE STRING "Build type" FORCE)
+endif()
+set(CMAKE_CXX_FLAGS_RELEASE "-O2" CACHE STRING "" FORCE)
+set(CMAKE_C_FLAGS_RELEASE "-O2" CACHE STRING "" FORCE)
+
+# Sanitizers apply to everything in the build, GoogleTest included, so that every object
+# agrees on the instrumented runtime. Any report aborts the test that triggered it.
+if(QMKV_SANITIZE)
+  add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all
+                      -fno-omit-frame-pointer -g)
+  add_link_options(-fsanitize=address,undefined -fno-sanitize-recover=all)
+endif()
+
+function(qmkv_apply_flags target)
+  target_compile_options(${target} PRIVATE ${QMKV_WARNINGS})
+endfunction()

@@ -1,0 +1,38 @@
+// Header model entry points: creation and deletion of the demuxer context, the header parse
+// and the level-1 element parsers it dispatches to.
+#pragma once
+
+#include <stdint.h>
+
+#include "demux/qmkvd_types.h"
+
+QMKVD_CTX* qmkvd_create(QCMN_MFAL* mfal, const uint32_t* flags, QMKVD_FILE_INFO* info,
+                        int32_t* err);
+int qmkvd_header_parse(QMKVD_CTX* ctx);
+void qmkvd_delete(QMKVD_CTX* ctx);
+
+// Bit 0 of qmkvd_create's flags: presentation-order time stamps for video.
+enum : uint32_t { QMKVD_FLAG_PTS = 1 };
+
+// Gives each stream its codec tag from the CodecID; always 0.
+int qmkvd_media_info(QMKVD_CTX* ctx, QMKVDS_CTX* stream, QMKVD_FILE_INFO* info, int32_t index);
+
+int parse_segmentinfo(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, QMKVD_INFO* info);
+int parse_seekhead(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp,
+                   QMKVD_ELEMENT_POS* seekhead);
+int parse_seekhead_seek(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, int64_t data_pos,
+                        int64_t size);
+
+int parse_track(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, QMKVD_TRACKS* tracks);
+int parse_cues_ctx_fast(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp,
+                        QMKVD_CUE_TABLE* cues);
+int parse_tags(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, QMKVD_TAGS* tags);
+int parse_tag(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, QMKVD_TAGS* tags);
+int parse_tag_simpletag(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp,
+                        QMKVD_SIMPLE_TAG* tag);
+int parse_tag_targets(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp,
+                      QMKVD_ELEMENT_POS* targets);
+int parse_attachments(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp,
+                      QMKVD_ELEMENT_POS* attachments);
+int parse_chapters(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp,
+                   QMKVD_ELEMENT_POS* chapters);

@@ -1,0 +1,38 @@
+// Small numeric helpers shared by the parsers.
+#pragma once
+
+#include <stdint.h>
+#include <string.h>
+
+static inline double qmkvd_double_from_bits(uint64_t bits) {
+  double d;
+  memcpy(&d, &bits, sizeof(d));
+  return d;
+}
+
+static inline float qmkvd_float_from_bits(uint32_t bits) {
+  float f;
+  memcpy(&f, &bits, sizeof(f));
+  return f;
+}
+
+// Float to integer conversions that a hostile value cannot turn into undefined behaviour: they
+// saturate like the target's conversion instructions (NaN gives 0).
+static inline uint64_t qmkvd_double_to_u64(double d) {
+  if (!(d > 0.0)) return 0;
+  if (d >= 18446744073709551616.0) return UINT64_MAX;
+  return static_cast<uint64_t>(d);
+}
+
+static inline int64_t qmkvd_double_to_i64(double d) {
+  if (d != d) return 0;
+  if (d >= 9223372036854775808.0) return INT64_MAX;
+  if (d < -9223372036854775808.0) return INT64_MIN;
+  return static_cast<int64_t>(d);
+}
+
+static inline uint32_t qmkvd_double_to_u32(double d) {
+  if (!(d > 0.0)) return 0;
+  if (d >= 4294967296.0) return UINT32_MAX;
+  return static_cast<uint32_t>(d);
+}

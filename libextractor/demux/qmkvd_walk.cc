@@ -1,0 +1,122 @@
+#include "demux/qmkvd_walk.h"
+
+#include <stdlib.h>
+#include <string.h>
+
+#include "demux/qmkvd_ebml.h"
+
+namespace {
+
+const QMKVD_CHILD_RULE* FindRule(const QMKVD_MASTER* master, uint32_t id) {
+  for (uint32_t i = 0; i < master->rule_count; ++i) {
+    if (master->rules[i].id == id) return &master->rules[i];
+  }
+  return nullptr;
+}
+
+void StoreUint(void* field, uint16_t width, uint64_t value) {
+  switch (width) {
+    case 1: *static_cast<uint8_t*>(field) = static_cast<uint8_t>(value); break;
+    case 2: *static_cast<uint16_t*>(field) = static_cast<uint16_t>(value); break;
+    case 4: *static_cast<uint32_t*>(field) = static_cast<uint32_t>(value); break;
+    default: memcpy(field, &value, sizeof(value)); break;
+  }
+}
+
+int ApplyRule(QMKVD_WALK* walk, const QMKVD_CHILD_RULE* rule, const QMKVD_CHILD* child,
+              void* record) {
+  uint8_t* field = static_cast<uint8_t*>(record) + rule->offset;
+  switch (rule->kind) {
+    case QMKVD_FIELD_UINT: {
+      uint64_t value = 0;
+      if (qmkvd_walk_read_uint(walk, child, rule->limit, &value) != 0) return -1;
+      StoreUint(field, rule->width, value);
+      return QMKVD_WALK_NEXT;
+    }
+    case QMKVD_FIELD_TEXT:
+      if (child->size > rule->limit || rule->limit >= rule->width) return -1;
+      if (qmkvd_walk_read_bytes(walk, field, child->size) != 0) return -1;
+      field[child->size] = '\0';
+      return QMKVD_WALK_NEXT;
+    case QMKVD_FIELD_BYTES:
+      if (child->size > rule->limit || rule->limit > rule->width) return -1;
+      return qmkvd_walk_read_bytes(walk, field, child->size) == 0 ? QMKVD_WALK_NEXT : -1;
+    case QMKVD_FIELD_HANDLER:
+      return rule->handler(walk, child, record);
+    case QMKVD_FIELD_SKIP:
+    default:
+      return QMKVD_WALK_NEXT;
+  }
+}
+
+}  // namespace
+
+int64_t qmkvd_pos_add(int64_t a, uint64_t b) {
+  if (b > static_cast<uint64_t>(INT64_MAX)) return INT64_MAX;
+  int64_t sb = static_cast<int64_t>(b);
+  if (a > 0 && sb > INT64_MAX - a) return INT64_MAX;
+  return a + sb;
+}
+
+int qmkvd_walk_read_bytes(QMKVD_WALK* walk, void* out, uint64_t count) {
+  if (count == 0) return 0;
+  if (count > static_cast<uint64_t>(INT32_MAX)) return -1;
+  int n = walk->mfal->read(walk->fp, out, static_cast<int>(count));
+  return n == static_cast<int>(count) ? 0 : -1;
+}
+
+int qmkvd_walk_read_blob(QMKVD_WALK* walk, const QMKVD_CHILD* child, uint8_t** out) {
+  *out = nullptr;
+  if (child->size > static_cast<uint64_t>(INT32_MAX)) return -1;
+  // Where the source knows its size, a payload running past it could only end in a short
+  // read: refuse it before allocating what a hostile size asks for.
+  int64_t file_size = 0;
+  walk->mfal->getsize(walk->fp, &file_size);
+  if (file_size > 0 && qmkvd_pos_add(child->data_pos, child->size) > file_size) return -1;
+  uint8_t* data = static_cast<uint8_t*>(malloc(child->size > 0 ? child->size : 1));
+  if (!data) return -1;
+  if (qmkvd_walk_read_bytes(walk, data, child->size) != 0) {
+    free(data);
+    return -1;
+  }
+  *out = data;
+  return 0;
+}
+
+int qmkvd_walk_read_uint(QMKVD_WALK* walk, const QMKVD_CHILD* child, uint32_t limit,
+                         uint64_t* value) {
+  uint8_t bytes[8];
+  if (child->size > limit || child->size > sizeof(bytes)) return -1;
+  if (qmkvd_walk_read_bytes(walk, bytes, child->size) != 0) return -1;
+  *value = qmkvd_b2v_u64(bytes, static_cast<int>(child->size));
+  return 0;
+}
+
+int qmkvd_walk_children(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, int64_t data_pos,
+                        uint64_t size, const QMKVD_MASTER* master, void* record, void* user) {
+  QMKVD_WALK walk = {ctx, mfal, fp, qmkvd_pos_add(data_pos, size), data_pos, user};
+  int64_t pos = data_pos;
+  mfal->setpos(fp, &pos);
+  while (pos < walk.end) {
+    QMKVD_CHILD child = {0, 0, pos, 0};
+    if (qmkvd_ebml_get_id_len64(mfal, fp, &child.id, &child.size) != 0) return -1;
+    mfal->getpos(fp, &child.data_pos);
+    if (master->cap_size && child.size > QMKVD_CHILD_SIZE_CAP) return -1;
+    walk.next_pos = qmkvd_pos_add(child.data_pos, child.size);
+    if (walk.next_pos > walk.end && master->overrun != QMKVD_OVERRUN_FOLLOW) {
+      if (master->overrun == QMKVD_OVERRUN_FAIL) return -1;
+      mfal->setpos(fp, &child.elem_pos);
+      return QMKVD_WALK_STOP;
+    }
+    if (child.size > 0 || !master->skip_empty) {
+      const QMKVD_CHILD_RULE* rule = FindRule(master, child.id);
+      int r = rule ? ApplyRule(&walk, rule, &child, record) : QMKVD_WALK_NEXT;
+      if (r < 0) return -1;
+      if (r == QMKVD_WALK_STOP) return QMKVD_WALK_STOP;
+    }
+    // A child never moves the walk backwards; the end of a child is always ahead of its header.
+    pos = walk.next_pos > child.elem_pos ? walk.next_pos : child.data_pos;
+    mfal->setpos(fp, &pos);
+  }
+  return 0;
+}

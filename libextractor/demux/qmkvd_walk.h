@@ -1,0 +1,96 @@
+// The one child walker of the demuxer. A master element is described by a table of child
+// rules (element ID, how to read it, its size limit, where it goes) and a small policy; the
+// walker reads child headers from the file, applies the rules and leaves the position after
+// each child. It knows no element by name and never logs: the named parsers own messages and
+// status codes.
+#pragma once
+
+#include <stddef.h>
+#include <stdint.h>
+
+#include "demux/qmkvd_types.h"
+
+enum QMKVD_FIELD_KIND : uint8_t {
+  QMKVD_FIELD_SKIP,     // known child, stepped over
+  QMKVD_FIELD_UINT,     // big-endian unsigned of at most `limit` bytes, stored in `width` bytes
+  QMKVD_FIELD_TEXT,     // at most `limit` bytes, NUL put behind them
+  QMKVD_FIELD_BYTES,    // raw bytes, at most `limit` (never more than `width`)
+  QMKVD_FIELD_HANDLER,  // the rule's handler reads it
+};
+
+// What a child running past the end of its master means.
+enum QMKVD_OVERRUN : uint8_t {
+  QMKVD_OVERRUN_FOLLOW,  // nothing: the child is read as coded
+  QMKVD_OVERRUN_STOP,    // the walk ends with success, position set back to the child
+  QMKVD_OVERRUN_FAIL,    // the walk fails
+};
+
+struct QMKVD_CHILD {
+  uint32_t id;
+  uint64_t size;
+  int64_t elem_pos;
+  int64_t data_pos;
+};
+
+struct QMKVD_WALK {
+  QMKVD_CTX* ctx;
+  QCMN_MFAL* mfal;
+  QCMN_MFAL_FILE* fp;
+  int64_t end;       // end of the master's data
+  int64_t next_pos;  // where the walk goes on after this child; a handler may change it
+  void* user;        // the caller's context for handlers
+};
+
+// Handler results besides -1 (failure).
+enum { QMKVD_WALK_NEXT = 0, QMKVD_WALK_STOP = 1 };
+
+typedef int (*QMKVD_CHILD_HANDLER)(QMKVD_WALK* walk, const QMKVD_CHILD* child, void* record);
+
+struct QMKVD_CHILD_RULE {
+  uint32_t id;
+  QMKVD_FIELD_KIND kind;
+  uint16_t limit;
+  uint16_t width;
+  uint32_t offset;  // of the field in the record
+  QMKVD_CHILD_HANDLER handler;
+};
+
+struct QMKVD_MASTER {
+  const QMKVD_CHILD_RULE* rules;
+  uint32_t rule_count;
+  bool skip_empty;  // children of size 0 are not acted on
+  bool cap_size;    // children larger than QMKVD_CHILD_SIZE_CAP fail the walk
+  QMKVD_OVERRUN overrun;
+};
+
+#define QMKVD_RULE_UINT(id, rec, field, limit) \
+  { id, QMKVD_FIELD_UINT, limit, sizeof(((rec*)0)->field), offsetof(rec, field), nullptr }
+#define QMKVD_RULE_TEXT(id, rec, field) \
+  { id, QMKVD_FIELD_TEXT, sizeof(((rec*)0)->field) - 1, sizeof(((rec*)0)->field), \
+    offsetof(rec, field), nullptr }
+#define QMKVD_RULE_BYTES(id, rec, field) \
+  { id, QMKVD_FIELD_BYTES, sizeof(((rec*)0)->field), sizeof(((rec*)0)->field), \
+    offsetof(rec, field), nullptr }
+#define QMKVD_RULE_HANDLER(id, fn) { id, QMKVD_FIELD_HANDLER, 0, 0, 0, fn }
+#define QMKVD_RULE_SKIP(id) { id, QMKVD_FIELD_SKIP, 0, 0, 0, nullptr }
+#define QMKVD_MASTER_OF(rules, skip_empty, cap_size, overrun) \
+  { rules, sizeof(rules) / sizeof(rules[0]), skip_empty, cap_size, overrun }
+
+// Walks the children of the element whose data is [data_pos, data_pos + size).
+// Returns 0 when the end was reached, QMKVD_WALK_STOP when a handler or the overrun policy
+// ended the walk early, -1 on failure.
+int qmkvd_walk_children(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, int64_t data_pos,
+                        uint64_t size, const QMKVD_MASTER* master, void* record, void* user);
+
+// Reads a child's payload of at most limit bytes as a big-endian unsigned number.
+int qmkvd_walk_read_uint(QMKVD_WALK* walk, const QMKVD_CHILD* child, uint32_t limit,
+                         uint64_t* value);
+// Reads exactly count bytes of payload into out.
+int qmkvd_walk_read_bytes(QMKVD_WALK* walk, void* out, uint64_t count);
+
+// Reads a child's whole payload into a new malloc block (at least 1 byte, so an empty payload
+// has a block too). A payload the data cannot hold is refused before anything is allocated.
+int qmkvd_walk_read_blob(QMKVD_WALK* walk, const QMKVD_CHILD* child, uint8_t** out);
+
+// a + b for positions, saturating instead of overflowing.
+int64_t qmkvd_pos_add(int64_t a, uint64_t b);

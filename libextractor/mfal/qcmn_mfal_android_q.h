@@ -1,0 +1,181 @@
+// The file access layer over the framework's data source. Reads never move the data source:
+// each handle keeps its own position and passes it to readAt explicitly, so positioning is free
+// and any number of handles can read one source independently.
+//
+// The assertion messages name this header and fixed line numbers; they are part of the log
+// output that integrators grep for, so they stay stable whatever this file looks like.
+#pragma once
+
+#include <stdint.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include <new>
+
+#include <media/MediaExtractorPluginHelper.h>
+
+#include "common/qcmn_log.h"
+#include "mfal/qcmn_mfal.h"
+
+#define QCMN_MFAL_PATH "libextractor/mfal/qcmn_mfal_android_q"
+#define QCMN_MFAL_ASSERT_FAILED(line, what) \
+  qcmn_log(QCMN_LOG_ERROR, QCMN_TAG_FRONTEND, "[%s:%d] assert failed! (" what ")\n", \
+           QCMN_MFAL_PATH, line)
+
+// Private block of a record: a cleared scratch area nobody reads, then the data source.
+struct QCMN_MFAL_PRIVATE {
+  uint8_t area[4096];
+  android::DataSourceHelper* source;
+};
+
+struct QCMN_MFAL_FILE {
+  android::DataSourceHelper* source;
+  uint32_t reserved;
+  int64_t position;
+};
+
+static inline QCMN_MFAL_FILE* qcmn_mfal_open(QCMN_MFAL* mfal, unsigned long /*mode*/) {
+  if (!mfal) {
+    QCMN_MFAL_ASSERT_FAILED(102, "mfal");
+    return nullptr;
+  }
+  QCMN_MFAL_FILE* fp = new (std::nothrow) QCMN_MFAL_FILE();
+  if (!fp) return nullptr;
+  const QCMN_MFAL_PRIVATE* priv = static_cast<const QCMN_MFAL_PRIVATE*>(mfal->user);
+  if (!priv || !priv->source) {
+    qcmn_log(QCMN_LOG_ERROR, QCMN_TAG_FRONTEND, "not supported");
+    delete fp;
+    return nullptr;
+  }
+  fp->source = priv->source;
+  return fp;
+}
+
+static inline void qcmn_mfal_close(QCMN_MFAL_FILE* fp) {
+  if (!fp) {
+    QCMN_MFAL_ASSERT_FAILED(134, "fp");
+    return;
+  }
+  delete fp;
+}
+
+static inline int qcmn_mfal_read(QCMN_MFAL_FILE* fp, void* buf, int size) {
+  if (size < 1) return 0;
+  if (!buf) {
+    QCMN_MFAL_ASSERT_FAILED(151, "buf");
+    return -1;
+  }
+  if (!fp) {
+    QCMN_MFAL_ASSERT_FAILED(152, "fp");
+    return -1;
+  }
+  ssize_t n = fp->source->readAt(fp->position, buf, static_cast<size_t>(size));
+  if (n < 0) n = 0;
+  if (n > size) n = size;  // a source must never claim more than was asked
+  fp->position += n;
+  return static_cast<int>(n);
+}
+
+static inline int qcmn_mfal_write(QCMN_MFAL_FILE* fp, const void* /*buf*/, int /*size*/) {
+  if (!fp) {
+    QCMN_MFAL_ASSERT_FAILED(165, "fp");
+    return -1;
+  }
+  return 0;
+}
+
+static inline int qcmn_mfal_getpos(QCMN_MFAL_FILE* fp, int64_t* pos) {
+  if (!pos) {
+    QCMN_MFAL_ASSERT_FAILED(174, "p");
+    return -1;
+  }
+  if (!fp) {
+    QCMN_MFAL_ASSERT_FAILED(175, "fp");
+    return -1;
+  }
+  *pos = fp->position;
+  return 0;
+}
+
+static inline int qcmn_mfal_setpos(QCMN_MFAL_FILE* fp, const int64_t* pos) {
+  if (!pos) {
+    QCMN_MFAL_ASSERT_FAILED(188, "p");
+    return -1;
+  }
+  if (!fp) {
+    QCMN_MFAL_ASSERT_FAILED(189, "fp");
+    return -1;
+  }
+  fp->position = *pos;
+  return 0;
+}
+
+static inline int qcmn_mfal_skip(QCMN_MFAL_FILE* fp, const int64_t* count) {
+  if (!count) {
+    QCMN_MFAL_ASSERT_FAILED(203, "fsize");
+    return -1;
+  }
+  if (!fp) {
+    QCMN_MFAL_ASSERT_FAILED(204, "fp");
+    return -1;
+  }
+  if (*count < 1) return -1;
+  // A position past INT64_MAX cannot be read anyway; saturate instead of overflowing.
+  fp->position = (fp->position > INT64_MAX - *count) ? INT64_MAX : fp->position + *count;
+  return 0;
+}
+
+static inline int qcmn_mfal_getsize(QCMN_MFAL_FILE* fp, int64_t* size) {
+  if (!size) {
+    QCMN_MFAL_ASSERT_FAILED(224, "fsize");
+    return -1;
+  }
+  if (!fp) {
+    QCMN_MFAL_ASSERT_FAILED(225, "fp");
+    return -1;
+  }
+  *size = 0;
+  off64_t s = 0;
+  fp->source->getSize(&s);  // an unknown size leaves 0
+  *size = s;
+  return 0;
+}
+
+static inline int qcmn_mfal_ioctl(QCMN_MFAL_FILE* fp, int code, void* arg) {
+  if (!fp) {
+    QCMN_MFAL_ASSERT_FAILED(239, "fp");
+    return -1;
+  }
+  if (!arg) {
+    QCMN_MFAL_ASSERT_FAILED(240, "arg");
+    return -1;
+  }
+  return code == 1 ? 0 : -1;
+}
+
+// Fills a cleared record with the nine functions and a private block holding source.
+// Returns 0, or -1 when the private block cannot be allocated (the record is left cleared).
+static inline int qcmn_mfal_init(QCMN_MFAL* mfal, android::DataSourceHelper* source) {
+  memset(mfal, 0, sizeof(*mfal));
+  QCMN_MFAL_PRIVATE* priv = static_cast<QCMN_MFAL_PRIVATE*>(malloc(sizeof(QCMN_MFAL_PRIVATE)));
+  if (!priv) return -1;
+  memset(priv->area, 0, sizeof(priv->area));
+  priv->source = source;
+  mfal->open = qcmn_mfal_open;
+  mfal->close = qcmn_mfal_close;
+  mfal->read = qcmn_mfal_read;
+  mfal->write = qcmn_mfal_write;
+  mfal->getpos = qcmn_mfal_getpos;
+  mfal->setpos = qcmn_mfal_setpos;
+  mfal->skip = qcmn_mfal_skip;
+  mfal->getsize = qcmn_mfal_getsize;
+  mfal->ioctl = qcmn_mfal_ioctl;
+  mfal->user = priv;
+  return 0;
+}
+
+static inline void qcmn_mfal_deinit(QCMN_MFAL* mfal) {
+  if (!mfal) return;
+  free(mfal->user);
+  memset(mfal, 0, sizeof(*mfal));
+}

@@ -1,0 +1,70 @@
+// Host implementation of the liblog calls: messages go to stderr (one line each, in the
+// "<tag> <P> <message>" shape of the device logger) or to a sink installed by a test.
+#include <android/log.h>
+#include <host/host_log.h>
+
+#include <stdio.h>
+#include <stdlib.h>
+
+namespace {
+
+constexpr int kLogBufferSize = 1024;  // the device logger cuts messages at 1023 characters
+
+host_log_sink g_sink = nullptr;
+void* g_sink_user = nullptr;
+
+char PriorityLetter(int prio) {
+  static const char kLetters[] = "??VDIWEFS";
+  return (prio >= 0 && prio <= ANDROID_LOG_SILENT) ? kLetters[prio] : '?';
+}
+
+int Emit(int prio, const char* tag, const char* text) {
+  const char* safe_tag = tag ? tag : "";
+  if (g_sink) {
+    g_sink(prio, safe_tag, text, g_sink_user);
+    return 1;
+  }
+  fprintf(stderr, "%s %c %s\n", safe_tag, PriorityLetter(prio), text);
+  return 1;
+}
+
+}  // namespace
+
+extern "C" void host_log_set_sink(host_log_sink sink, void* user) {
+  g_sink = sink;
+  g_sink_user = user;
+}
+
+extern "C" int __android_log_write(int prio, const char* tag, const char* text) {
+  return Emit(prio, tag, text ? text : "");
+}
+
+extern "C" int __android_log_vprint(int prio, const char* tag, const char* fmt, va_list ap) {
+  char buf[kLogBufferSize];
+  vsnprintf(buf, sizeof(buf), fmt, ap);
+  return Emit(prio, tag, buf);
+}
+
+extern "C" int __android_log_print(int prio, const char* tag, const char* fmt, ...) {
+  va_list ap;
+  va_start(ap, fmt);
+  int r = __android_log_vprint(prio, tag, fmt, ap);
+  va_end(ap);
+  return r;
+}
+
+extern "C" void __android_log_assert(const char* cond, const char* tag, const char* fmt, ...) {
+  char buf[kLogBufferSize];
+  if (fmt) {
+    va_list ap;
+    va_start(ap, fmt);
+    vsnprintf(buf, sizeof(buf), fmt, ap);
+    va_end(ap);
+  } else {
+    snprintf(buf, sizeof(buf), "%s%s", cond ? "Assertion failed: " : "Unspecified assertion failed",
+             cond ? cond : "");
+  }
+  fprintf(stderr, "%s\n", buf);
+  Emit(ANDROID_LOG_FATAL, tag, buf);
+  abort();
+}

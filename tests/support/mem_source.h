@@ -1,0 +1,62 @@
+// An in-memory data source for tests, behind the same CDataSource/DataSourceHelper interface
+// the framework gives the extractor. It counts calls and bytes, and can misbehave on demand:
+// short reads, failing reads, an unknown size.
+#pragma once
+
+#include <stdint.h>
+
+#include <memory>
+#include <vector>
+
+#include <media/MediaExtractorPluginHelper.h>
+
+#include "mfal/qcmn_mfal_android_q.h"
+
+namespace mkvtest {
+
+class MemSource {
+ public:
+  explicit MemSource(std::vector<uint8_t> bytes);
+
+  android::CDataSource* csource() { return &csource_; }
+  android::DataSourceHelper* helper() { return &helper_; }
+
+  // Every readAt returns at most this many bytes (0: no limit).
+  void set_max_read(size_t max) { max_read_ = max; }
+  // readAt calls from this one on (0-based count) fail with -1.
+  void fail_reads_from(uint64_t call) { fail_from_ = call; }
+  // getSize reports an error and leaves the size alone.
+  void set_size_unknown(bool unknown) { size_unknown_ = unknown; }
+
+  uint64_t read_calls() const { return read_calls_; }
+  uint64_t bytes_read() const { return bytes_read_; }
+  const std::vector<uint8_t>& bytes() const { return bytes_; }
+
+ private:
+  static ssize_t ReadAt(void* handle, off64_t offset, void* data, size_t size);
+  static android::status_t GetSize(void* handle, off64_t* size);
+  static uint32_t Flags(void* handle);
+  static bool GetUri(void* handle, char* uri, size_t size);
+
+  std::vector<uint8_t> bytes_;
+  android::CDataSource csource_;
+  android::DataSourceHelper helper_;
+  size_t max_read_ = 0;
+  uint64_t fail_from_ = UINT64_MAX;
+  bool size_unknown_ = false;
+  uint64_t read_calls_ = 0;
+  uint64_t bytes_read_ = 0;
+};
+
+// A memory source with its file access record filled, ready for qmkvd_create.
+struct MemFile {
+  explicit MemFile(std::vector<uint8_t> bytes);
+  ~MemFile();
+  MemFile(const MemFile&) = delete;
+  MemFile& operator=(const MemFile&) = delete;
+
+  MemSource source;
+  QCMN_MFAL mfal;
+};
+
+}  // namespace mkvtest

@@ -1,0 +1,24 @@
+// Small, valid building blocks of test files, so that each test spells out only what it is
+// about.
+#pragma once
+
+#include <stdint.h>
+
+#include <vector>
+
+#include "mkv_builder.h"
+
+namespace mkvtest {
+
+// Info with TimecodeScale 1 ms, an 8-byte Duration of 1000 ticks and a MuxingApp.
+Element MinimalInfo();
+// Tracks with one video TrackEntry (number 1, V_VP9, 64x48).
+Element OneTrack();
+// A Cluster at timecode 0 with one key-frame SimpleBlock of track 1.
+Element SmallCluster(uint64_t timecode = 0);
+// EBML header (DocType "matroska") followed by a Segment of these children.
+std::vector<uint8_t> MkvFile(std::vector<Element> segment_children);
+// Info, Tracks and one Cluster: the least a file needs to open.
+std::vector<uint8_t> MinimalFile();
+
+}  // namespace mkvtest

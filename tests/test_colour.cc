@@ -1,0 +1,130 @@
+// Colour and mastering metadata: absent values, ranges, and children that run past their
+// parent.
+#include <gtest/gtest.h>
+
+#include "demux_harness.h"
+#include "mkv_shapes.h"
+
+namespace mkvtest {
+namespace {
+
+enum : uint32_t {
+  kColour = 0x55B0, kMatrix = 0x55B1, kBits = 0x55B2, kRange = 0x55B9, kTransfer = 0x55BA,
+  kPrimaries = 0x55BB, kMaxCll = 0x55BC, kMaxFall = 0x55BD, kMastering = 0x55D0, kRx = 0x55D1,
+  kRy = 0x55D2, kGx = 0x55D3, kWx = 0x55D7, kWy = 0x55D8, kLumMax = 0x55D9, kLumMin = 0x55DA,
+};
+
+const int64_t kAbsent = 0x7FFFFFFFFFFFFFFFLL;
+
+// Creates a file whose only track's Video holds this Colour, and returns its colour record.
+class ColourFile {
+ public:
+  explicit ColourFile(std::vector<Element> colour_children, Element* replace = nullptr)
+      : created_(MkvFile({MinimalInfo(),
+                          Tracks({TrackEntry({Uint(0xD7, 1), Uint(0x83, 1), String(0x86, "V_VP9"),
+                                              Master(0xE0, {Uint(0xB0, 64),
+                                                            replace ? *replace
+                                                                    : Master(kColour,
+                                                                             colour_children)})})}),
+                          SmallCluster()})) {}
+  int32_t err() const { return created_.err(); }
+  const QMKVD_COLOUR* colour() { return created_.ctx()->tracks.slots[0].video.colour; }
+  const QMKVD_MASTERING* mastering() { return colour()->mastering; }
+
+ private:
+  Created created_;
+};
+
+TEST(Colour, OnlyWhatIsPresentIsSet) {
+  ColourFile f({Uint(kTransfer, 16)});
+  ASSERT_EQ(f.err(), 0);
+  ASSERT_NE(f.colour(), nullptr);
+  EXPECT_EQ(f.colour()->transfer_characteristics, 16);
+  for (int64_t v : {f.colour()->matrix_coefficients, f.colour()->bits_per_channel,
+                    f.colour()->chroma_subsampling_horz, f.colour()->chroma_subsampling_vert,
+                    f.colour()->cb_subsampling_horz, f.colour()->cb_subsampling_vert,
+                    f.colour()->chroma_siting_horz, f.colour()->chroma_siting_vert,
+                    f.colour()->range, f.colour()->primaries, f.colour()->max_cll,
+                    f.colour()->max_fall}) {
+    EXPECT_EQ(v, kAbsent);
+  }
+  EXPECT_EQ(f.mastering(), nullptr);
+}
+
+TEST(Colour, ValuesKeepTheirLow32Bits) {
+  ColourFile f({Uint(kMatrix, 9), Uint(kBits, 10), Uint(kRange, 1), Uint(kPrimaries, 9),
+                Uint(kMaxCll, 1000), Uint(kMaxFall, 0x1FFFFFFFFull)});
+  ASSERT_EQ(f.err(), 0);
+  EXPECT_EQ(f.colour()->matrix_coefficients, 9);
+  EXPECT_EQ(f.colour()->bits_per_channel, 10);
+  EXPECT_EQ(f.colour()->range, 1);
+  EXPECT_EQ(f.colour()->max_cll, 1000);
+  EXPECT_EQ(f.colour()->max_fall, 0xFFFFFFFFLL);
+}
+
+TEST(Colour, MasteringValuesWithinTheirRanges) {
+  ColourFile f({Master(kMastering, {Float(kRx, 0.68, 4), Float(kRy, 0.32, 4), Float(kGx, 1.5, 4),
+                                    Float(kWx, 0.3127, 4), Float(kWy, 0.329, 4),
+                                    Float(kLumMax, 10000.0, 4), Float(kLumMin, 0.005, 4)})});
+  ASSERT_EQ(f.err(), 0);
+  const QMKVD_MASTERING* m = f.mastering();
+  ASSERT_NE(m, nullptr);
+  ASSERT_NE(m->red, nullptr);
+  EXPECT_FLOAT_EQ(m->red->x, 0.68f);
+  EXPECT_FLOAT_EQ(m->red->y, 0.32f);
+  ASSERT_NE(m->green, nullptr);  // a coordinate out of range still allocates its pair
+  EXPECT_EQ(m->green->x, 0.0f);
+  EXPECT_EQ(m->blue, nullptr);
+  EXPECT_FLOAT_EQ(m->white_point->x, 0.3127f);
+  EXPECT_EQ(m->luminance_max, 0.0f);  // 10000 is out of range
+  EXPECT_FLOAT_EQ(m->luminance_min, 0.005f);
+
+  ColourFile g({Master(kMastering, {Float(kLumMax, 1000.0, 4), Float(kLumMin, 1000.0, 4)})});
+  EXPECT_EQ(g.mastering()->luminance_max, 1000.0f);
+  EXPECT_EQ(g.mastering()->luminance_min, 0.0f);
+}
+
+// A double-coded mastering value is read as the single in its low 32 bits, not as its value.
+TEST(Colour, DoubleCodedMasteringValueIsNotItsValue) {
+  ColourFile f({Master(kMastering, {Float(kLumMax, 1000.0, 8)})});
+  ASSERT_EQ(f.err(), 0);
+  EXPECT_NE(f.mastering()->luminance_max, 1000.0f);
+}
+
+TEST(Colour, ChildRunningPastItsParentEndsTheParseWithWhatWasRead) {
+  ColourFile f({Master(kMastering, {Float(kLumMax, 600.0, 4), Raw({0x55, 0xDA, 0x84, 0x44})})});
+  ASSERT_EQ(f.err(), 0);
+  EXPECT_EQ(f.mastering()->luminance_max, 600.0f);
+  EXPECT_EQ(f.mastering()->luminance_min, 0.0f);
+
+  ColourFile g({Uint(kMatrix, 1), Raw({0x55, 0xBA, 0x88})});
+  ASSERT_EQ(g.err(), 0);
+  EXPECT_EQ(g.colour()->matrix_coefficients, 1);
+  EXPECT_EQ(g.colour()->transfer_characteristics, kAbsent);
+}
+
+TEST(Colour, OversizedValuesDropTheTrack) {
+  ColourFile f({Uint(kMatrix, 1).Width(9)});
+  EXPECT_EQ(f.err(), -2);
+  ColourFile g({Master(kMastering, {Uint(kLumMax, 1).Width(9)})});
+  EXPECT_EQ(g.err(), -2);
+}
+
+TEST(Colour, RepeatedColourAndMasteringStartOver) {
+  Element twice = Master(0xE0, {Master(kColour, {Uint(kMatrix, 1),
+                                                 Master(kMastering, {Float(kRx, 0.5, 4)})}),
+                                Master(kColour, {Uint(kRange, 2),
+                                                 Master(kMastering, {Float(kLumMax, 100, 4)})})});
+  Created c(MkvFile({MinimalInfo(),
+                     Tracks({TrackEntry({Uint(0xD7, 1), Uint(0x83, 1), twice})}),
+                     SmallCluster()}));
+  ASSERT_EQ(c.err(), 0);
+  const QMKVD_COLOUR* colour = c.ctx()->tracks.slots[0].video.colour;
+  EXPECT_EQ(colour->matrix_coefficients, kAbsent);
+  EXPECT_EQ(colour->range, 2);
+  EXPECT_EQ(colour->mastering->red, nullptr);
+  EXPECT_EQ(colour->mastering->luminance_max, 100.0f);
+}
+
+}  // namespace
+}  // namespace mkvtest

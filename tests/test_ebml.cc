@@ -1,0 +1,208 @@
+// EBML primitives: IDs, sizes of every width, the 32-bit limits, the in-memory decoder and
+// the big-endian converters.
+#include <gtest/gtest.h>
+
+#include "demux/qmkvd_ebml.h"
+#include "log_capture.h"
+#include "mem_source.h"
+
+namespace mkvtest {
+namespace {
+
+// A file of the given bytes with a handle open at 0.
+class Bytes {
+ public:
+  explicit Bytes(std::vector<uint8_t> b) : file_(std::move(b)) {
+    fp_ = file_.mfal.open(&file_.mfal, 0);
+  }
+  ~Bytes() { file_.mfal.close(fp_); }
+  const QCMN_MFAL* mfal() const { return &file_.mfal; }
+  QCMN_MFAL_FILE* fp() { return fp_; }
+  int64_t pos() {
+    int64_t p = 0;
+    file_.mfal.getpos(fp_, &p);
+    return p;
+  }
+
+ private:
+  MemFile file_;
+  QCMN_MFAL_FILE* fp_;
+};
+
+TEST(Ebml, LeadingZerosOfEveryByteWidth) {
+  EXPECT_EQ(qmkvd_get_clz(0x00), 8u);
+  EXPECT_EQ(qmkvd_get_clz(0x01), 7u);
+  EXPECT_EQ(qmkvd_get_clz(0x08), 4u);
+  EXPECT_EQ(qmkvd_get_clz(0x0F), 4u);
+  EXPECT_EQ(qmkvd_get_clz(0x10), 3u);
+  EXPECT_EQ(qmkvd_get_clz(0x40), 1u);
+  EXPECT_EQ(qmkvd_get_clz(0x80), 0u);
+  EXPECT_EQ(qmkvd_get_clz(0xFF), 0u);
+  EXPECT_EQ(qmkvd_get_clz(0x180), 0u);  // bits above the low 8 are ignored
+  EXPECT_EQ(qmkvd_get_clz(0x100), 8u);
+}
+
+TEST(Ebml, IdsOfOneToFourBytesKeepTheirMarker) {
+  Bytes f({0x1A, 0x45, 0xDF, 0xA3, 0x9F, 0xD7, 0x81, 0x42, 0x86, 0x40, 0x01});
+  uint32_t id = 0;
+  uint64_t size = 0;
+  ASSERT_EQ(qmkvd_ebml_get_id_len64(f.mfal(), f.fp(), &id, &size), 0);
+  EXPECT_EQ(id, 0x1A45DFA3u);
+  EXPECT_EQ(size, 31u);
+  ASSERT_EQ(qmkvd_ebml_get_id_len64(f.mfal(), f.fp(), &id, &size), 0);
+  EXPECT_EQ(id, 0xD7u);
+  EXPECT_EQ(size, 1u);
+  ASSERT_EQ(qmkvd_ebml_get_id_len64(f.mfal(), f.fp(), &id, &size), 0);
+  EXPECT_EQ(id, 0x4286u);
+  EXPECT_EQ(size, 1u);
+  EXPECT_EQ(f.pos(), 11);
+}
+
+TEST(Ebml, ZeroFirstBytesAndFiveByteIdsFail) {
+  uint32_t id;
+  uint64_t size;
+  {
+    Bytes f({0x00, 0x81});
+    EXPECT_EQ(qmkvd_ebml_get_id_len64(f.mfal(), f.fp(), &id, &size), -1);
+  }
+  {
+    Bytes f({0x08, 0x01, 0x02, 0x03, 0x04, 0x81});
+    EXPECT_EQ(qmkvd_ebml_get_id_len64(f.mfal(), f.fp(), &id, &size), -1);
+  }
+  {
+    Bytes f({0x10, 0x01, 0x02, 0x03, 0x81});
+    EXPECT_EQ(qmkvd_ebml_get_id_len64(f.mfal(), f.fp(), &id, &size), 0);
+    EXPECT_EQ(id, 0x10010203u);
+  }
+  {
+    Bytes f({0x81, 0x00});  // zero first size byte
+    EXPECT_EQ(qmkvd_ebml_get_id_len64(f.mfal(), f.fp(), &id, &size), -1);
+  }
+}
+
+TEST(Ebml, SizesAtTheirBoundaries) {
+  struct Case {
+    std::vector<uint8_t> bytes;
+    uint64_t value64;
+    int result32;
+  } cases[] = {
+      {{0x80}, 0, 0},
+      {{0xFF}, 127, 0},
+      {{0x40, 0x01}, 1, 0},
+      {{0x10, 0xFF, 0xFF, 0xFF}, 0x0FFFFFFF, 0},
+      {{0x08, 0, 0, 0, 1}, 1, -1},
+      {{0x01, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}, 72057594037927935ull, -1},
+  };
+  for (const auto& c : cases) {
+    Bytes f64(c.bytes);
+    uint64_t v64 = 0;
+    ASSERT_EQ(qmkvd_ebml_get_len64(f64.mfal(), f64.fp(), &v64), 0);
+    EXPECT_EQ(v64, c.value64);
+    Bytes f32(c.bytes);
+    uint32_t v32 = 0;
+    EXPECT_EQ(qmkvd_ebml_get_len32(f32.mfal(), f32.fp(), &v32), c.result32);
+    if (c.result32 == 0) {
+      EXPECT_EQ(v32, c.value64);
+    }
+  }
+}
+
+TEST(Ebml, RelativeLengthIsReportedEvenWhenTooWide) {
+  uint32_t value = 0, length = 0;
+  {
+    Bytes f({0x08, 0, 0, 0, 1});
+    EXPECT_EQ(qmkvd_ebml_get_len32_rel(f.mfal(), f.fp(), &value, &length), -1);
+    EXPECT_EQ(length, 5u);
+  }
+  {
+    Bytes f({0x00});
+    length = 77;
+    EXPECT_EQ(qmkvd_ebml_get_len32_rel(f.mfal(), f.fp(), &value, &length), -1);
+    EXPECT_EQ(length, 77u);
+  }
+  {
+    Bytes f({0x20, 0x01, 0x02});
+    EXPECT_EQ(qmkvd_ebml_get_len32_rel(f.mfal(), f.fp(), &value, &length), 0);
+    EXPECT_EQ(length, 3u);
+    EXPECT_EQ(value, 0x0102u);
+  }
+}
+
+TEST(Ebml, Len32IdReadLogsOnlyTheFirstByteFailure) {
+  uint32_t id, size;
+  {
+    Bytes f({});
+    LogCapture log;
+    EXPECT_EQ(qmkvd_ebml_get_id_len32(f.mfal(), f.fp(), &id, &size), -1);
+    EXPECT_TRUE(log.Has(6, "qmkvd_util", "get_id_len32 read buf error")) << log.Dump();
+  }
+  {
+    Bytes f({0x00});
+    LogCapture log;
+    EXPECT_EQ(qmkvd_ebml_get_id_len32(f.mfal(), f.fp(), &id, &size), -1);
+    EXPECT_TRUE(log.lines().empty());
+  }
+  {
+    Bytes f({0xA3, 0x01, 0, 0, 0, 0, 0, 0, 5});  // eight-byte size: too wide for 32 bits
+    LogCapture log;
+    EXPECT_EQ(qmkvd_ebml_get_id_len32(f.mfal(), f.fp(), &id, &size), -1);
+    EXPECT_TRUE(log.lines().empty());
+  }
+  {
+    Bytes f({0xA3, 0x10, 0, 0, 9});
+    EXPECT_EQ(qmkvd_ebml_get_id_len32(f.mfal(), f.fp(), &id, &size), 0);
+    EXPECT_EQ(id, 0xA3u);
+    EXPECT_EQ(size, 9u);
+  }
+}
+
+TEST(Ebml, ShortReadInsideANumberFailsAfterWhatWasRead) {
+  uint32_t id;
+  uint64_t size;
+  Bytes f({0x1A, 0x45});  // a four-byte ID cut after two bytes
+  EXPECT_EQ(qmkvd_ebml_get_id_len64(f.mfal(), f.fp(), &id, &size), -1);
+  EXPECT_EQ(f.pos(), 2);
+  Bytes g({0x81, 0x40});  // a two-byte size cut after its first byte
+  EXPECT_EQ(qmkvd_ebml_get_id_len64(g.mfal(), g.fp(), &id, &size), -1);
+  EXPECT_EQ(g.pos(), 2);
+}
+
+TEST(Ebml, HeaderFromMemoryNeedsEveryByteAvailable) {
+  const uint8_t ebml[] = {0x1A, 0x45, 0xDF, 0xA3, 0x9F};
+  uint32_t id = 0;
+  uint64_t size = 0;
+  EXPECT_EQ(qmkvd_ebml_get_id_len64_buff(ebml, 5, &id, &size), 5);
+  EXPECT_EQ(id, 0x1A45DFA3u);
+  EXPECT_EQ(size, 31u);
+  EXPECT_EQ(qmkvd_ebml_get_id_len64_buff(ebml, 4, &id, &size), -1);
+
+  const uint8_t two_byte_size[] = {0xB3, 0x40, 0x02};
+  EXPECT_EQ(qmkvd_ebml_get_id_len64_buff(two_byte_size, 3, &id, &size), 3);
+  EXPECT_EQ(size, 2u);
+  EXPECT_EQ(qmkvd_ebml_get_id_len64_buff(two_byte_size, 2, &id, &size), -1);
+
+  const uint8_t eight[] = {0xBB, 0x01, 0, 0, 0, 0, 0, 1, 0};
+  EXPECT_EQ(qmkvd_ebml_get_id_len64_buff(eight, 10, &id, &size), 10);
+  EXPECT_EQ(size, 256u);
+
+  const uint8_t zero_id[] = {0x00, 0x81};
+  const uint8_t zero_size[] = {0xBB, 0x00, 0x81};
+  const uint8_t long_id[] = {0x08, 1, 2, 3, 4, 0x81};
+  EXPECT_EQ(qmkvd_ebml_get_id_len64_buff(zero_id, 2, &id, &size), -1);
+  EXPECT_EQ(qmkvd_ebml_get_id_len64_buff(zero_size, 3, &id, &size), -1);
+  EXPECT_EQ(qmkvd_ebml_get_id_len64_buff(long_id, 6, &id, &size), -1);
+  EXPECT_EQ(qmkvd_ebml_get_id_len64_buff(ebml, 0, &id, &size), -1);
+}
+
+TEST(Ebml, BigEndianConversionKeepsTheLastBytes) {
+  const uint8_t five[] = {1, 2, 3, 4, 5};
+  EXPECT_EQ(qmkvd_b2v_u32(five, 5), 0x02030405u);
+  EXPECT_EQ(qmkvd_b2v_u64(five, 5), 0x0102030405ull);
+  EXPECT_EQ(qmkvd_b2v_u64(five, 0), 0u);
+  EXPECT_EQ(qmkvd_b2v_u64(five, -1), 0u);
+  const uint8_t ten[] = {9, 9, 1, 2, 3, 4, 5, 6, 7, 8};
+  EXPECT_EQ(qmkvd_b2v_u64(ten, 10), 0x0102030405060708ull);
+}
+
+}  // namespace
+}  // namespace mkvtest

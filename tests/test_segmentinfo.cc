@@ -1,0 +1,126 @@
+// Segment Info: defaults, the two float forms of Duration, text and UID limits.
+#include <gtest/gtest.h>
+
+#include <string.h>
+
+#include "demux_harness.h"
+#include "mkv_shapes.h"
+
+namespace mkvtest {
+namespace {
+
+enum : uint32_t {
+  kSegmentUid = 0x73A4, kSegmentFilename = 0x7384, kPrevUid = 0x3CB923, kPrevFilename = 0x3C83AB,
+  kNextUid = 0x3EB923, kNextFilename = 0x3E83BB, kTimecodeScale = 0x2AD7B1, kDuration = 0x4489,
+  kTitle = 0x7BA9, kMuxingApp = 0x4D80, kWritingApp = 0x5741, kDateUtc = 0x4461,
+};
+
+// Header parse of a file whose Info holds these children.
+std::unique_ptr<HeaderParse> ParseInfo(std::vector<Element> children) {
+  return std::make_unique<HeaderParse>(MkvFile({Info(std::move(children)), OneTrack(),
+                                                SmallCluster()}));
+}
+
+TEST(SegmentInfo, TimecodeScaleDefaultsToOneMillisecond) {
+  EXPECT_EQ(ParseInfo({})->ctx()->info.timecode_scale, 1000000u);
+  EXPECT_EQ(ParseInfo({Uint(kTimecodeScale, 0)})->ctx()->info.timecode_scale, 1000000u);
+  EXPECT_EQ(ParseInfo({Uint(kTimecodeScale, 500)})->ctx()->info.timecode_scale, 500u);
+  // Only the low 32 bits of a wider value are kept.
+  EXPECT_EQ(ParseInfo({Uint(kTimecodeScale, 0x100000007ull)})->ctx()->info.timecode_scale, 7u);
+}
+
+TEST(SegmentInfo, DurationAsDoubleSingleOrMissing) {
+  auto d8 = ParseInfo({Float(kDuration, 1234.75, 8)});
+  EXPECT_EQ(d8->ctx()->info.duration, 1234.75);
+  EXPECT_EQ(d8->ctx()->info.duration_int, 1234u);
+  // A single-precision Duration loses its fraction.
+  auto d4 = ParseInfo({Float(kDuration, 1234.75, 4)});
+  EXPECT_EQ(d4->ctx()->info.duration, 1234.0);
+  EXPECT_EQ(d4->ctx()->info.duration_int, 1234u);
+  for (auto& p : {ParseInfo({}), ParseInfo({Float(kDuration, 0.0, 8)}),
+                  ParseInfo({Float(kDuration, 0.25, 8)})}) {
+    EXPECT_EQ(p->ctx()->info.duration, 1.0);
+    EXPECT_EQ(p->ctx()->info.duration_int, 1u);
+  }
+  // Any other width changes nothing, and a Duration over 8 bytes fails the file.
+  EXPECT_EQ(ParseInfo({Uint(kDuration, 0x123456).Width(3)})->ctx()->info.duration, 1.0);
+  EXPECT_EQ(ParseInfo({Uint(kDuration, 1).Width(9)})->status(), -1);
+}
+
+TEST(SegmentInfo, HostileDurationsDoNotOverflow) {
+  auto huge = ParseInfo({Float(kDuration, 1e300, 8)});
+  EXPECT_EQ(huge->status(), 0);
+  EXPECT_EQ(huge->ctx()->info.duration_int, UINT64_MAX);
+  auto negative = ParseInfo({Float(kDuration, -5.0, 8)});
+  EXPECT_EQ(negative->ctx()->info.duration_int, 1u);
+  auto nan = ParseInfo({Uint(kDuration, 0x7FF8000000000000ull).Width(8)});
+  EXPECT_EQ(nan->status(), 0);
+  EXPECT_EQ(nan->ctx()->info.duration_int, 1u);
+}
+
+TEST(SegmentInfo, TextsAreKeptWithATerminator) {
+  auto p = ParseInfo({String(kTitle, "A title"), String(kMuxingApp, "mux"),
+                      String(kWritingApp, "writer"), String(kSegmentFilename, "seg.mkv"),
+                      String(kPrevFilename, "prev.mkv"), String(kNextFilename, "next.mkv"),
+                      Uint(kDateUtc, 0x0123456789ABCDEFull)});
+  const QMKVD_INFO& info = p->ctx()->info;
+  EXPECT_STREQ(info.title, "A title");
+  EXPECT_STREQ(info.muxing_app, "mux");
+  EXPECT_STREQ(info.writing_app, "writer");
+  EXPECT_STREQ(info.segment_filename, "seg.mkv");
+  EXPECT_STREQ(info.prev_filename, "prev.mkv");
+  EXPECT_STREQ(info.next_filename, "next.mkv");
+  EXPECT_EQ(info.date_utc, 0x0123456789ABCDEFll);
+}
+
+TEST(SegmentInfo, TextOf255BytesPassesAnd256Fails) {
+  auto ok = ParseInfo({String(kTitle, std::string(255, 'x'))});
+  EXPECT_EQ(ok->status(), 0);
+  EXPECT_EQ(strlen(ok->ctx()->info.title), 255u);
+  for (uint32_t id : {kTitle, kMuxingApp, kWritingApp, kSegmentFilename, kPrevFilename,
+                      kNextFilename}) {
+    EXPECT_EQ(ParseInfo({String(id, std::string(256, 'x'))})->status(), -1) << std::hex << id;
+  }
+  // And through creation, the whole file is refused.
+  Created c(MkvFile({Info({String(kTitle, std::string(256, 'x'))}), OneTrack(), SmallCluster()}));
+  EXPECT_EQ(c.err(), -6);
+}
+
+// NextUID may be up to 256 bytes although only 16 are kept; the other two UIDs stop at 16.
+TEST(SegmentInfo, UidLimits) {
+  std::vector<uint8_t> twenty(20);
+  for (size_t i = 0; i < twenty.size(); ++i) twenty[i] = static_cast<uint8_t>(i + 1);
+  auto next = ParseInfo({Binary(kNextUid, twenty), String(kNextFilename, "n")});
+  ASSERT_EQ(next->status(), 0);
+  EXPECT_EQ(memcmp(next->ctx()->info.next_uid, twenty.data(), 16), 0);
+  EXPECT_STREQ(next->ctx()->info.next_filename, "n");
+  auto next_filename_untouched = ParseInfo({String(kNextFilename, "n"), Binary(kNextUid, twenty)});
+  EXPECT_STREQ(next_filename_untouched->ctx()->info.next_filename, "n");
+
+  EXPECT_EQ(ParseInfo({Binary(kNextUid, std::vector<uint8_t>(256, 1))})->status(), 0);
+  EXPECT_EQ(ParseInfo({Binary(kNextUid, std::vector<uint8_t>(257, 1))})->status(), -1);
+  EXPECT_EQ(ParseInfo({Binary(kPrevUid, twenty)})->status(), -1);
+  EXPECT_EQ(ParseInfo({Binary(kSegmentUid, twenty)})->status(), -1);
+  auto uid = ParseInfo({Binary(kSegmentUid, std::vector<uint8_t>(twenty.begin(),
+                                                                 twenty.begin() + 16))});
+  EXPECT_EQ(memcmp(uid->ctx()->info.segment_uid, twenty.data(), 16), 0);
+}
+
+TEST(SegmentInfo, IntegersOverEightBytesOrCutShortFail) {
+  EXPECT_EQ(ParseInfo({Uint(kTimecodeScale, 1).Width(9)})->status(), -1);
+  EXPECT_EQ(ParseInfo({Uint(kDateUtc, 1).Width(9)})->status(), -1);
+  EXPECT_EQ(ParseInfo({Uint(kTimecodeScale, 1000000).Width(8)})->status(), 0);
+  // A Title whose payload the file cannot supply.
+  HeaderParse cut(Serialize({EbmlHeader(), Segment({Info({String(kTitle, "abc").DeclaredSize(60)})})}));
+  EXPECT_EQ(cut.status(), -1);
+}
+
+TEST(SegmentInfo, EmptyChildrenAreSkippedAndHugeOnesRefused) {
+  auto empty = ParseInfo({String(kTitle, ""), Binary(kTimecodeScale, {})});
+  EXPECT_EQ(empty->status(), 0);
+  EXPECT_EQ(empty->ctx()->info.timecode_scale, 1000000u);
+  EXPECT_EQ(ParseInfo({Binary(0xEC, {}).DeclaredSize(0x80000000ull)})->status(), -1);
+}
+
+}  // namespace
+}  // namespace mkvtest

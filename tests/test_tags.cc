@@ -1,0 +1,156 @@
+// Simple tags and the text metadata that creation derives from them and from Info.
+#include <gtest/gtest.h>
+
+#include <string.h>
+
+#include "demux_harness.h"
+#include "log_capture.h"
+#include "mkv_shapes.h"
+
+namespace mkvtest {
+namespace {
+
+enum : uint32_t { kTags = 0x1254C367, kTag = 0x7373, kTargets = 0x63C0, kSimpleTag = 0x67C8,
+                  kTagName = 0x45A3, kTagLanguage = 0x447A, kTagString = 0x4487,
+                  kTitle = 0x7BA9, kDateUtc = 0x4461 };
+
+Element Simple(const std::string& name, const std::string& value) {
+  return Master(kSimpleTag, {String(kTagName, name), String(kTagString, value)});
+}
+
+std::vector<uint8_t> FileWithTags(std::vector<Element> tags, std::vector<Element> info = {}) {
+  return MkvFile({Info(info), OneTrack(), Master(kTags, tags), SmallCluster()});
+}
+
+std::string SlotText(const QMKVD_METADATA* m, int slot) {
+  const QMKVD_METADATA_SLOT& s = m->slots[slot - 1];
+  return std::string(reinterpret_cast<const char*>(s.text), s.length);
+}
+
+TEST(Tags, EverySimpleTagInFileOrderAcrossTags) {
+  std::vector<Element> simple;
+  for (int i = 0; i < 21; ++i) simple.push_back(Simple("N" + std::to_string(i), "v"));
+  Created c(FileWithTags({Master(kTag, {Master(kTargets, {Uint(0x68CA, 50)}),
+                                        Master(kSimpleTag, {String(kTagName, "FIRST"),
+                                                            String(kTagLanguage, "fre")})}),
+                          Master(kTag, simple)}));
+  ASSERT_EQ(c.err(), 0);
+  const QMKVD_TAGS& tags = c.ctx()->tags;
+  ASSERT_EQ(tags.count, 22u);
+  EXPECT_EQ(tags.capacity, 40u);
+  EXPECT_STREQ(tags.entries[0].name, "FIRST");
+  EXPECT_STREQ(tags.entries[0].language, "fre");
+  EXPECT_STREQ(tags.entries[21].name, "N20");
+}
+
+TEST(Tags, LongTextsAreCutAndParsingGoesOn) {
+  Created c(FileWithTags({Master(kTag, {Master(kSimpleTag, {String(kTagName, std::string(300, 'n')),
+                                                            String(kTagString, std::string(2000, 'v'))}),
+                                        Simple("NEXT", "ok")})}));
+  ASSERT_EQ(c.err(), 0);
+  const QMKVD_TAGS& tags = c.ctx()->tags;
+  ASSERT_EQ(tags.count, 2u);
+  EXPECT_EQ(strlen(tags.entries[0].name), 255u);
+  EXPECT_EQ(strlen(tags.entries[0].value), 1023u);
+  EXPECT_STREQ(tags.entries[1].value, "ok");
+}
+
+TEST(Tags, NestedSimpleTagsAreNotCollected) {
+  Created c(FileWithTags({Master(kTag, {Master(kSimpleTag, {String(kTagName, "OUTER"),
+                                                            Simple("INNER", "x")})})}));
+  ASSERT_EQ(c.err(), 0);
+  ASSERT_EQ(c.ctx()->tags.count, 1u);
+  EXPECT_STREQ(c.ctx()->tags.entries[0].name, "OUTER");
+}
+
+TEST(Tags, BrokenTargetsOrSimpleTagFailTheFile) {
+  Created targets(FileWithTags({Master(kTag, {Master(kTargets, {Raw({0x00})})})}));
+  EXPECT_EQ(targets.err(), -6);
+  Created simple(FileWithTags({Master(kTag, {Master(kSimpleTag, {Raw({0x00})})})}));
+  EXPECT_EQ(simple.err(), -6);
+}
+
+TEST(Tags, TableIsBounded) {
+  std::vector<Element> simple(1100, Simple("X", "y"));
+  Created c(FileWithTags({Master(kTag, simple), Master(kTag, {Simple("TITLE", "late")})}));
+  ASSERT_EQ(c.err(), 0);
+  EXPECT_EQ(c.ctx()->tags.count, 1000u);
+}
+
+TEST(Metadata, SimpleTagNamesFillTheirSlotsFirstValueWins) {
+  Created c(FileWithTags({Master(kTag, {
+      Simple("ARTIST", ""), Simple("BAND", "The Band"), Simple("ARTIST", "Later"),
+      Simple("ALBUM", "Album"), Simple("DESCRIPTION", "Desc"), Simple("COMMENT", "Comment"),
+      Simple("COMPOSER", "Comp"), Simple("SCREENPLAY_BY", "Writer"),
+      Simple("DATE_RELEASE", "2020"), Simple("title", "lower case is not TITLE"),
+      Simple("TITLE", "Tag title")})}));
+  ASSERT_EQ(c.err(), 0);
+  const QMKVD_METADATA* m = c.info().metadata;
+  ASSERT_NE(m, nullptr);
+  EXPECT_EQ(SlotText(m, 1), "Tag title");
+  EXPECT_EQ(SlotText(m, 2), "The Band");
+  EXPECT_EQ(SlotText(m, 3), "Album");
+  EXPECT_EQ(SlotText(m, 4), "Desc");
+  EXPECT_EQ(m->slots[4].length, 0u);
+  EXPECT_EQ(m->slots[5].length, 0u);
+  EXPECT_EQ(SlotText(m, 7), "Comp");
+  EXPECT_EQ(SlotText(m, 8), "Writer");
+  EXPECT_EQ(SlotText(m, 9), "2020");
+  EXPECT_EQ(m->slots[0].kind, 703u);
+  EXPECT_EQ(m->year, 0);
+}
+
+TEST(Metadata, SegmentTitleBeatsTheTitleTag) {
+  Created c(FileWithTags({Master(kTag, {Simple("TITLE", "Tag title")})},
+                         {String(kTitle, "Segment title")}));
+  ASSERT_EQ(c.err(), 0);
+  EXPECT_EQ(SlotText(c.info().metadata, 1), "Segment title");
+}
+
+// The year ignores leap days: 2001 plus whole 365-day years since 2001-01-01.
+TEST(Metadata, YearFromDateUtc) {
+  const int64_t year_ns = 31536000000000000LL;
+  Created none(MkvFile({Info({Uint(kDateUtc, 0)}), OneTrack(), SmallCluster()}));
+  ASSERT_EQ(none.err(), 0);
+  EXPECT_EQ(none.info().metadata, nullptr);
+  Created y(MkvFile({Info({Uint(kDateUtc, 19 * year_ns + 5)}), OneTrack(), SmallCluster()}));
+  ASSERT_NE(y.info().metadata, nullptr);
+  EXPECT_EQ(y.info().metadata->year, 2020);
+  Created before(MkvFile({Info({Int(kDateUtc, -year_ns / 2)}), OneTrack(), SmallCluster()}));
+  EXPECT_EQ(before.info().metadata->year, 2001);
+}
+
+TEST(Metadata, EmptyTagsStillMarkMetadata) {
+  Created c(FileWithTags({}));
+  ASSERT_EQ(c.err(), 0);
+  ASSERT_NE(c.info().metadata, nullptr);
+  EXPECT_EQ(c.info().metadata->slots[0].length, 0u);
+}
+
+TEST(Summary, DurationPositionsAndConstant) {
+  Element cues = Cues({});
+  Created c(MkvFile({Info({Uint(0x2AD7B1, 1000000), Float(0x4489, 2500.5, 8)}), OneTrack(), cues,
+                     SmallCluster()}));
+  ASSERT_EQ(c.err(), 0);
+  EXPECT_EQ(c.info().duration, 25005000);  // 2500.5 ms rounded to whole microseconds
+  EXPECT_EQ(c.info().constant_one, 1u);
+  ASSERT_EQ(c.info().pos_count, 2u);
+  EXPECT_EQ(c.info().pos[0].kind, 0u);
+  EXPECT_EQ(c.info().pos[0].pos, c.ctx()->first_cluster.pos.data_pos);
+  EXPECT_EQ(c.info().pos[0].size, c.ctx()->first_cluster.pos.size);
+  EXPECT_EQ(c.info().pos[1].kind, 2u);
+  EXPECT_EQ(c.info().pos[1].pos, c.ctx()->cues.data_pos);
+}
+
+TEST(Summary, DurationRoundsToMicroseconds) {
+  Created c(MkvFile({Info({Uint(0x2AD7B1, 1), Float(0x4489, 1499.0, 8)}), OneTrack(),
+                     SmallCluster()}));
+  ASSERT_EQ(c.err(), 0);
+  EXPECT_EQ(c.info().duration, 10);  // 1499 ns -> 1 us
+  Created huge(MkvFile({Info({Float(0x4489, 1e300, 8)}), OneTrack(), SmallCluster()}));
+  ASSERT_EQ(huge.err(), 0);
+  EXPECT_GT(huge.info().duration, 0);
+}
+
+}  // namespace
+}  // namespace mkvtest

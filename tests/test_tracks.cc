@@ -1,0 +1,298 @@
+// Track entries: values and defaults, the deliberate quirks (TrackType's odd step, the
+// SamplingFrequency overwrite, the 127-entry limit), dropped tracks and content encodings.
+#include <gtest/gtest.h>
+
+#include <string.h>
+
+#include "demux/qmkvd_stream.h"
+#include "demux_harness.h"
+#include "log_capture.h"
+#include "mkv_shapes.h"
+
+namespace mkvtest {
+namespace {
+
+enum : uint32_t {
+  kNumber = 0xD7, kUid = 0x73C5, kType = 0x83, kFlagEnabled = 0xB9, kFlagDefault = 0x88,
+  kFlagForced = 0x55AA, kFlagLacing = 0x9C, kDefaultDuration = 0x23E383, kTimescale = 0x23314F,
+  kName = 0x536E, kLanguage = 0x22B59C, kCodecId = 0x86, kCodecPrivate = 0x63A2,
+  kCodecName = 0x258688, kSeekPreRoll = 0x56BB, kCodecDelay = 0x56AA, kVideo = 0xE0,
+  kAudio = 0xE1, kSamplingFrequency = 0xB5, kOutputSamplingFrequency = 0x78B5, kChannels = 0x9F,
+  kBitDepth = 0x6264, kEncodings = 0x6D80, kEncoding = 0x6240, kCompression = 0x5034,
+  kCompAlgo = 0x4254, kCompSettings = 0x4255, kEncryption = 0x5035, kPixelWidth = 0xB0,
+  kPixelHeight = 0xBA, kDisplayWidth = 0x54B0, kDisplayUnit = 0x54B2,
+};
+
+Element VideoTrack(uint64_t number, std::vector<Element> extra = {}) {
+  std::vector<Element> kids = {Uint(kNumber, number), Uint(kType, 1), String(kCodecId, "V_VP9")};
+  for (auto& e : extra) kids.push_back(e);
+  return TrackEntry(kids);
+}
+
+Element AudioTrack(uint64_t number, std::vector<Element> audio, std::string codec = "A_OPUS") {
+  return TrackEntry({Uint(kNumber, number), Uint(kType, 2), String(kCodecId, codec),
+                     Master(kAudio, audio)});
+}
+
+Element HeaderStripping(std::vector<uint8_t> bytes) {
+  return Master(kEncodings, {Master(kEncoding, {Master(kCompression, {Uint(kCompAlgo, 3),
+                                                                       Binary(kCompSettings,
+                                                                              bytes)})})});
+}
+
+// A file made of Info, these Tracks and one Cluster.
+std::vector<uint8_t> FileWithTracks(std::vector<Element> entries) {
+  return MkvFile({MinimalInfo(), Tracks(std::move(entries)), SmallCluster()});
+}
+
+TEST(Tracks, ReadsTheTrackValues) {
+  Created c(FileWithTracks({TrackEntry({
+      Uint(kNumber, 7), Uint(kUid, 0x1122334455667788ull), Uint(kType, 1), Uint(kFlagEnabled, 1),
+      Uint(kFlagDefault, 1), Uint(kFlagForced, 1), Uint(kFlagLacing, 1),
+      Uint(kDefaultDuration, 40000000), String(kName, "Main"), String(kLanguage, "ger"),
+      String(kCodecId, "V_VP9"), Binary(kCodecPrivate, {1, 2, 3}), String(kCodecName, "vp9"),
+      Uint(kSeekPreRoll, 80000000), Uint(kCodecDelay, 6500000),
+      Master(kVideo, {Uint(kPixelWidth, 1920), Uint(kPixelHeight, 1080), Uint(kDisplayWidth, 1440),
+                      Uint(kDisplayUnit, 3)}),
+  })}));
+  ASSERT_EQ(c.err(), 0);
+  const QMKVD_TRACK& t = c.ctx()->tracks.slots[0];
+  EXPECT_EQ(t.number, 7u);
+  EXPECT_EQ(t.uid, 0x1122334455667788ull);
+  EXPECT_EQ(t.type, 1);
+  EXPECT_EQ(t.flag_enabled + t.flag_default + t.flag_forced + t.flag_lacing, 4);
+  EXPECT_EQ(t.default_duration, 40000000u);
+  EXPECT_STREQ(t.name, "Main");
+  EXPECT_STREQ(t.language, "ger");
+  EXPECT_STREQ(t.codec_id, "V_VP9");
+  ASSERT_EQ(t.codec_private_size, 3u);
+  EXPECT_EQ(t.codec_private[2], 3);
+  EXPECT_STREQ(t.codec_name, "vp9");
+  EXPECT_EQ(t.seek_pre_roll, 80000000u);
+  EXPECT_EQ(t.codec_delay, 6500000u);
+  EXPECT_EQ(t.video.pixel_width, 1920u);
+  EXPECT_EQ(t.video.pixel_height, 1080u);
+  EXPECT_EQ(t.video.display_width, 1440u);
+  EXPECT_EQ(t.video.display_unit, 3u);
+  EXPECT_EQ(t.video.colour, nullptr);
+  // The stream holds a copy, sharing the owned buffers.
+  const QMKVDS_CTX& s = c.ctx()->streams[0];
+  EXPECT_EQ(s.track.number, 7u);
+  EXPECT_EQ(s.track.codec_private, t.codec_private);
+  EXPECT_EQ(s.frame_duration, 400000);
+  EXPECT_EQ(s.kind, 1);
+}
+
+TEST(Tracks, DefaultsWhenAbsent) {
+  Created c(FileWithTracks({TrackEntry({Uint(kNumber, 1), Uint(kType, 2)})}));
+  ASSERT_EQ(c.err(), 0);
+  const QMKVD_TRACK& t = c.ctx()->tracks.slots[0];
+  EXPECT_STREQ(t.language, "eng");
+  EXPECT_EQ(t.flag_enabled, 0);
+  EXPECT_EQ(t.flag_default, 0);
+  EXPECT_EQ(t.flag_lacing, 0);
+  EXPECT_EQ(t.codec_private, nullptr);
+}
+
+TEST(Tracks, TrackTimecodeScaleIsASingle) {
+  Created c(FileWithTracks({VideoTrack(1, {Float(kTimescale, 3.75, 4)})}));
+  ASSERT_EQ(c.err(), 0);
+  EXPECT_EQ(c.ctx()->tracks.slots[0].timescale, 3u);
+}
+
+// A TrackType of 9 bytes or more is read from its first byte, and the walk resumes one byte
+// into it: here the rest of its payload holds a CodecID element, which is then read.
+TEST(Tracks, WideTrackTypeTakesItsFirstByteAndStepsOne) {
+  std::vector<uint8_t> payload = {0x02, 0x86, 0x86, 'A', '_', 'O', 'P', 'U', 'S'};
+  ASSERT_EQ(payload.size(), 9u);
+  Created c(FileWithTracks({TrackEntry({Uint(kNumber, 1), Binary(kType, payload)})}));
+  ASSERT_EQ(c.err(), 0);
+  EXPECT_EQ(c.ctx()->tracks.slots[0].type, 2);
+  EXPECT_STREQ(c.ctx()->tracks.slots[0].codec_id, "A_OPUS");
+}
+
+TEST(Tracks, AudioRatesAndTheirOrder) {
+  Created c(FileWithTracks({
+      AudioTrack(1, {Float(kSamplingFrequency, 44100.0, 4), Uint(kChannels, 2),
+                     Uint(kBitDepth, 16)}),
+      AudioTrack(2, {Float(kSamplingFrequency, 24000.0, 8),
+                     Float(kOutputSamplingFrequency, 48000.0, 4)}),
+      // SamplingFrequency writes both rates, so an earlier OutputSamplingFrequency is lost.
+      AudioTrack(3, {Float(kOutputSamplingFrequency, 48000.0, 4),
+                     Float(kSamplingFrequency, 24000.0, 8)}),
+  }));
+  ASSERT_EQ(c.err(), 0);
+  const QMKVD_AUDIO& a0 = c.ctx()->tracks.slots[0].audio;
+  EXPECT_EQ(a0.sampling_frequency, 44100u);
+  EXPECT_EQ(a0.output_sampling_frequency, 44100u);
+  EXPECT_EQ(a0.channels, 2u);
+  EXPECT_EQ(a0.bit_depth, 16u);
+  EXPECT_EQ(c.ctx()->tracks.slots[1].audio.sampling_frequency, 24000u);
+  EXPECT_EQ(c.ctx()->tracks.slots[1].audio.output_sampling_frequency, 48000u);
+  EXPECT_EQ(c.ctx()->tracks.slots[2].audio.output_sampling_frequency, 24000u);
+}
+
+TEST(Tracks, BadEntriesAreDroppedAndTheRestCloseUp) {
+  LogCapture log;
+  Created c(FileWithTracks({
+      VideoTrack(1),
+      VideoTrack(2, {String(kName, std::string(256, 'n'))}),
+      VideoTrack(3, {Master(kEncodings, {Master(kEncoding, {Master(kEncryption, {})})})}),
+      VideoTrack(4, {Master(kEncodings,
+                            {Master(kEncoding, {Master(kCompression, {Uint(kCompAlgo, 0)})})})}),
+      VideoTrack(5, {Master(kEncodings, {Master(kEncoding, {Master(kCompression, {})})})}),
+      VideoTrack(6, {Uint(kUid, 1).Width(9)}),
+      VideoTrack(7, {Binary(kCodecPrivate, {1, 2}).DeclaredSize(1u << 20)}),
+      VideoTrack(8),
+  }));
+  ASSERT_EQ(c.err(), 0);
+  EXPECT_EQ(c.info().stream_count, 2u);
+  EXPECT_EQ(c.ctx()->tracks.count, 2u);
+  EXPECT_EQ(c.ctx()->streams[0].track.number, 1u);
+  EXPECT_EQ(c.ctx()->streams[1].track.number, 8u);
+  EXPECT_EQ(c.ctx()->streams[1].index, 1);
+  EXPECT_TRUE(log.Has(5, "", "parse_contentencoding : encryption type is not supported"))
+      << log.Dump();
+  EXPECT_TRUE(log.Has(5, "", "parse_contentencoding : 0 algorism is not supported"))
+      << log.Dump();
+}
+
+TEST(Tracks, HeaderStrippingKeepsItsBytes) {
+  Created c(FileWithTracks({VideoTrack(1, {HeaderStripping({0x00, 0x00, 0x01})})}));
+  ASSERT_EQ(c.err(), 0);
+  const QMKVDS_CTX& s = c.ctx()->streams[0];
+  EXPECT_EQ(s.compression_algo, 3);
+  ASSERT_EQ(s.stripped_count, 3);
+  EXPECT_EQ(s.stripped_bytes[2], 0x01);
+  EXPECT_EQ(c.ctx()->tracks.slots[0].encodings.count, 1u);
+}
+
+// Only the first ContentEncoding is read; a child running past its parent ends that parent.
+TEST(Tracks, OnlyTheFirstContentEncodingCounts) {
+  Element second = Master(kEncoding, {Master(kEncryption, {})});
+  Created c(FileWithTracks({VideoTrack(1, {Master(kEncodings, {
+      Master(kEncoding, {Master(kCompression, {Uint(kCompAlgo, 3), Binary(kCompSettings, {7})})}),
+      second})})}));
+  ASSERT_EQ(c.err(), 0);
+  EXPECT_EQ(c.ctx()->tracks.slots[0].encodings.count, 2u);
+
+  Created overrun(FileWithTracks({VideoTrack(1, {Master(kEncodings, {Master(kEncoding, {
+      Master(kCompression, {Uint(kCompAlgo, 3), Binary(kCompSettings, {7})}),
+      Raw({0x50, 0x33, 0x88})})})})}));  // ContentEncodingType claiming 8 bytes it does not have
+  ASSERT_EQ(overrun.err(), 0);
+  EXPECT_EQ(overrun.ctx()->streams[0].stripped_count, 1);
+}
+
+std::vector<Element> ManyTracks(int n) {
+  std::vector<Element> entries;
+  for (int i = 1; i <= n; ++i) entries.push_back(VideoTrack(static_cast<uint64_t>(i)));
+  return entries;
+}
+
+TEST(Tracks, AtMost127EntriesAreHeld) {
+  Created ok(FileWithTracks(ManyTracks(127)));
+  ASSERT_EQ(ok.err(), 0);
+  EXPECT_EQ(ok.info().stream_count, 127u);
+  EXPECT_EQ(ok.info().video_count, 127u);
+  Created refused(FileWithTracks(ManyTracks(128)));
+  EXPECT_EQ(refused.err(), -6);
+}
+
+TEST(Tracks, BrokenTracksElementFailsTheFile) {
+  Created c(FileWithTracks({VideoTrack(1), Raw({0x00, 0x81})}));
+  EXPECT_EQ(c.err(), -6);
+  Created huge(FileWithTracks({VideoTrack(1), Binary(0xEC, {}).DeclaredSize(0x80000000ull)}));
+  EXPECT_EQ(huge.err(), -6);
+}
+
+TEST(Tracks, StreamKindsAndCounts) {
+  Created c(FileWithTracks({
+      VideoTrack(1),
+      AudioTrack(2, {}),
+      TrackEntry({Uint(kNumber, 3), Uint(kType, 17), String(kCodecId, "S_TEXT/UTF8")}),
+      TrackEntry({Uint(kNumber, 4), Uint(kType, 3), String(kCodecId, "B_VOBBTN")}),
+  }));
+  ASSERT_EQ(c.err(), 0);
+  const QMKVD_FILE_INFO& info = c.info();
+  EXPECT_EQ(info.stream_count, 4u);
+  EXPECT_EQ(info.video_count, 1u);
+  EXPECT_EQ(info.audio_count, 1u);
+  EXPECT_EQ(info.text_count, 1u);
+  EXPECT_EQ(info.stream_type[0], 1u);
+  EXPECT_EQ(info.stream_type[1], 2u);
+  EXPECT_EQ(info.stream_type[2], 17u);
+  EXPECT_EQ(info.stream_type[3], 0u);
+  for (int i = 0; i < 4; ++i) {
+    EXPECT_EQ(c.ctx()->streams[i].check, 0x4D4B4453u);
+    EXPECT_EQ(c.ctx()->streams[i].owner, c.ctx());
+    EXPECT_EQ(c.ctx()->streams[i].open, 0);
+  }
+}
+
+TEST(Tracks, OnlyComplexTypesGiveNoKindCounts) {
+  Created c(FileWithTracks({TrackEntry({Uint(kNumber, 1), Uint(kType, 3)})}));
+  ASSERT_EQ(c.err(), 0);
+  EXPECT_EQ(c.info().stream_count, 1u);
+  EXPECT_EQ(c.info().video_count + c.info().audio_count + c.info().text_count, 0u);
+}
+
+// The NAL length size comes from the configuration record; the CodecID test is a prefix test
+// over the track's own CodecID, so "V_MPEG4" counts as AVC.
+TEST(Tracks, NalLengthSizeFromTheConfigurationRecord) {
+  std::vector<uint8_t> avcc = {1, 0x64, 0, 0x1F, 0xFE, 0xE1};
+  std::vector<uint8_t> hvcc(23, 0);
+  hvcc[21] = 0x0F;
+  Created c(FileWithTracks({
+      VideoTrack(1, {String(kCodecId, "V_MPEG4/ISO/AVC"), Binary(kCodecPrivate, avcc)}),
+      VideoTrack(2, {String(kCodecId, "V_MPEG4"), Binary(kCodecPrivate, {0, 0, 0, 0, 0x01, 0})}),
+      VideoTrack(3, {String(kCodecId, "V_MPEGH/ISO/HEVC"), Binary(kCodecPrivate, hvcc)}),
+      VideoTrack(4, {String(kCodecId, "V_MPEG4/ISO/AVC"), Binary(kCodecPrivate, {1, 2, 3, 4, 5})}),
+      VideoTrack(5, {String(kCodecId, "V_MPEGH/ISO/HEVC"),
+                     Binary(kCodecPrivate, std::vector<uint8_t>(22, 3))}),
+  }));
+  ASSERT_EQ(c.err(), 0);
+  EXPECT_EQ(c.ctx()->streams[0].nal_length_size, 3);
+  EXPECT_EQ(c.ctx()->streams[1].nal_length_size, 2);
+  EXPECT_EQ(c.ctx()->streams[2].nal_length_size, 4);
+  EXPECT_EQ(c.ctx()->streams[3].nal_length_size, 0);
+  EXPECT_EQ(c.ctx()->streams[4].nal_length_size, 0);
+}
+
+TEST(Tracks, DecodingOrderTimesOnlyWhenAskedAndWithADefaultDuration) {
+  std::vector<Element> entries = {VideoTrack(1, {Uint(kDefaultDuration, 40000000)}),
+                                  VideoTrack(2, {Uint(kDefaultDuration, 99)}),
+                                  AudioTrack(3, {})};
+  Created pts(FileWithTracks(entries), QMKVD_FLAG_PTS);
+  ASSERT_EQ(pts.err(), 0);
+  EXPECT_EQ(pts.ctx()->streams[0].time_fn, &get_time_pts);
+  Created dts(FileWithTracks(entries), 0);
+  ASSERT_EQ(dts.err(), 0);
+  EXPECT_EQ(dts.ctx()->streams[0].time_fn, &get_time_dts);
+  EXPECT_EQ(dts.ctx()->streams[1].time_fn, &get_time_pts);
+  EXPECT_EQ(dts.ctx()->streams[2].time_fn, &get_time_pts);
+}
+
+TEST(Tracks, AudioCodecsThatKeepLacedBlocksWhole) {
+  Created c(FileWithTracks({AudioTrack(1, {}, "A_AC3"), AudioTrack(2, {}, "A_VORBIS"),
+                            AudioTrack(3, {}, "A_FLAC"), AudioTrack(4, {}, "A_OPUS"),
+                            AudioTrack(5, {}, "A_PCM/INT/BIG"), VideoTrack(6)}));
+  ASSERT_EQ(c.err(), 0);
+  EXPECT_EQ(c.ctx()->streams[0].laced_whole, 1);
+  EXPECT_EQ(c.ctx()->streams[1].laced_whole, 0);
+  EXPECT_EQ(c.ctx()->streams[2].laced_whole, 1);
+  EXPECT_EQ(c.ctx()->streams[3].laced_whole, 0);
+  EXPECT_EQ(c.ctx()->streams[4].laced_whole, 1);
+  EXPECT_EQ(c.ctx()->streams[5].laced_whole, 1);
+}
+
+TEST(SupportLacing, ExactlyTheWholeBlockCodecs) {
+  for (int32_t code : {1, 3, 80, 85, 8192, 61868, 0x332D6365, 0x6D63706C}) {
+    EXPECT_EQ(support_lacing(code), 1) << code;
+  }
+  for (int32_t code : {0, 2, 255, 8193, 0x2674F, 0x7375704F, 0x33636561}) {
+    EXPECT_EQ(support_lacing(code), 0) << code;
+  }
+}
+
+}  // namespace
+}  // namespace mkvtest

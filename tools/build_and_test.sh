@@ -1,0 +1,38 @@
+#!/usr/bin/env bash
+# Builds and tests every flavour: native (-O2), native with AddressSanitizer and
+# UndefinedBehaviorSanitizer, and 32-bit ARM run under qemu. Fails if any flavour fails.
+set -uo pipefail
+cd "$(dirname "$0")/.."
+bash tools/install_deps.sh || exit 1
+
+jobs=$(nproc)
+status=0
+summary=()
+
+run_flavour() {
+  local name=$1; shift
+  local dir=build/$name
+  echo "=== $name: configure and build"
+  if ! cmake -S . -B "$dir" -G Ninja "$@" >"$dir.configure.log" 2>&1; then
+    cat "$dir.configure.log"; summary+=("$name: configure FAILED"); status=1; return
+  fi
+  if ! ninja -C "$dir" -j "$jobs"; then
+    summary+=("$name: build FAILED"); status=1; return
+  fi
+  echo "=== $name: test"
+  if (cd "$dir" && ctest -j "$jobs" --output-on-failure --timeout 300) | tee "$dir.ctest.log"; then
+    summary+=("$name: $(grep -E 'tests passed|tests failed' "$dir.ctest.log" | tail -1)")
+  else
+    summary+=("$name: $(grep -E 'tests passed|tests failed' "$dir.ctest.log" | tail -1) FAILED")
+    status=1
+  fi
+}
+
+mkdir -p build
+run_flavour native -DCMAKE_BUILD_TYPE=Release
+run_flavour asan -DCMAKE_BUILD_TYPE=Release -DQMKV_SANITIZE=ON
+run_flavour arm -DCMAKE_BUILD_TYPE=Release -DCMAKE_TOOLCHAIN_FILE=cmake/arm-linux-gnueabihf.cmake
+
+echo "=== summary"
+printf '%s\n' "${summary[@]}"
+exit $status

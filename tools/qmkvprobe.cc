@@ -1,0 +1,84 @@
+// qmkvprobe: opens a Matroska file through the extractor's file access layer and reports what
+// the demuxer made of it.
+#include <inttypes.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include "demux/qmkvd_header.h"
+#include "file_source.h"
+#include "mfal/qcmn_mfal_android_q.h"
+
+namespace {
+
+void PrintHeader(const QMKVD_CTX* ctx) {
+  const QMKVD_INFO& info = ctx->info;
+  printf("doctype: %s (version %u, read version %u)\n", ctx->doctype, ctx->doctype_version,
+         ctx->doctype_read_version);
+  printf("segment: data at %" PRId64 ", size %" PRId64 "\n", ctx->segment_data_pos,
+         ctx->segment_size);
+  printf("timecode scale: %u ns\n", info.timecode_scale);
+  printf("duration: %.3f ticks\n", info.duration);
+  printf("title: %s\n", info.title);
+  printf("muxing app: %s\n", info.muxing_app);
+  printf("writing app: %s\n", info.writing_app);
+  printf("found: info=%d tracks=%d cues=%d cluster=%d seekhead=%d tags=%d chapters=%d "
+         "attachments=%d\n",
+         ctx->found.info, ctx->found.tracks, ctx->found.cues, ctx->found.cluster,
+         ctx->found.seekhead, ctx->found.tags, ctx->found.chapters, ctx->found.attachments);
+  printf("tracks element: data at %" PRId64 ", size %u\n", ctx->tracks.pos.data_pos,
+         ctx->tracks.pos.size);
+  printf("first cluster: data at %" PRId64 ", size %u\n", ctx->first_cluster.pos.data_pos,
+         ctx->first_cluster.pos.size);
+  if (ctx->found.cues) {
+    printf("cues: data at %" PRId64 ", size %u\n", ctx->cues.data_pos, ctx->cues.size);
+  }
+}
+
+// Runs the header parse alone, so that the report shows what was found even when creation
+// refuses the file.
+int ProbeHeader(QCMN_MFAL* mfal) {
+  QMKVD_CTX* ctx = static_cast<QMKVD_CTX*>(calloc(1, sizeof(QMKVD_CTX)));
+  if (!ctx) return -1;
+  ctx->check = QMKVD_CHECK;
+  ctx->self = ctx;
+  ctx->mfal = *mfal;
+  int status = qmkvd_header_parse(ctx);
+  printf("header parse: %d\n", status);
+  PrintHeader(ctx);
+  qmkvd_delete(ctx);
+  return status;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 2) {
+    fprintf(stderr, "usage: %s FILE.mkv\n", argv[0]);
+    return 2;
+  }
+  qmkvtools::FileSource file(argv[1]);
+  if (!file.ok()) {
+    fprintf(stderr, "cannot open %s\n", argv[1]);
+    return 2;
+  }
+  android::DataSourceHelper source(file.csource());
+  QCMN_MFAL mfal;
+  if (qcmn_mfal_init(&mfal, &source) != 0) return 1;
+
+  int header = ProbeHeader(&mfal);
+  QMKVD_FILE_INFO info;
+  int32_t err = 0;
+  uint32_t flags = QMKVD_FLAG_PTS;
+  QMKVD_CTX* ctx = qmkvd_create(&mfal, &flags, &info, &err);
+  printf("create: %d\n", err);
+  if (ctx) {
+    printf("streams: %u (video %u, audio %u, text %u)\n", info.stream_count, info.video_count,
+           info.audio_count, info.text_count);
+    printf("duration: %" PRId64 " us\n", info.duration / 10);
+  }
+  qmkvd_delete(ctx);
+  qcmn_mfal_deinit(&mfal);
+  printf("reads: %llu\n", file.read_calls());
+  return header == 0 ? 0 : 1;
+}
