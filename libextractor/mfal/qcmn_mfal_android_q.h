@@ -34,7 +34,7 @@ struct QCMN_MFAL_FILE {
   int64_t position;
 };
 
-static inline QCMN_MFAL_FILE* qcmn_mfal_open(QCMN_MFAL* mfal, unsigned long /*mode*/) {
+inline QCMN_MFAL_FILE* qcmn_mfal_open(QCMN_MFAL* mfal, unsigned long /*mode*/) {
   if (!mfal) {
     QCMN_MFAL_ASSERT_FAILED(102, "mfal");
     return nullptr;
@@ -51,7 +51,7 @@ static inline QCMN_MFAL_FILE* qcmn_mfal_open(QCMN_MFAL* mfal, unsigned long /*mo
   return fp;
 }
 
-static inline void qcmn_mfal_close(QCMN_MFAL_FILE* fp) {
+inline void qcmn_mfal_close(QCMN_MFAL_FILE* fp) {
   if (!fp) {
     QCMN_MFAL_ASSERT_FAILED(134, "fp");
     return;
@@ -59,7 +59,7 @@ static inline void qcmn_mfal_close(QCMN_MFAL_FILE* fp) {
   delete fp;
 }
 
-static inline int qcmn_mfal_read(QCMN_MFAL_FILE* fp, void* buf, int size) {
+inline int qcmn_mfal_read(QCMN_MFAL_FILE* fp, void* buf, int size) {
   if (size < 1) return 0;
   if (!buf) {
     QCMN_MFAL_ASSERT_FAILED(151, "buf");
@@ -76,7 +76,7 @@ static inline int qcmn_mfal_read(QCMN_MFAL_FILE* fp, void* buf, int size) {
   return static_cast<int>(n);
 }
 
-static inline int qcmn_mfal_write(QCMN_MFAL_FILE* fp, const void* /*buf*/, int /*size*/) {
+inline int qcmn_mfal_write(QCMN_MFAL_FILE* fp, const void* /*buf*/, int /*size*/) {
   if (!fp) {
     QCMN_MFAL_ASSERT_FAILED(165, "fp");
     return -1;
@@ -84,7 +84,7 @@ static inline int qcmn_mfal_write(QCMN_MFAL_FILE* fp, const void* /*buf*/, int /
   return 0;
 }
 
-static inline int qcmn_mfal_getpos(QCMN_MFAL_FILE* fp, int64_t* pos) {
+inline int qcmn_mfal_getpos(QCMN_MFAL_FILE* fp, int64_t* pos) {
   if (!pos) {
     QCMN_MFAL_ASSERT_FAILED(174, "p");
     return -1;
@@ -97,7 +97,7 @@ static inline int qcmn_mfal_getpos(QCMN_MFAL_FILE* fp, int64_t* pos) {
   return 0;
 }
 
-static inline int qcmn_mfal_setpos(QCMN_MFAL_FILE* fp, const int64_t* pos) {
+inline int qcmn_mfal_setpos(QCMN_MFAL_FILE* fp, const int64_t* pos) {
   if (!pos) {
     QCMN_MFAL_ASSERT_FAILED(188, "p");
     return -1;
@@ -110,7 +110,7 @@ static inline int qcmn_mfal_setpos(QCMN_MFAL_FILE* fp, const int64_t* pos) {
   return 0;
 }
 
-static inline int qcmn_mfal_skip(QCMN_MFAL_FILE* fp, const int64_t* count) {
+inline int qcmn_mfal_skip(QCMN_MFAL_FILE* fp, const int64_t* count) {
   if (!count) {
     QCMN_MFAL_ASSERT_FAILED(203, "fsize");
     return -1;
@@ -125,7 +125,7 @@ static inline int qcmn_mfal_skip(QCMN_MFAL_FILE* fp, const int64_t* count) {
   return 0;
 }
 
-static inline int qcmn_mfal_getsize(QCMN_MFAL_FILE* fp, int64_t* size) {
+inline int qcmn_mfal_getsize(QCMN_MFAL_FILE* fp, int64_t* size) {
   if (!size) {
     QCMN_MFAL_ASSERT_FAILED(224, "fsize");
     return -1;
@@ -141,7 +141,7 @@ static inline int qcmn_mfal_getsize(QCMN_MFAL_FILE* fp, int64_t* size) {
   return 0;
 }
 
-static inline int qcmn_mfal_ioctl(QCMN_MFAL_FILE* fp, int code, void* arg) {
+inline int qcmn_mfal_ioctl(QCMN_MFAL_FILE* fp, int code, void* arg) {
   if (!fp) {
     QCMN_MFAL_ASSERT_FAILED(239, "fp");
     return -1;
@@ -155,7 +155,7 @@ static inline int qcmn_mfal_ioctl(QCMN_MFAL_FILE* fp, int code, void* arg) {
 
 // Fills a cleared record with the nine functions and a private block holding source.
 // Returns 0, or -1 when the private block cannot be allocated (the record is left cleared).
-static inline int qcmn_mfal_init(QCMN_MFAL* mfal, android::DataSourceHelper* source) {
+inline int qcmn_mfal_init(QCMN_MFAL* mfal, android::DataSourceHelper* source) {
   memset(mfal, 0, sizeof(*mfal));
   QCMN_MFAL_PRIVATE* priv = static_cast<QCMN_MFAL_PRIVATE*>(malloc(sizeof(QCMN_MFAL_PRIVATE)));
   if (!priv) return -1;
@@ -174,7 +174,7 @@ static inline int qcmn_mfal_init(QCMN_MFAL* mfal, android::DataSourceHelper* sou
   return 0;
 }
 
-static inline void qcmn_mfal_deinit(QCMN_MFAL* mfal) {
+inline void qcmn_mfal_deinit(QCMN_MFAL* mfal) {
   if (!mfal) return;
   free(mfal->user);
   memset(mfal, 0, sizeof(*mfal));
