@@ -35,6 +35,33 @@ void PrintHeader(const QMKVD_CTX* ctx) {
   }
 }
 
+void PrintStreams(const QMKVD_CTX* ctx, const QMKVD_FILE_INFO& info) {
+  for (uint32_t i = 0; i < info.stream_count; ++i) {
+    const QMKVDS_CTX& s = ctx->streams[i];
+    const QMKVD_TRACK& t = s.track;
+    printf("stream %u: track %u type %u codec %s tag 0x%08x language %s", i, t.number, t.type,
+           t.codec_id, info.codec_tag[i], t.language);
+    if (t.type == 1) printf(" video %ux%u", t.video.pixel_width, t.video.pixel_height);
+    if (t.type == 2) {
+      printf(" audio %u Hz %u ch", t.audio.sampling_frequency, t.audio.channels);
+    }
+    if (t.codec_private_size) printf(" private %u bytes", t.codec_private_size);
+    printf("\n");
+  }
+}
+
+void PrintMetadata(const QMKVD_METADATA* m) {
+  if (!m) return;
+  static const char* const kNames[] = {"title", "artist", "album", "comment", "", "",
+                                       "composer", "writer", "date"};
+  for (int i = 0; i < 9; ++i) {
+    if (m->slots[i].length == 0) continue;
+    printf("metadata %s: %.*s\n", kNames[i], static_cast<int>(m->slots[i].length),
+           reinterpret_cast<const char*>(m->slots[i].text));
+  }
+  if (m->year) printf("metadata year: %d\n", m->year);
+}
+
 // Runs the header parse alone, so that the report shows what was found even when creation
 // refuses the file.
 int ProbeHeader(QCMN_MFAL* mfal) {
@@ -76,6 +103,8 @@ int main(int argc, char** argv) {
     printf("streams: %u (video %u, audio %u, text %u)\n", info.stream_count, info.video_count,
            info.audio_count, info.text_count);
     printf("duration: %" PRId64 " us\n", info.duration / 10);
+    PrintStreams(ctx, info);
+    PrintMetadata(info.metadata);
   }
   qmkvd_delete(ctx);
   qcmn_mfal_deinit(&mfal);
