@@ -56,15 +56,6 @@ const QMKVD_CHILD_RULE kColourRules[] = {
 const QMKVD_MASTER kColour = QMKVD_MASTER_OF(kColourRules, /*skip_empty=*/true,
                                              /*cap_size=*/false, QMKVD_OVERRUN_STOP);
 
-// Mastering values are the low 32 bits of the element taken as a single: an element coded as an
-// 8-byte double is not read as its value.
-int ReadSingle(QMKVD_WALK* walk, const QMKVD_CHILD* child, float* out) {
-  uint64_t bits = 0;
-  if (qmkvd_walk_read_uint(walk, child, QMKVD_UINT_MAX, &bits) != 0) return -1;
-  *out = qmkvd_float_from_bits(static_cast<uint32_t>(bits));
-  return 0;
-}
-
 QMKVD_CHROMATICITY** PairOf(QMKVD_MASTERING* m, uint32_t id) {
   switch (id) {
     case MKV_ID_PRIMARY_R_X: case MKV_ID_PRIMARY_R_Y: return &m->red;
@@ -82,7 +73,7 @@ bool IsX(uint32_t id) {
 // A coordinate allocates its pair on first use and is kept only within [0, 1].
 int ReadChromaticity(QMKVD_WALK* walk, const QMKVD_CHILD* child, void* record) {
   float value = 0;
-  if (ReadSingle(walk, child, &value) != 0) return -1;
+  if (qmkvd_walk_read_single(walk, child, &value) != 0) return -1;
   QMKVD_CHROMATICITY** pair = PairOf(static_cast<QMKVD_MASTERING*>(record), child->id);
   if (!*pair) {
     *pair = static_cast<QMKVD_CHROMATICITY*>(calloc(1, sizeof(QMKVD_CHROMATICITY)));
@@ -95,7 +86,7 @@ int ReadChromaticity(QMKVD_WALK* walk, const QMKVD_CHILD* child, void* record) {
 int ReadLuminance(QMKVD_WALK* walk, const QMKVD_CHILD* child, void* record) {
   QMKVD_MASTERING* m = static_cast<QMKVD_MASTERING*>(record);
   float value = 0;
-  if (ReadSingle(walk, child, &value) != 0) return -1;
+  if (qmkvd_walk_read_single(walk, child, &value) != 0) return -1;
   bool is_max = child->id == MKV_ID_LUMINANCE_MAX;
   float limit = is_max ? kLuminanceMaxLimit : kLuminanceMinLimit;
   if (value >= 0.0f && value <= limit) (is_max ? m->luminance_max : m->luminance_min) = value;

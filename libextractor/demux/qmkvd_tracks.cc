@@ -34,10 +34,9 @@ int ReadTrackType(QMKVD_WALK* walk, const QMKVD_CHILD* child, void* record) {
 
 // TrackTimecodeScale is a float; its low 4 bytes are taken as a single and truncated.
 int ReadTrackTimescale(QMKVD_WALK* walk, const QMKVD_CHILD* child, void* record) {
-  uint64_t bits = 0;
-  if (qmkvd_walk_read_uint(walk, child, QMKVD_UINT_MAX, &bits) != 0) return -1;
-  static_cast<QMKVD_TRACK*>(record)->timescale =
-      qmkvd_double_to_u32(qmkvd_float_from_bits(static_cast<uint32_t>(bits)));
+  float value = 0;
+  if (qmkvd_walk_read_single(walk, child, &value) != 0) return -1;
+  static_cast<QMKVD_TRACK*>(record)->timescale = qmkvd_double_to_u32(value);
   return QMKVD_WALK_NEXT;
 }
 
@@ -152,10 +151,9 @@ int ReadSamplingFrequency(QMKVD_WALK* walk, const QMKVD_CHILD* child, void* reco
 }
 
 int ReadOutputSamplingFrequency(QMKVD_WALK* walk, const QMKVD_CHILD* child, void* record) {
-  uint64_t bits = 0;
-  if (qmkvd_walk_read_uint(walk, child, QMKVD_UINT_MAX, &bits) != 0) return -1;
-  static_cast<QMKVD_AUDIO*>(record)->output_sampling_frequency =
-      qmkvd_double_to_u32(qmkvd_float_from_bits(static_cast<uint32_t>(bits)));
+  float value = 0;
+  if (qmkvd_walk_read_single(walk, child, &value) != 0) return -1;
+  static_cast<QMKVD_AUDIO*>(record)->output_sampling_frequency = qmkvd_double_to_u32(value);
   return QMKVD_WALK_NEXT;
 }
 

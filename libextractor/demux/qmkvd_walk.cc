@@ -92,6 +92,14 @@ int qmkvd_walk_read_uint(QMKVD_WALK* walk, const QMKVD_CHILD* child, uint32_t li
   return 0;
 }
 
+int qmkvd_walk_read_single(QMKVD_WALK* walk, const QMKVD_CHILD* child, float* value) {
+  uint64_t bits = 0;
+  if (qmkvd_walk_read_uint(walk, child, QMKVD_UINT_MAX, &bits) != 0) return -1;
+  uint32_t low = static_cast<uint32_t>(bits);
+  memcpy(value, &low, sizeof(*value));
+  return 0;
+}
+
 int qmkvd_walk_children(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, int64_t data_pos,
                         uint64_t size, const QMKVD_MASTER* master, void* record, void* user) {
   QMKVD_WALK walk = {ctx, mfal, fp, qmkvd_pos_add(data_pos, size), data_pos, user};
