@@ -23,23 +23,6 @@ enum : uint32_t {
   kPixelHeight = 0xBA, kDisplayWidth = 0x54B0, kDisplayUnit = 0x54B2,
 };
 
-Element VideoTrack(uint64_t number, std::vector<Element> extra = {}) {
-  std::vector<Element> kids = {Uint(kNumber, number), Uint(kType, 1), String(kCodecId, "V_VP9")};
-  for (auto& e : extra) kids.push_back(e);
-  return TrackEntry(kids);
-}
-
-Element AudioTrack(uint64_t number, std::vector<Element> audio, std::string codec = "A_OPUS") {
-  return TrackEntry({Uint(kNumber, number), Uint(kType, 2), String(kCodecId, codec),
-                     Master(kAudio, audio)});
-}
-
-Element HeaderStripping(std::vector<uint8_t> bytes) {
-  return Master(kEncodings, {Master(kEncoding, {Master(kCompression, {Uint(kCompAlgo, 3),
-                                                                       Binary(kCompSettings,
-                                                                              bytes)})})});
-}
-
 // A file made of Info, these Tracks and one Cluster.
 std::vector<uint8_t> FileWithTracks(std::vector<Element> entries) {
   return MkvFile({MinimalInfo(), Tracks(std::move(entries)), SmallCluster()});
@@ -277,12 +260,12 @@ TEST(Tracks, AudioCodecsThatKeepLacedBlocksWhole) {
                             AudioTrack(3, {}, "A_FLAC"), AudioTrack(4, {}, "A_OPUS"),
                             AudioTrack(5, {}, "A_PCM/INT/BIG"), VideoTrack(6)}));
   ASSERT_EQ(c.err(), 0);
-  EXPECT_EQ(c.ctx()->streams[0].laced_whole, 1);
-  EXPECT_EQ(c.ctx()->streams[1].laced_whole, 0);
-  EXPECT_EQ(c.ctx()->streams[2].laced_whole, 1);
-  EXPECT_EQ(c.ctx()->streams[3].laced_whole, 0);
-  EXPECT_EQ(c.ctx()->streams[4].laced_whole, 1);
-  EXPECT_EQ(c.ctx()->streams[5].laced_whole, 1);
+  EXPECT_EQ(c.ctx()->streams[0].read_fn, &qmkvds_get_frm_default);
+  EXPECT_EQ(c.ctx()->streams[1].read_fn, &qmkvds_get_frm_onebyone);
+  EXPECT_EQ(c.ctx()->streams[2].read_fn, &qmkvds_get_frm_default);
+  EXPECT_EQ(c.ctx()->streams[3].read_fn, &qmkvds_get_frm_onebyone);
+  EXPECT_EQ(c.ctx()->streams[4].read_fn, &qmkvds_get_frm_default);
+  EXPECT_EQ(c.ctx()->streams[5].read_fn, &qmkvds_get_frm_default);
 }
 
 TEST(SupportLacing, ExactlyTheWholeBlockCodecs) {

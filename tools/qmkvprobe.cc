@@ -5,7 +5,11 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include <vector>
+
 #include "demux/qmkvd_header.h"
+#include "demux/qmkvd_status.h"
+#include "demux/qmkvd_stream.h"
 #include "file_source.h"
 #include "mfal/qcmn_mfal_android_q.h"
 
@@ -62,6 +66,43 @@ void PrintMetadata(const QMKVD_METADATA* m) {
   if (m->year) printf("metadata year: %d\n", m->year);
 }
 
+// Reads every frame of one stream to its end, as a track source would, and prints a summary.
+void ReadStream(QMKVD_CTX* ctx, uint32_t index, const qmkvtools::FileSource& file) {
+  int32_t err = 0;
+  QMKVDS_CTX* s = qmkvds_open(ctx, static_cast<int32_t>(index), &err);
+  if (!s) {
+    printf("stream %u: open failed (%d)\n", index, err);
+    return;
+  }
+  const uint64_t reads_before = file.read_calls();
+  std::vector<uint8_t> buffer(1 << 20);
+  uint64_t frames = 0, keys = 0, bytes = 0;
+  int64_t first = 0, last = 0;
+  int32_t status = 0;
+  for (;;) {
+    uint32_t size = 0;
+    int64_t time = 0, end = 0;
+    int32_t sync = 0;
+    status = qmkvds_get_frm(s, buffer.data(), static_cast<int32_t>(buffer.size()), &size, &time,
+                            &end, &sync);
+    if (status == QMKVD_ERR_SMALL && buffer.size() < (64u << 20)) {
+      buffer.resize(buffer.size() * 4);  // the frame stays pending only for a size query
+      continue;
+    }
+    if (status != 0) break;
+    if (frames == 0) first = time;
+    last = time;
+    frames++;
+    keys += sync ? 1 : 0;
+    bytes += size;
+  }
+  const uint64_t reads = file.read_calls() - reads_before;
+  printf("stream %u: frames %" PRIu64 " key %" PRIu64 " bytes %" PRIu64 " first %" PRId64
+         " us last %" PRId64 " us end %d reads %" PRIu64 "\n",
+         index, frames, keys, bytes, first / 10, last / 10, status, reads);
+  qmkvds_close(s);
+}
+
 // Runs the header parse alone, so that the report shows what was found even when creation
 // refuses the file.
 int ProbeHeader(QCMN_MFAL* mfal) {
@@ -105,6 +146,9 @@ int main(int argc, char** argv) {
     printf("duration: %" PRId64 " us\n", info.duration / 10);
     PrintStreams(ctx, info);
     PrintMetadata(info.metadata);
+    for (uint32_t i = 0; i < info.stream_count; ++i) {
+      ReadStream(ctx, i, file);
+    }
   }
   qmkvd_delete(ctx);
   qcmn_mfal_deinit(&mfal);

@@ -59,7 +59,10 @@ void SetUpStream(QMKVD_CTX* ctx, int32_t i, uint32_t flags, QMKVD_FILE_INFO* inf
     s->nal_length_size = NalLengthSize(t);
   }
   qmkvd_media_info(ctx, s, info, i);
-  s->laced_whole = t->type != kTrackAudio || support_lacing(static_cast<int32_t>(s->codec_tag));
+  s->read_fn = qmkvds_get_frm_default;
+  if (t->type == kTrackAudio && !support_lacing(static_cast<int32_t>(s->codec_tag))) {
+    s->read_fn = qmkvds_get_frm_onebyone;
+  }
 }
 
 // Duration in ticks times ns per tick, rounded to whole microseconds, in 100-ns units.

@@ -28,6 +28,9 @@ enum : uint32_t {
   QMKVD_MAX_SIMPLE_TAGS = 1000,
   // Position entries in the file summary.
   QMKVD_MAX_POS_ENTRIES = 16,
+  // Nodes of one stream's cluster list: an hour at 4 Clusters a second is 14,400; a file of
+  // tiny Clusters stops the list here rather than exhausting memory (about 32 MB on 32-bit).
+  QMKVD_MAX_CLUSTER_NODES = 1u << 20,
   // Metadata text slots (title, artist, album, comment, two unused, composer, writer, date).
   QMKVD_METADATA_SLOTS = 9,
   // Kind marker of a filled metadata slot.

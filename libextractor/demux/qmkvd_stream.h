@@ -1,10 +1,15 @@
-// Stream handles: one per track, each with its own file handle and position.
+// Stream handles: one per track, each with its own file handle and position, and the frame
+// readers that walk a track's blocks.
 #pragma once
 
 #include <stdint.h>
 
 #include "demux/qmkvd_types.h"
 
+// Opens stream `stream` of ctx at the first cluster. Returns the handle (the stream's slot) or
+// null; err (optional) gets 0, -3 (nothing to read in the file) or -4 (already open, no file
+// handle), and stays untouched for a bad context or index.
+QMKVDS_CTX* qmkvds_open(QMKVD_CTX* ctx, int32_t stream, int32_t* err);
 void qmkvds_close(QMKVDS_CTX* stream);
 
 // 1 for the audio codecs whose laced blocks are delivered whole, as one buffer; 0 for those
@@ -15,3 +20,33 @@ int32_t support_lacing(int32_t codec);
 int64_t get_time_pts(QMKVDS_CTX* stream, uint64_t cluster_timecode, int16_t relative_timecode);
 // Block time by frame count and default duration (decoding order); the timecodes are ignored.
 int64_t get_time_dts(QMKVDS_CTX* stream, uint64_t cluster_timecode, int16_t relative_timecode);
+
+// What the block walk found: the block's header fields and where its payload ends.
+struct QMKVD_BLOCK {
+  uint32_t track;
+  int16_t relative_timecode;
+  uint32_t duration;    // BlockDuration in ticks, 0 when absent
+  int64_t time;         // 100-ns units, from the cluster and block timecodes
+  int64_t payload_end;  // first byte after the block
+  int32_t other_track;  // 1 when the walk ended on a block of another track (text give-up)
+};
+
+// Positions the stream at the flags byte of its next block. 0: a block; 1: end of data (or, for
+// a text stream, 0 with other_track set when nothing came within the give-up span); -1: read
+// error.
+int32_t get_blockgroup(QMKVDS_CTX* stream, QMKVD_BLOCK* block);
+
+// Reads the next frame. buffer null asks for the size only (it stays pending, and the next call
+// with a buffer delivers that frame). time, end_time and sync are optional outputs; times are
+// 100-ns units.
+// 0 frame, 1 end of data, -1 short read, -2 not open / bad lacing / no key frame after a seek,
+// -3 NAL rewriting of a laced block, -4 short frame read or no memory, -7 bad argument,
+// -8 buffer too small.
+int32_t qmkvds_get_frm(QMKVDS_CTX* stream, uint8_t* buffer, int32_t capacity, uint32_t* size,
+                       int64_t* time, int64_t* end_time, int32_t* sync);
+// A whole block per call.
+int32_t qmkvds_get_frm_default(QMKVDS_CTX* stream, uint8_t* buffer, int32_t capacity,
+                               uint32_t* size, int64_t* time, int64_t* end_time, int32_t* sync);
+// One lace per call.
+int32_t qmkvds_get_frm_onebyone(QMKVDS_CTX* stream, uint8_t* buffer, int32_t capacity,
+                                uint32_t* size, int64_t* time, int64_t* end_time, int32_t* sync);

@@ -2,6 +2,7 @@
 #include "demux/qmkvd_stream.h"
 
 #include "demux/qmkvd_status.h"
+#include "demux/qmkvd_util.h"
 
 int64_t get_time_pts(QMKVDS_CTX* s, uint64_t cluster_timecode, int16_t relative_timecode) {
   if (!s || s->check != QMKVDS_CHECK) return QMKVD_ERR_HANDLE;
@@ -14,7 +15,8 @@ int64_t get_time_pts(QMKVDS_CTX* s, uint64_t cluster_timecode, int16_t relative_
 // reordering in the file does not disturb them. The block's own timecode is not used.
 int64_t get_time_dts(QMKVDS_CTX* s, uint64_t, int16_t) {
   if (!s || s->check != QMKVDS_CHECK) return QMKVD_ERR_HANDLE;
-  int64_t time = static_cast<int64_t>(s->frame_counter) * s->frame_duration + s->target_time;
+  int64_t time = qmkvd_time_add(
+      qmkvd_time_mul(static_cast<int64_t>(s->frame_counter), s->frame_duration), s->target_time);
   s->frame_counter++;
   return time;
 }

@@ -243,6 +243,14 @@ struct QMKVD_CLUSTER_STATE {
   uint64_t prev_size;
 };
 
+// One block found by the cluster walker: its BlockDuration (0 when absent) and its payload (the
+// block header with track number, timecode and flags, then the frames).
+struct QMKVD_BLOCK_LOCATOR {
+  uint32_t duration;
+  int64_t data_pos;
+  uint32_t size;
+};
+
 // One node of a stream's cluster list.
 struct QMKVD_CLUSTER {
   QMKVD_CLUSTER* prev;
@@ -301,11 +309,11 @@ struct QMKVDS_CTX {
   uint32_t index_pair[2];
   void* index_buffer;
   int32_t index_count;
-  void* node_list;
+  QMKVD_CLUSTER* node_list;  // the cluster list, built on demand for seeking without cues
   QMKVD_SEEK_TABLE seek_table;
-  QMKVD_CLUSTER* cluster_list;
-  // Which frame reader serves the stream: 1 delivers a laced block whole, 0 lace by lace.
-  int32_t laced_whole;
+  // The current block's flags byte, so that a frame announced by a size query and delivered
+  // by the next call still carries its key-frame flag.
+  uint8_t block_flags;
 };
 
 // Presence flags of the level-1 elements, in this order.

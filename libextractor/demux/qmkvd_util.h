@@ -36,3 +36,17 @@ static inline uint32_t qmkvd_double_to_u32(double d) {
   if (d >= 4294967296.0) return UINT32_MAX;
   return static_cast<uint32_t>(d);
 }
+
+// Time arithmetic on values derived from the file: two's-complement wrap instead of signed
+// overflow, as the 32-bit target's registers do.
+static inline int64_t qmkvd_time_add(int64_t a, int64_t b) {
+  return static_cast<int64_t>(static_cast<uint64_t>(a) + static_cast<uint64_t>(b));
+}
+
+static inline int64_t qmkvd_time_sub(int64_t a, int64_t b) {
+  return static_cast<int64_t>(static_cast<uint64_t>(a) - static_cast<uint64_t>(b));
+}
+
+static inline int64_t qmkvd_time_mul(int64_t a, int64_t b) {
+  return static_cast<int64_t>(static_cast<uint64_t>(a) * static_cast<uint64_t>(b));
+}

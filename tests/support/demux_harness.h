@@ -42,6 +42,8 @@ class Created {
   int32_t err() const { return err_; }
   QMKVD_CTX* ctx() { return ctx_; }
   const QMKVD_FILE_INFO& info() const { return info_; }
+  MemSource& source() { return file_.source; }
+  QCMN_MFAL* mfal() { return &file_.mfal; }
 
  private:
   MemFile file_;

@@ -4,6 +4,7 @@
 
 #include <stdint.h>
 
+#include <string>
 #include <vector>
 
 #include "mkv_builder.h"
@@ -14,6 +15,15 @@ namespace mkvtest {
 Element MinimalInfo();
 // Tracks with one video TrackEntry (number 1, V_VP9, 64x48).
 Element OneTrack();
+// TrackEntries: number, type and CodecID, then the extra children. The audio one wraps `audio`
+// in an Audio master.
+Element VideoTrack(uint64_t number, std::vector<Element> extra = {},
+                   const std::string& codec = "V_VP9");
+Element AudioTrack(uint64_t number, std::vector<Element> audio, const std::string& codec = "A_OPUS",
+                   std::vector<Element> extra = {});
+Element TextTrack(uint64_t number, const std::string& codec = "S_TEXT/UTF8");
+// ContentEncodings with header stripping of these bytes.
+Element HeaderStripping(std::vector<uint8_t> bytes);
 // A Cluster at timecode 0 with one key-frame SimpleBlock of track 1.
 Element SmallCluster(uint64_t timecode = 0);
 // EBML header (DocType "matroska") followed by a Segment of these children.

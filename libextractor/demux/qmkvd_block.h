@@ -1,0 +1,18 @@
+// Pieces shared by the frame readers: a block's timing and its lacing.
+#pragma once
+
+#include <stdint.h>
+
+#include "demux/qmkvd_stream.h"
+
+// Times a new block with the stream's time function and updates the stream's block times and
+// frame duration. Returns the block time.
+int64_t qmkvd_time_block(QMKVDS_CTX* stream, const QMKVD_BLOCK* block);
+
+// Reads the flags byte at the stream's position and the lacing after it; leaves the handle at
+// the first frame's bytes with the lace sizes, count and cursor set. 0, -1 (read failure or
+// sizes that do not fit the block) or -2 (a lace count byte of 0xFF).
+int32_t qmkvd_read_lacing(QMKVDS_CTX* stream, int64_t payload_end);
+
+// Bytes of all frames of the current block, as stored (without stripped headers).
+int64_t qmkvd_block_bytes(const QMKVDS_CTX* stream);

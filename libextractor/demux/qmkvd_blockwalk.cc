@@ -1,0 +1,130 @@
+// The block walk: from the stream's cursor to the next block of its track, across Clusters.
+#include <string.h>
+
+#include "common/qcmn_log.h"
+#include "demux/qmkvd_block.h"
+#include "demux/qmkvd_cluster.h"
+#include "demux/qmkvd_ebml.h"
+#include "demux/qmkvd_ids.h"
+#include "demux/qmkvd_status.h"
+#include "demux/qmkvd_util.h"
+#include "demux/qmkvd_walk.h"
+
+namespace {
+
+enum : int64_t {
+  // A block this far (100-ns units) past the first one the walk met ends the call: the stream
+  // has nothing near the others, so it is treated as ended...
+  kGiveUpSpan = 200000000,  // 20 s
+  // ...except a subtitle stream, which waits only this long and then yields an empty frame.
+  kTextGiveUpSpan = 5000000,  // 0.5 s
+  // Limits of the search for the next Cluster when the current one is used up.
+  kScanMaxHeaders = 9999999,
+  kScanMaxDistance = 0x1400000,  // 20 MiB
+};
+
+enum { kTrackText = 17 };
+
+// Header bytes of a block: track number (1-4 bytes), relative timecode (2), flags (1).
+enum { kBlockHeaderMax = 7 };
+
+int64_t ClusterEnd(const QMKVD_CLUSTER_STATE* c) { return qmkvd_pos_add(c->data_pos, c->size); }
+
+// Looks for the next Cluster header after the current one, header by header without skipping
+// bodies, and makes it the current Cluster. 0 found and parsed, 1 none, -1 parse failure.
+int32_t MoveToNextCluster(QMKVDS_CTX* s) {
+  const int64_t from = ClusterEnd(&s->cluster);
+  int64_t pos = from;
+  for (int64_t headers = 0; headers < kScanMaxHeaders; ++headers) {
+    if (pos - from >= kScanMaxDistance) return QMKVD_END;
+    if (s->mfal->setpos(s->fp, &pos) != 0) return QMKVD_END;
+    uint32_t id = 0;
+    uint64_t size = 0;
+    int64_t next = 0;
+    if (qmkvd_ebml_get_id_len64(s->mfal, s->fp, &id, &size) != 0) return QMKVD_END;
+    if (s->mfal->getpos(s->fp, &next) != 0 || next <= pos) return QMKVD_END;
+    if (id == MKV_ID_CLUSTER) {
+      s->cluster.data_pos = next;
+      s->cluster.size = size > UINT32_MAX ? UINT32_MAX : static_cast<uint32_t>(size);
+      s->cluster.timecode = 0;
+      return parse_cluster(s->mfal, s->fp, &s->cluster) == 0 ? QMKVD_OK : QMKVD_ERR_READ;
+    }
+    pos = next;
+  }
+  return QMKVD_END;
+}
+
+// Track number and relative timecode from the block's first bytes.
+bool ReadBlockHeader(QMKVDS_CTX* s, const QMKVD_BLOCK_LOCATOR* loc, QMKVD_BLOCK* block) {
+  uint8_t buf[kBlockHeaderMax];
+  const int want = loc->size < kBlockHeaderMax ? static_cast<int>(loc->size) : kBlockHeaderMax;
+  if (s->mfal->setpos(s->fp, &loc->data_pos) != 0) return false;
+  if (want < 1 || s->mfal->read(s->fp, buf, want) != want) return false;
+  const uint32_t zeros = qmkvd_get_clz(buf[0]);
+  if (buf[0] == 0 || zeros > 3 || static_cast<int>(zeros) + 3 > want) return false;
+  uint32_t track = buf[0] & (0x7Fu >> zeros);
+  for (uint32_t i = 1; i <= zeros; ++i) track = (track << 8) | buf[i];
+  block->track = track;
+  block->relative_timecode = static_cast<int16_t>((buf[zeros + 1] << 8) | buf[zeros + 2]);
+  // Leave the handle at the flags byte.
+  const int64_t flags_pos = loc->data_pos + zeros + 3;
+  return s->mfal->setpos(s->fp, &flags_pos) == 0;
+}
+
+int64_t BlockTime(const QMKVDS_CTX* s, int16_t relative) {
+  const uint64_t ticks = s->cluster.timecode + static_cast<uint64_t>(static_cast<int64_t>(relative));
+  return static_cast<int64_t>(ticks * s->timecode_scale) / 100;
+}
+
+}  // namespace
+
+int32_t get_blockgroup(QMKVDS_CTX* s, QMKVD_BLOCK* block) {
+  memset(block, 0, sizeof(*block));
+  const int64_t span = s->kind == kTrackText ? kTextGiveUpSpan : kGiveUpSpan;
+  bool have_first = false;
+  int64_t first_time = 0;
+  for (;;) {
+    QMKVD_BLOCK_LOCATOR loc = QMKVD_BLOCK_LOCATOR();
+    const bool in_cluster = s->cluster.block_pos < ClusterEnd(&s->cluster);
+    if (!in_cluster ||
+        parse_cluster_blockgroup(s->mfal, s->fp, &loc, &s->cluster, 1) != QMKVD_OK) {
+      const int32_t moved = MoveToNextCluster(s);
+      if (moved != QMKVD_OK) return moved;
+      continue;
+    }
+    if (loc.data_pos == 0) continue;  // a BlockGroup without a Block
+    if (!ReadBlockHeader(s, &loc, block)) return QMKVD_ERR_READ;
+    if (block->relative_timecode < 0 && s->cluster.timecode == 0) block->relative_timecode = 0;
+    block->duration = loc.duration;
+    block->payload_end = qmkvd_pos_add(loc.data_pos, loc.size);
+    block->time = BlockTime(s, block->relative_timecode);
+    if (s->skip_pending && block->time == s->target_time) s->skip_pending = 0;
+    if (!have_first) {
+      have_first = true;
+      first_time = block->time;
+    } else if (block->time > first_time &&
+               static_cast<uint64_t>(block->time) - static_cast<uint64_t>(first_time) >
+                   static_cast<uint64_t>(span)) {
+      if (s->kind != kTrackText) return QMKVD_END;
+      block->other_track = 1;
+      return QMKVD_OK;
+    }
+    if (block->track == s->track.number && !s->skip_pending) return QMKVD_OK;
+  }
+}
+
+int64_t qmkvd_time_block(QMKVDS_CTX* s, const QMKVD_BLOCK* block) {
+  const int64_t t = s->time_fn(s, s->cluster.timecode, block->relative_timecode);
+  const bool have_previous = s->prev_block_time != -1;
+  if (have_previous && (s->frame_duration == 0 || s->kind == 2)) {
+    s->frame_duration = qmkvd_time_sub(t, s->prev_block_time);
+  }
+  s->prev_block_time = t;
+  s->block_time = t;
+  int64_t duration = s->frame_duration;
+  if (s->kind == kTrackText && block->duration != 0) {
+    duration = static_cast<int64_t>(static_cast<uint64_t>(block->duration) * s->timecode_scale / 100);
+  }
+  s->block_end_time = qmkvd_time_add(t, duration);
+  return t;
+}

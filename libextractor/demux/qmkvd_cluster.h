@@ -1,0 +1,26 @@
+// Clusters: the walkers that reach a Cluster's blocks, and a stream's list of every Cluster for
+// seeking without cues.
+#pragma once
+
+#include <stdint.h>
+
+#include "demux/qmkvd_types.h"
+
+// Reads a Cluster's leading children (Timecode, Position, PrevSize) from cluster->data_pos up to
+// its first block, whose element start goes to cluster->block_pos. 0, or -1 on a read failure.
+int32_t parse_cluster(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, QMKVD_CLUSTER_STATE* cluster);
+
+// Locates the block at cluster->block_pos and advances block_pos past it. whole_group 0 stops
+// at the Block of a BlockGroup; otherwise the whole group is read (a BlockDuration after the
+// Block is seen). 0, or -1 when the element is not a block or cannot be read.
+int32_t parse_cluster_blockgroup(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp,
+                                 QMKVD_BLOCK_LOCATOR* block, QMKVD_CLUSTER_STATE* cluster,
+                                 int32_t whole_group);
+
+// Builds the stream's cluster list from its first Cluster on. 0 complete, -1 a block header
+// could not be read, -2 no memory, -3 a Cluster could not be parsed.
+int32_t qmkvds_make_cluster_list(QMKVDS_CTX* stream);
+
+// The last Cluster that starts at or before time_ns; the first one for an earlier time; null
+// for an empty list.
+QMKVD_CLUSTER* qmkvds_find_cluster_list(QMKVD_CLUSTER* first, uint32_t unused, int64_t time_ns);

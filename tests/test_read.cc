@@ -1,0 +1,442 @@
+// Frame reading: the block walk across Clusters, lacing, header stripping, times, NAL rewriting,
+// the size-only query and the give-up spans.
+#include <gtest/gtest.h>
+
+#include "demux/qmkvd_stream.h"
+#include "demux_harness.h"
+#include "frame_reader.h"
+#include "log_capture.h"
+#include "mkv_shapes.h"
+
+namespace mkvtest {
+namespace {
+
+enum : uint32_t {
+  kTimecode = 0xE7, kVoid = 0xEC, kDefaultDuration = 0x23E383, kCodecPrivate = 0x63A2,
+  kBlockDuration = 0x9B, kReferenceBlock = 0xFB, kTimecodeScale = 0x2AD7B1,
+};
+
+const int64_t kMs = 10000;  // 100-ns units per millisecond
+
+using Bytes = std::vector<uint8_t>;
+
+std::vector<uint8_t> FileOf(std::vector<Element> tracks, std::vector<Element> clusters) {
+  std::vector<Element> children = {MinimalInfo(), Tracks(std::move(tracks))};
+  for (auto& c : clusters) children.push_back(std::move(c));
+  return MkvFile(std::move(children));
+}
+
+Element ClusterAt(uint64_t timecode, std::vector<Element> blocks) {
+  blocks.insert(blocks.begin(), Uint(kTimecode, timecode));
+  return Cluster(std::move(blocks));
+}
+
+// Creation and stream `index` opened; the test fails at once when either fails.
+class Opened {
+ public:
+  Opened(std::vector<uint8_t> bytes, int32_t index = 0, uint32_t flags = QMKVD_FLAG_PTS)
+      : c_(std::move(bytes), flags) {
+    EXPECT_EQ(c_.err(), 0);
+    if (c_.ctx()) s_ = qmkvds_open(c_.ctx(), index, nullptr);
+    EXPECT_NE(s_, nullptr);
+  }
+  QMKVDS_CTX* s() { return s_; }
+  Created& created() { return c_; }
+
+ private:
+  Created c_;
+  QMKVDS_CTX* s_ = nullptr;
+};
+
+std::vector<Bytes> Payloads(const std::vector<Frame>& frames) {
+  std::vector<Bytes> out;
+  for (const Frame& f : frames) {
+    if (f.status == 0) out.push_back(f.bytes);
+  }
+  return out;
+}
+
+std::vector<int64_t> Times(const std::vector<Frame>& frames) {
+  std::vector<int64_t> out;
+  for (const Frame& f : frames) {
+    if (f.status == 0) out.push_back(f.time);
+  }
+  return out;
+}
+
+Bytes Filled(size_t n, uint8_t first) {
+  Bytes b(n);
+  for (size_t i = 0; i < n; ++i) b[i] = static_cast<uint8_t>(first + i);
+  return b;
+}
+
+TEST(ReadFrames, OwnTrackAcrossClustersWithTimesAndSync) {
+  LogCapture log;
+  Opened o(FileOf({VideoTrack(1), VideoTrack(2)},
+                  {ClusterAt(0, {SimpleBlock(1, 0, 0x80, {1}), SimpleBlock(2, 0, 0x80, {9}),
+                                 SimpleBlock(1, 40, 0x00, {2})}),
+                   ClusterAt(1000, {SimpleBlock(2, 0, 0x80, {9}), SimpleBlock(1, 5, 0x80, {3})})}));
+  std::vector<Frame> frames = ReadAll(o.s());
+  ASSERT_EQ(frames.size(), 4u);
+  EXPECT_EQ(Payloads(frames), (std::vector<Bytes>{{1}, {2}, {3}}));
+  EXPECT_EQ(Times(frames), (std::vector<int64_t>{0, 40 * kMs, 1005 * kMs}));
+  EXPECT_EQ(frames[0].sync, 1);
+  EXPECT_EQ(frames[1].sync, 0);
+  EXPECT_EQ(frames[2].sync, 1);
+  EXPECT_EQ(frames[3].status, 1);
+  EXPECT_TRUE(log.Has(3, "qmkvd", "get_blockgroup no more find block data. maybe EOF"));
+  EXPECT_EQ(ReadFrame(o.s()).status, 1);  // and stays ended
+}
+
+TEST(ReadFrames, NegativeRelativeTimecode) {
+  Opened o(FileOf({VideoTrack(1)}, {ClusterAt(0, {SimpleBlock(1, -1, 0x80, {1})}),
+                                    ClusterAt(1000, {SimpleBlock(1, -1, 0x80, {2})})}));
+  std::vector<Frame> frames = ReadAll(o.s());
+  // At cluster time 0 a negative offset would go before the start: it counts as 0.
+  EXPECT_EQ(Times(frames), (std::vector<int64_t>{0, 999 * kMs}));
+}
+
+TEST(ReadFrames, TimecodeScaleOtherThanAMillisecond) {
+  std::vector<uint8_t> bytes =
+      MkvFile({Info({Uint(kTimecodeScale, 100000)}), Tracks({VideoTrack(1)}),
+               ClusterAt(30, {SimpleBlock(1, 7, 0x80, {1})})});
+  Opened o(bytes);
+  EXPECT_EQ(ReadFrame(o.s()).time, 37 * 1000);  // 37 ticks of 0.1 ms
+}
+
+TEST(ReadFrames, BlockGroupSyncIsTheFlagBitAlone) {
+  Opened o(FileOf({VideoTrack(1)},
+                  {ClusterAt(0, {BlockGroup({Block(1, 0, 0x00, {1})}),
+                                 BlockGroup({Block(1, 40, 0x80, {2}), Int(kReferenceBlock, -40)}),
+                                 BlockGroup({Block(1, 80, 0x00, {3}), Int(kReferenceBlock, -40)})})}));
+  std::vector<Frame> frames = ReadAll(o.s());
+  ASSERT_EQ(frames.size(), 4u);
+  EXPECT_EQ(frames[0].sync, 0);  // no ReferenceBlock, yet not flagged
+  EXPECT_EQ(frames[1].sync, 1);  // flagged, though it has a ReferenceBlock
+  EXPECT_EQ(frames[2].sync, 0);
+}
+
+TEST(ReadFrames, AnElementBetweenBlocksEndsThatCluster) {
+  Opened o(FileOf({VideoTrack(1)},
+                  {ClusterAt(0, {SimpleBlock(1, 0, 0x80, {1}), Binary(kVoid, {0, 0}),
+                                 SimpleBlock(1, 40, 0x80, {2})}),
+                   ClusterAt(80, {SimpleBlock(1, 0, 0x80, {3})})}));
+  EXPECT_EQ(Payloads(ReadAll(o.s())), (std::vector<Bytes>{{1}, {3}}));
+}
+
+TEST(ReadFrames, ClustersWithoutBlocksAndEmptyGroupsArePassed) {
+  Opened o(FileOf({VideoTrack(1)},
+                  {ClusterAt(0, {}), ClusterAt(10, {BlockGroup({}), SimpleBlock(1, 0, 0x80, {1})}),
+                   ClusterAt(20, {BlockGroup({Uint(kBlockDuration, 5)}),
+                                  SimpleBlock(1, 0, 0x80, {2})})}));
+  EXPECT_EQ(Payloads(ReadAll(o.s())), (std::vector<Bytes>{{1}, {2}}));
+}
+
+TEST(ReadFrames, TwentySecondsWithoutTheTrackEndsIt) {
+  Opened o(FileOf({VideoTrack(1), VideoTrack(2)},
+                  {ClusterAt(0, {SimpleBlock(1, 0, 0x80, {1}), SimpleBlock(2, 100, 0x80, {9})}),
+                   ClusterAt(20101, {SimpleBlock(2, 0, 0x80, {9}), SimpleBlock(1, 0, 0x80, {2})})}));
+  EXPECT_EQ(ReadFrame(o.s()).bytes, Bytes{1});
+  // The walk starts at track 2's block at 0.1 s; the block at 20.101 s is past the span.
+  EXPECT_EQ(ReadFrame(o.s()).status, 1);
+
+  Opened near(FileOf({VideoTrack(1), VideoTrack(2)},
+                     {ClusterAt(0, {SimpleBlock(1, 0, 0x80, {1}), SimpleBlock(2, 100, 0x80, {9})}),
+                      ClusterAt(20100, {SimpleBlock(1, 0, 0x80, {2})})}));
+  EXPECT_EQ(Payloads(ReadAll(near.s())), (std::vector<Bytes>{{1}, {2}}));
+}
+
+TEST(ReadFrames, SubtitleWithNothingNearYieldsAnEarlyEmptyFrame) {
+  Opened o(FileOf({VideoTrack(1), TextTrack(2)},
+                  {ClusterAt(0, {SimpleBlock(1, 0, 0x80, {1}), SimpleBlock(1, 400, 0x80, {2}),
+                                 SimpleBlock(1, 501, 0x80, {3}),
+                                 BlockGroup({Block(2, 2000, 0x80, {'h', 'i'}),
+                                             Uint(kBlockDuration, 1500)})})}),
+           1);
+  Frame empty = ReadFrame(o.s());
+  EXPECT_EQ(empty.status, 0);
+  EXPECT_EQ(empty.size, 0u);
+  EXPECT_EQ(empty.time, 501 * kMs - 1000000);  // 0.1 s before the block that ended the wait
+  Frame text = ReadFrame(o.s());
+  EXPECT_EQ(text.bytes, (Bytes{'h', 'i'}));
+  EXPECT_EQ(text.time, 2000 * kMs);
+  EXPECT_EQ(text.end, 3500 * kMs);  // BlockDuration gives a subtitle its end
+  EXPECT_EQ(ReadFrame(o.s()).status, 1);
+}
+
+// --- lacing ---
+
+Element OpusTrack(uint64_t number = 1) { return AudioTrack(number, {}, "A_OPUS"); }
+Element FlacTrack(uint64_t number = 1) { return AudioTrack(number, {}, "A_FLAC"); }
+
+TEST(Lacing, XiphSizesOf255Continue) {
+  const Bytes a = Filled(265, 0), b = Filled(7, 100), c = Filled(3, 200);
+  Opened o(FileOf({OpusTrack()}, {ClusterAt(0, {XiphLacedBlock(1, 0, 0x80, {a, b, c})})}));
+  EXPECT_EQ(Payloads(ReadAll(o.s())), (std::vector<Bytes>{a, b, c}));
+}
+
+TEST(Lacing, EbmlSizesAsSignedDifferences) {
+  const Bytes a = Filled(300, 0), b = Filled(20, 1), c = Filled(20, 2), d = Filled(500, 3);
+  Opened o(FileOf({OpusTrack()},
+                  {ClusterAt(0, {EbmlLacedBlock(1, 0, 0x80, {a, b, c, d}),
+                                 EbmlLacedBlock(1, 20, 0x80, {Filled(1, 9), Bytes{}})})}));
+  EXPECT_EQ(Payloads(ReadAll(o.s())), (std::vector<Bytes>{a, b, c, d, Filled(1, 9), Bytes{}}));
+}
+
+TEST(Lacing, FixedSizeDropsTheRemainder) {
+  // 10 bytes of payload for 3 frames: three frames of 3 bytes, the tenth byte is lost.
+  Bytes block = {0x81, 0x00, 0x00, 0x84, 0x02};
+  for (uint8_t i = 0; i < 10; ++i) block.push_back(i);
+  Opened o(FileOf({OpusTrack()},
+                  {ClusterAt(0, {Raw(EncodeId(0xA3)), Raw(EncodeVint(block.size())), Raw(block)})}));
+  EXPECT_EQ(Payloads(ReadAll(o.s())), (std::vector<Bytes>{{0, 1, 2}, {3, 4, 5}, {6, 7, 8}}));
+}
+
+TEST(Lacing, LaceCountByteFromHalfUpIsRefused) {
+  Bytes block = {0x81, 0x00, 0x00, 0x84, 0xFF, 1, 2, 3, 4};
+  Opened o(FileOf({OpusTrack()},
+                  {ClusterAt(0, {Raw(EncodeId(0xA3)), Raw(EncodeVint(block.size())), Raw(block)})}));
+  EXPECT_EQ(ReadFrame(o.s()).status, -2);
+}
+
+TEST(Lacing, SizesBeyondTheBlockFailTheRead) {
+  // Xiph sizes 200 + 5 for a block that holds 10 bytes of frames.
+  Bytes block = {0x81, 0x00, 0x00, 0x82, 0x01, 200};
+  for (uint8_t i = 0; i < 10; ++i) block.push_back(i);
+  Opened o(FileOf({OpusTrack()},
+                  {ClusterAt(0, {Raw(EncodeId(0xA3)), Raw(EncodeVint(block.size())), Raw(block),
+                                 SimpleBlock(1, 10, 0x80, {7})})}));
+  EXPECT_EQ(ReadFrame(o.s()).status, -1);
+  EXPECT_EQ(ReadFrame(o.s()).bytes, Bytes{7});  // the walk goes on after the broken block
+}
+
+TEST(Lacing, WholeBlockCodecsGetTheBlockAsOneFrame) {
+  const Bytes a = Filled(265, 0), b = Filled(7, 100);
+  Opened o(FileOf({FlacTrack()}, {ClusterAt(0, {XiphLacedBlock(1, 7, 0x80, {a, b}),
+                                                FixedLacedBlock(1, 9, 0x80, {b, b, b})})}));
+  std::vector<Frame> frames = ReadAll(o.s());
+  Bytes ab = a;
+  ab.insert(ab.end(), b.begin(), b.end());
+  Bytes bbb = b;
+  for (int i = 0; i < 2; ++i) bbb.insert(bbb.end(), b.begin(), b.end());
+  EXPECT_EQ(Payloads(frames), (std::vector<Bytes>{ab, bbb}));
+  EXPECT_EQ(Times(frames), (std::vector<int64_t>{7 * kMs, 9 * kMs}));
+}
+
+TEST(Lacing, LacesOfOneBlockShareItsDurationEvenly) {
+  // Opus at 20 ms per block of 4 laces: 5 ms each once the gap between blocks is known.
+  Element track = AudioTrack(1, {}, "A_OPUS", {Uint(kDefaultDuration, 20000000)});
+  const Bytes f = {1};
+  Opened o(FileOf({track}, {ClusterAt(0, {XiphLacedBlock(1, 0, 0x80, {f, f, f, f}),
+                                          XiphLacedBlock(1, 20, 0x80, {f, f, f, f}),
+                                          XiphLacedBlock(1, 40, 0x80, {f, f, f, f})})}));
+  std::vector<Frame> frames = ReadAll(o.s());
+  ASSERT_EQ(frames.size(), 13u);
+  // First block: the default duration split over the block's own frames.
+  EXPECT_EQ(frames[1].time, 5 * kMs);
+  EXPECT_EQ(frames[3].time, 15 * kMs);
+  EXPECT_EQ(frames[3].end, 20 * kMs);
+  // Later blocks: the measured gap split over the previous block's frames.
+  EXPECT_EQ(frames[4].time, 20 * kMs);
+  EXPECT_EQ(frames[6].time, 30 * kMs);
+  EXPECT_EQ(frames[11].time, 55 * kMs);
+}
+
+TEST(Lacing, TwoLacesKeepTheBlockTime) {
+  const Bytes f = {1};
+  Element track = AudioTrack(1, {}, "A_OPUS", {Uint(kDefaultDuration, 20000000)});
+  Opened o(FileOf({track}, {ClusterAt(0, {XiphLacedBlock(1, 0, 0x80, {f, f})})}));
+  std::vector<Frame> frames = ReadAll(o.s());
+  EXPECT_EQ(Times(frames), (std::vector<int64_t>{0, 0}));  // only from three frames up
+}
+
+// --- header stripping ---
+
+TEST(HeaderStripping, EveryLaceGetsTheStrippedBytesBack) {
+  Element lace_by_lace = AudioTrack(1, {}, "A_OPUS", {HeaderStripping({0xAA, 0xBB})});
+  Opened o(FileOf({lace_by_lace},
+                  {ClusterAt(0, {XiphLacedBlock(1, 0, 0x80, {{1, 2}, {3}, {}})})}));
+  EXPECT_EQ(Payloads(ReadAll(o.s())),
+            (std::vector<Bytes>{{0xAA, 0xBB, 1, 2}, {0xAA, 0xBB, 3}, {0xAA, 0xBB}}));
+
+  Element whole = AudioTrack(1, {}, "A_MPEG/L3", {HeaderStripping({0xFF, 0xFB})});
+  Opened w(FileOf({whole}, {ClusterAt(0, {XiphLacedBlock(1, 0, 0x80, {{1, 2}, {3}}),
+                                          SimpleBlock(1, 26, 0x80, {4})})}));
+  std::vector<Frame> frames = ReadAll(w.s());
+  EXPECT_EQ(Payloads(frames),
+            (std::vector<Bytes>{{0xFF, 0xFB, 1, 2, 0xFF, 0xFB, 3}, {0xFF, 0xFB, 4}}));
+}
+
+TEST(HeaderStripping, CapacityCountsTheRestoredBytes) {
+  Element track = VideoTrack(1, {HeaderStripping({0, 0, 1})}, "V_MPEG4/ISO/ASP");
+  Opened o(FileOf({track}, {ClusterAt(0, {SimpleBlock(1, 0, 0x80, {0xB6, 1, 2})})}));
+  EXPECT_EQ(ReadFrame(o.s(), 5).status, -8);
+  Opened o2(FileOf({track}, {ClusterAt(0, {SimpleBlock(1, 0, 0x80, {0xB6, 1, 2})})}));
+  EXPECT_EQ(ReadFrame(o2.s(), 6).bytes, (Bytes{0, 0, 1, 0xB6, 1, 2}));
+}
+
+// --- size-only queries and small buffers ---
+
+TEST(SizeQuery, RepeatedQueriesConsumeNothing) {
+  for (const Element& track : {VideoTrack(1), OpusTrack()}) {
+    Opened o(FileOf({track}, {ClusterAt(0, {XiphLacedBlock(1, 0, 0x80, {{1, 2, 3}, {4}}),
+                                            SimpleBlock(1, 30, 0x80, {5, 6})})}));
+    const bool whole = o.s()->read_fn == &qmkvds_get_frm_default;
+    Frame q1 = QuerySize(o.s());
+    Frame q2 = QuerySize(o.s());
+    EXPECT_EQ(q1.status, 0);
+    EXPECT_EQ(q1.size, whole ? 4u : 3u);
+    EXPECT_EQ(q2.size, q1.size);
+    EXPECT_EQ(q2.time, q1.time);
+    Frame f = ReadFrame(o.s());
+    EXPECT_EQ(f.size, q1.size);
+    EXPECT_EQ(f.sync, 1);  // the announced frame keeps its key flag
+    EXPECT_EQ(f.bytes, whole ? (Bytes{1, 2, 3, 4}) : (Bytes{1, 2, 3}));
+    if (!whole) {
+      EXPECT_EQ(ReadFrame(o.s()).bytes, Bytes{4});
+    }
+    EXPECT_EQ(QuerySize(o.s()).size, 2u);
+    EXPECT_EQ(ReadFrame(o.s()).bytes, (Bytes{5, 6}));
+  }
+}
+
+TEST(SizeQuery, TooSmallABuffer) {
+  // A whole block too big is used up; a lace too big stays for a bigger buffer.
+  Opened video(FileOf({VideoTrack(1)}, {ClusterAt(0, {SimpleBlock(1, 0, 0x80, {1, 2, 3}),
+                                                      SimpleBlock(1, 1, 0x80, {4})})}));
+  EXPECT_EQ(ReadFrame(video.s(), 2).status, -8);
+  EXPECT_EQ(ReadFrame(video.s()).bytes, Bytes{4});
+
+  Opened audio(FileOf({OpusTrack()}, {ClusterAt(0, {XiphLacedBlock(1, 0, 0x80, {{1, 2, 3}, {4}})})}));
+  EXPECT_EQ(ReadFrame(audio.s(), 2).status, -8);
+  EXPECT_EQ(ReadFrame(audio.s()).bytes, (Bytes{1, 2, 3}));
+  EXPECT_EQ(ReadFrame(audio.s()).bytes, Bytes{4});
+}
+
+TEST(SizeQuery, BadHandlesAndClosedStreams) {
+  Opened o(FileOf({VideoTrack(1)}, {ClusterAt(0, {SimpleBlock(1, 0, 0x80, {1})})}));
+  uint32_t size = 0;
+  EXPECT_EQ(qmkvds_get_frm(nullptr, nullptr, 0, &size, nullptr, nullptr, nullptr), -7);
+  EXPECT_EQ(qmkvds_get_frm(o.s(), nullptr, 0, nullptr, nullptr, nullptr, nullptr), -7);
+  qmkvds_close(o.s());
+  EXPECT_EQ(qmkvds_get_frm(o.s(), nullptr, 0, &size, nullptr, nullptr, nullptr), -2);
+  QMKVDS_CTX not_a_stream = QMKVDS_CTX();
+  EXPECT_EQ(qmkvds_get_frm(&not_a_stream, nullptr, 0, &size, nullptr, nullptr, nullptr), -7);
+}
+
+// --- NAL rewriting and key frames after a seek ---
+
+Element AvcTrack(uint8_t length_byte, std::vector<Element> extra = {}) {
+  extra.push_back(Binary(kCodecPrivate, {1, 0x64, 0, 0x1F, length_byte, 0xE1}));
+  return VideoTrack(1, std::move(extra), "V_MPEG4/ISO/AVC");
+}
+
+TEST(AvcFrames, LengthPrefixesBecomeStartCodes) {
+  Opened o(FileOf({AvcTrack(0xFD)},  // 2-byte lengths
+                  {ClusterAt(0, {SimpleBlock(1, 0, 0x80, {0, 2, 0x65, 7, 0, 1, 0x06})})}));
+  ASSERT_EQ(o.s()->nal_length_size, 2);
+  EXPECT_EQ(QuerySize(o.s()).size, 11u);
+  EXPECT_EQ(ReadFrame(o.s()).bytes, (Bytes{0, 0, 0, 1, 0x65, 7, 0, 0, 0, 1, 0x06}));
+}
+
+TEST(AvcFrames, ALacedBlockCannotBeRewritten) {
+  Opened o(FileOf({AvcTrack(0xFF)},
+                  {ClusterAt(0, {XiphLacedBlock(1, 0, 0x80, {{0, 0, 0, 1, 0x65}, {0, 0, 0, 1, 0x41}}),
+                                 SimpleBlock(1, 40, 0x80, {0, 0, 0, 1, 0x65})})}));
+  EXPECT_EQ(ReadFrame(o.s()).status, -3);
+  EXPECT_EQ(ReadFrame(o.s()).bytes, (Bytes{0, 0, 0, 1, 0x65}));
+}
+
+Bytes AvcFrame(uint8_t nal_type_byte) { return {0, 0, 0, 2, nal_type_byte, 0x80}; }
+
+TEST(AvcFrames, AfterASeekNonKeyFramesAreDroppedUntilAnIdr) {
+  Opened o(FileOf({AvcTrack(0xFF)},
+                  {ClusterAt(0, {SimpleBlock(1, 0, 0x00, AvcFrame(0x41)),
+                                 SimpleBlock(1, 40, 0x00, AvcFrame(0x41)),
+                                 SimpleBlock(1, 80, 0x00, AvcFrame(0x65)),  // IDR, not flagged
+                                 SimpleBlock(1, 120, 0x00, AvcFrame(0x41))})}));
+  o.s()->key_frame_pending = 1;
+  Frame f = ReadFrame(o.s());
+  EXPECT_EQ(f.time, 80 * kMs);
+  EXPECT_EQ(f.bytes, (Bytes{0, 0, 0, 1, 0x65, 0x80}));
+  EXPECT_EQ(o.s()->key_frame_pending, 0);
+  EXPECT_EQ(ReadFrame(o.s()).time, 120 * kMs);  // no more dropping
+}
+
+TEST(AvcFrames, SizeQueryAfterASeekAlsoFindsTheKeyFrame) {
+  Opened o(FileOf({AvcTrack(0xFF)}, {ClusterAt(0, {SimpleBlock(1, 0, 0x00, AvcFrame(0x41)),
+                                                   SimpleBlock(1, 40, 0x00, AvcFrame(0x65))})}));
+  o.s()->key_frame_pending = 1;
+  Frame q = QuerySize(o.s());
+  EXPECT_EQ(q.size, 6u);
+  EXPECT_EQ(q.time, 40 * kMs);
+  EXPECT_EQ(ReadFrame(o.s()).bytes, (Bytes{0, 0, 0, 1, 0x65, 0x80}));
+}
+
+TEST(AvcFrames, AFlaggedBlockEndsTheWaitWithoutALook) {
+  Opened o(FileOf({AvcTrack(0xFF)}, {ClusterAt(0, {SimpleBlock(1, 0, 0x80, AvcFrame(0x41))})}));
+  o.s()->key_frame_pending = 1;
+  EXPECT_EQ(ReadFrame(o.s()).time, 0);
+  EXPECT_EQ(o.s()->key_frame_pending, 0);
+}
+
+TEST(AvcFrames, GivesUpAfterTenThousandDroppedFrames) {
+  std::vector<Element> blocks;
+  for (int i = 0; i < 10002; ++i) {
+    blocks.push_back(SimpleBlock(1, static_cast<int16_t>(i % 30000), 0x00,
+                                 AvcFrame(i == 10001 ? 0x65 : 0x41)));
+  }
+  Opened o(FileOf({AvcTrack(0xFF)}, {ClusterAt(0, std::move(blocks))}));
+  o.s()->key_frame_pending = 1;
+  LogCapture log;
+  EXPECT_EQ(ReadFrame(o.s()).status, -2);
+  EXPECT_TRUE(log.Has(6, "qmkvd", "Cannot find keyframe after seeking 10001")) << log.Dump();
+  // Still waiting for a key frame: the next call goes on and finds the IDR.
+  EXPECT_EQ(ReadFrame(o.s()).bytes, (Bytes{0, 0, 0, 1, 0x65, 0x80}));
+}
+
+// --- decoding-order times ---
+
+TEST(DecodingOrderTimes, CountFramesAndIgnoreTimecodes) {
+  Element track = VideoTrack(1, {Uint(kDefaultDuration, 40000000)});
+  Opened o(FileOf({track}, {ClusterAt(0, {SimpleBlock(1, 0, 0x80, {1}), SimpleBlock(1, 120, 0, {2}),
+                                          SimpleBlock(1, 40, 0, {3})})}),
+           0, /*flags=*/0);
+  EXPECT_EQ(Times(ReadAll(o.s())), (std::vector<int64_t>{0, 40 * kMs, 80 * kMs}));
+}
+
+}  // namespace
+}  // namespace mkvtest
+
+namespace mkvtest {
+namespace {
+
+// Every prefix of a file with every kind of block: whatever is cut, reading ends in a status.
+TEST(ReadRobustness, EveryPrefixReadsToAStatus) {
+  const Bytes f = {1, 2, 3};
+  std::vector<uint8_t> bytes = FileOf(
+      {AvcTrack(0xFD), AudioTrack(2, {}, "A_OPUS", {HeaderStripping({0xAA})}), FlacTrack(3),
+       TextTrack(4)},
+      {ClusterAt(0, {SimpleBlock(1, 0, 0x80, {0, 2, 0x65, 1, 0, 9, 0x41}),
+                     XiphLacedBlock(2, 0, 0x80, {f, f, Filled(300, 0)}),
+                     EbmlLacedBlock(3, 0, 0x80, {f, Filled(200, 0), f}),
+                     FixedLacedBlock(3, 5, 0x80, {f, f}),
+                     BlockGroup({Block(4, 10, 0, {'a'}), Uint(kBlockDuration, 20)})}),
+       ClusterAt(100, {BlockGroup({Block(1, 0, 0, {0, 1, 0x41})}),
+                       XiphLacedBlock(2, 0, 0x80, {f, f}, false)})});
+  for (size_t n = 0; n <= bytes.size(); ++n) {
+    Created c(Bytes(bytes.begin(), bytes.begin() + n));
+    if (c.err() != 0) continue;
+    for (int32_t i = 0; i < c.ctx()->stream_count; ++i) {
+      QMKVDS_CTX* s = qmkvds_open(c.ctx(), i, nullptr);
+      if (!s) continue;
+      std::vector<Frame> frames = ReadAll(s, 100);
+      EXPECT_LT(frames.size(), 100u) << n;
+      EXPECT_NE(frames.back().status, 0) << n;
+      for (const Frame& fr : frames) EXPECT_LE(fr.bytes.size(), 1u << 16) << n;
+    }
+  }
+}
+
+}  // namespace
+}  // namespace mkvtest

@@ -1,0 +1,216 @@
+// Stream handles and the cluster list: opening and closing, and the index of Clusters built for
+// seeking without cues.
+#include <gtest/gtest.h>
+
+#include "demux/qmkvd_cluster.h"
+#include "demux/qmkvd_stream.h"
+#include "demux_harness.h"
+#include "frame_reader.h"
+#include "log_capture.h"
+#include "mkv_shapes.h"
+
+namespace mkvtest {
+namespace {
+
+enum : uint32_t { kTimecode = 0xE7, kVoid = 0xEC, kCuePoint = 0xBB, kCueTime = 0xB3 };
+
+std::vector<uint8_t> TwoClusterFile() {
+  return MkvFile({MinimalInfo(), OneTrack(),
+                  Cluster({Uint(kTimecode, 0), SimpleBlock(1, 0, 0x80, {1}),
+                           SimpleBlock(1, 40, 0, {2})}),
+                  Cluster({Uint(kTimecode, 80), SimpleBlock(1, 0, 0, {3})})});
+}
+
+TEST(StreamOpen, OpenCloseAndReopenStartsOver) {
+  Created c(TwoClusterFile());
+  ASSERT_EQ(c.err(), 0);
+  int32_t err = 99;
+  QMKVDS_CTX* s = qmkvds_open(c.ctx(), 0, &err);
+  ASSERT_NE(s, nullptr);
+  EXPECT_EQ(err, 0);
+  EXPECT_EQ(s, &c.ctx()->streams[0]);
+  EXPECT_EQ(s->self, s);
+  EXPECT_EQ(s->prev_block_time, -1);
+  EXPECT_EQ(ReadFrame(s).bytes, std::vector<uint8_t>{1});
+  EXPECT_EQ(ReadFrame(s).bytes, std::vector<uint8_t>{2});
+  qmkvds_close(s);
+  EXPECT_EQ(s->fp, nullptr);
+  EXPECT_EQ(s->open, 0);
+  ASSERT_EQ(qmkvds_open(c.ctx(), 0, &err), s);
+  EXPECT_EQ(s->prev_block_time, -1);
+  Frame f = ReadFrame(s);
+  EXPECT_EQ(f.bytes, std::vector<uint8_t>{1});
+  EXPECT_EQ(f.time, 0);
+}
+
+TEST(StreamOpen, SecondOpenFailsAndLeavesTheFirstUsable) {
+  Created c(TwoClusterFile());
+  QMKVDS_CTX* s = qmkvds_open(c.ctx(), 0, nullptr);
+  ASSERT_NE(s, nullptr);
+  LogCapture log;
+  int32_t err = 0;
+  EXPECT_EQ(qmkvds_open(c.ctx(), 0, &err), nullptr);
+  EXPECT_EQ(err, -4);
+  EXPECT_TRUE(log.Has(6, "qmkvd", "stream already opened")) << log.Dump();
+  EXPECT_TRUE(log.Has(6, "qmkvd", "strm_open() failed")) << log.Dump();
+  EXPECT_EQ(ReadFrame(s).bytes, std::vector<uint8_t>{1});
+}
+
+TEST(StreamOpen, BadArgumentsFailSilently) {
+  Created c(TwoClusterFile());
+  LogCapture log;
+  int32_t err = 77;
+  EXPECT_EQ(qmkvds_open(c.ctx(), 1, &err), nullptr);  // index equal to the track count
+  EXPECT_EQ(qmkvds_open(c.ctx(), -1, &err), nullptr);
+  EXPECT_EQ(qmkvds_open(nullptr, 0, &err), nullptr);
+  QMKVD_CTX copy_of_nothing = QMKVD_CTX();
+  EXPECT_EQ(qmkvds_open(&copy_of_nothing, 0, &err), nullptr);  // no check word
+  EXPECT_EQ(err, 77);
+  EXPECT_TRUE(log.lines().empty()) << log.Dump();
+}
+
+TEST(StreamOpen, CloseTwiceOnlyLogs) {
+  Created c(MkvFile({MinimalInfo(), Tracks({VideoTrack(1), VideoTrack(2)}), SmallCluster()}));
+  QMKVDS_CTX* s = qmkvds_open(c.ctx(), 1, nullptr);
+  ASSERT_NE(s, nullptr);
+  qmkvds_close(s);
+  LogCapture log;
+  qmkvds_close(s);
+  EXPECT_TRUE(log.Has(6, "qmkvd", "ERR: stream 1 already closed!")) << log.Dump();
+  qmkvds_close(nullptr);  // nothing to do, nothing said
+  EXPECT_EQ(log.lines().size(), 1u);
+}
+
+TEST(StreamOpen, NeedsAClusterOrCues) {
+  // Creation already refuses a file without a Cluster; the stream checks again on its own, as
+  // seen here with the flags cleared after creation.
+  Created c(MinimalFile());
+  ASSERT_EQ(c.err(), 0);
+  c.ctx()->found.cluster = 0;
+  LogCapture log;
+  int32_t err = 0;
+  EXPECT_EQ(qmkvds_open(c.ctx(), 0, &err), nullptr);
+  EXPECT_EQ(err, -3);
+  EXPECT_TRUE(log.Has(6, "qmkvd", "strm_open() failed"));
+  EXPECT_EQ(c.ctx()->streams[0].fp, nullptr);  // the handle taken is given back
+  EXPECT_EQ(c.ctx()->streams[0].open, 0);
+
+  c.ctx()->found.cues = 1;  // Cues alone will do
+  EXPECT_NE(qmkvds_open(c.ctx(), 0, &err), nullptr);
+  EXPECT_EQ(err, 0);
+}
+
+TEST(StreamOpen, DeleteClosesOpenStreams) {
+  // Under the sanitizer build a handle left open by the test would show as a leak.
+  auto* c = new Created(TwoClusterFile());
+  ASSERT_NE(qmkvds_open(c->ctx(), 0, nullptr), nullptr);
+  delete c;
+}
+
+// --- the cluster list ---
+
+std::vector<uint8_t> ThreeClustersThenCues(uint64_t first_timecode = 0) {
+  return MkvFile({MinimalInfo(), OneTrack(),
+                  Cluster({Uint(kTimecode, first_timecode), SimpleBlock(1, 0, 0x80, {1})}),
+                  Cluster({Uint(kTimecode, 5000), SimpleBlock(1, 0, 0x80, {2})}),
+                  Cluster({Uint(kTimecode, 10000), SimpleBlock(1, 0, 0x80, {3})}),
+                  Cues({Master(kCuePoint, {Uint(kCueTime, 0)})})});
+}
+
+std::vector<int64_t> ListTimes(const QMKVDS_CTX* s) {
+  std::vector<int64_t> times;
+  const QMKVD_CLUSTER* prev = nullptr;
+  for (const QMKVD_CLUSTER* n = s->node_list; n; n = n->next) {
+    EXPECT_EQ(n->prev, prev);
+    prev = n;
+    times.push_back(n->time);
+  }
+  return times;
+}
+
+TEST(ClusterList, OneNodePerClusterEndingAtTheCues) {
+  Created c(ThreeClustersThenCues());
+  QMKVDS_CTX* s = qmkvds_open(c.ctx(), 0, nullptr);
+  ASSERT_NE(s, nullptr);
+  EXPECT_EQ(qmkvds_make_cluster_list(s), 0);
+  EXPECT_EQ(ListTimes(s), (std::vector<int64_t>{0, 5000000000, 10000000000}));
+  EXPECT_EQ(s->node_list->data_pos, c.ctx()->first_cluster.pos.data_pos);
+  EXPECT_EQ(s->node_list->size, c.ctx()->first_cluster.pos.size);
+}
+
+TEST(ClusterList, NodeTimeIsTheFirstBlockTime) {
+  Created c(MkvFile({MinimalInfo(), OneTrack(),
+                     Cluster({Uint(kTimecode, 1000), SimpleBlock(2, -5, 0x80, {1}),
+                              SimpleBlock(1, 0, 0x80, {1})})}));
+  QMKVDS_CTX* s = qmkvds_open(c.ctx(), 0, nullptr);
+  ASSERT_NE(s, nullptr);
+  EXPECT_EQ(qmkvds_make_cluster_list(s), 0);
+  EXPECT_EQ(ListTimes(s), std::vector<int64_t>{995000000});  // a block of any track counts
+}
+
+TEST(ClusterList, FindsTheLastClusterAtOrBefore) {
+  Created c(ThreeClustersThenCues());
+  QMKVDS_CTX* s = qmkvds_open(c.ctx(), 0, nullptr);
+  ASSERT_EQ(qmkvds_make_cluster_list(s), 0);
+  QMKVD_CLUSTER* first = s->node_list;
+  auto at = [&](int64_t ns) { return qmkvds_find_cluster_list(first, 0, ns)->time; };
+  EXPECT_EQ(at(3000000000), 0);
+  EXPECT_EQ(at(5000000000), 5000000000);
+  EXPECT_EQ(at(-1), 0);
+  EXPECT_EQ(at(20000000000), 10000000000);
+  EXPECT_EQ(qmkvds_find_cluster_list(nullptr, 0, 0), nullptr);
+}
+
+TEST(ClusterList, AClusterWithoutABlockHeaderFailsTheBuild) {
+  // The second Cluster ends in the middle of its block header.
+  Created c(MkvFile({MinimalInfo(), OneTrack(),
+                     Cluster({Uint(kTimecode, 0), SimpleBlock(1, 0, 0x80, {1})}),
+                     Cluster({Uint(kTimecode, 5), Raw({0xA3, 0x81, 0x81})})}));
+  QMKVDS_CTX* s = qmkvds_open(c.ctx(), 0, nullptr);
+  ASSERT_NE(s, nullptr);
+  EXPECT_EQ(qmkvds_make_cluster_list(s), -1);
+  EXPECT_EQ(ListTimes(s), std::vector<int64_t>{0});  // what was built stays, freed at close
+}
+
+// --- the cluster walkers ---
+
+TEST(ClusterWalk, LeadingChildrenAndTheFirstBlock) {
+  std::vector<uint8_t> bytes =
+      MkvFile({MinimalInfo(), OneTrack(),
+               Cluster({Uint(kTimecode, 7), Uint(0xA7, 1234), Uint(0xAB, 99),
+                        Master(kVoid, {}), Binary(kVoid, {0, 0}),
+                        BlockGroup({Block(1, 3, 0, {1, 2}), Uint(0x9B, 12)})})});
+  Created c(bytes);
+  QMKVDS_CTX* s = qmkvds_open(c.ctx(), 0, nullptr);
+  ASSERT_NE(s, nullptr);
+  EXPECT_EQ(s->cluster.timecode, 7u);
+  EXPECT_EQ(s->cluster.position, 1234u);
+  EXPECT_EQ(s->cluster.prev_size, 99u);
+  EXPECT_GT(s->cluster.blockgroup_size, 0u);
+  EXPECT_EQ(s->cluster.simpleblock_size, 0u);
+
+  QMKVD_BLOCK_LOCATOR stop_at_block = QMKVD_BLOCK_LOCATOR();
+  QMKVD_CLUSTER_STATE cursor = s->cluster;
+  EXPECT_EQ(parse_cluster_blockgroup(s->mfal, s->fp, &stop_at_block, &cursor, 0), 0);
+  EXPECT_EQ(stop_at_block.duration, 0u);  // BlockDuration comes after the Block
+  EXPECT_EQ(stop_at_block.size, 6u);      // track, timecode, flags, two bytes
+  QMKVD_BLOCK_LOCATOR whole = QMKVD_BLOCK_LOCATOR();
+  cursor = s->cluster;
+  EXPECT_EQ(parse_cluster_blockgroup(s->mfal, s->fp, &whole, &cursor, 1), 0);
+  EXPECT_EQ(whole.duration, 12u);
+  EXPECT_EQ(whole.data_pos, stop_at_block.data_pos);
+  // After the only block the cursor names what follows the Cluster: no block there.
+  EXPECT_EQ(parse_cluster_blockgroup(s->mfal, s->fp, &whole, &cursor, 1), -1);
+}
+
+TEST(ClusterWalk, OversizedTimecodeFailsTheCluster) {
+  Created c(MkvFile({MinimalInfo(), OneTrack(),
+                     Cluster({Uint(kTimecode, 1).Width(9), SimpleBlock(1, 0, 0x80, {1})})}));
+  ASSERT_EQ(c.err(), 0);
+  int32_t err = 55;
+  EXPECT_EQ(qmkvds_open(c.ctx(), 0, &err), nullptr);  // the first Cluster cannot be parsed
+  EXPECT_EQ(err, 55);
+}
+
+}  // namespace
+}  // namespace mkvtest
