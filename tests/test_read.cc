@@ -164,6 +164,26 @@ TEST(ReadFrames, SubtitleWithNothingNearYieldsAnEarlyEmptyFrame) {
   EXPECT_EQ(ReadFrame(o.s()).status, 1);
 }
 
+TEST(ReadFrames, AnAnnouncedEmptySubtitleFrameIsTheOneDelivered) {
+  Opened o(FileOf({VideoTrack(1), TextTrack(2)},
+                  {ClusterAt(0, {SimpleBlock(1, 0, 0x80, {1}), SimpleBlock(1, 501, 0x80, {2}),
+                                 SimpleBlock(1, 1002, 0x80, {3}),
+                                 SimpleBlock(2, 1100, 0x80, {'h', 'i'})})}),
+           1);
+  Frame q1 = QuerySize(o.s());
+  Frame q2 = QuerySize(o.s());
+  Frame empty = ReadFrame(o.s());
+  EXPECT_EQ(q1.time, 501 * kMs - 1000000);
+  EXPECT_EQ(q2.time, q1.time);
+  EXPECT_EQ(empty.status, 0);
+  EXPECT_EQ(empty.size, 0u);
+  EXPECT_EQ(empty.time, q1.time);
+  Frame text = ReadFrame(o.s());
+  EXPECT_EQ(text.bytes, (Bytes{'h', 'i'}));
+  EXPECT_EQ(text.time, 1100 * kMs);
+  EXPECT_EQ(ReadFrame(o.s()).status, 1);
+}
+
 // --- lacing ---
 
 Element OpusTrack(uint64_t number = 1) { return AudioTrack(number, {}, "A_OPUS"); }

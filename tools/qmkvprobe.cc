@@ -35,7 +35,8 @@ void PrintHeader(const QMKVD_CTX* ctx) {
   printf("first cluster: data at %" PRId64 ", size %u\n", ctx->first_cluster.pos.data_pos,
          ctx->first_cluster.pos.size);
   if (ctx->found.cues) {
-    printf("cues: data at %" PRId64 ", size %u\n", ctx->cues.data_pos, ctx->cues.size);
+    printf("cues: data at %" PRId64 ", size %u, %u cue points\n", ctx->cues.data_pos,
+           ctx->cues.size, ctx->cues.count);
   }
 }
 

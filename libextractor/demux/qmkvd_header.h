@@ -4,6 +4,7 @@
 
 #include <stdint.h>
 
+#include "demux/qmkvd_cues.h"
 #include "demux/qmkvd_types.h"
 
 QMKVD_CTX* qmkvd_create(QCMN_MFAL* mfal, const uint32_t* flags, QMKVD_FILE_INFO* info,
@@ -24,8 +25,6 @@ int parse_seekhead_seek(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, int
                         int64_t size);
 
 int parse_track(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, QMKVD_TRACKS* tracks);
-int parse_cues_ctx_fast(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp,
-                        QMKVD_CUE_TABLE* cues);
 int parse_tags(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, QMKVD_TAGS* tags);
 int parse_tag(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, QMKVD_TAGS* tags);
 int parse_tag_simpletag(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp,

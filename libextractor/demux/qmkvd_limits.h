@@ -31,6 +31,9 @@ enum : uint32_t {
   // Nodes of one stream's cluster list: an hour at 4 Clusters a second is 14,400; a file of
   // tiny Clusters stops the list here rather than exhausting memory (about 32 MB on 32-bit).
   QMKVD_MAX_CLUSTER_NODES = 1u << 20,
+  // A Cues payload is read into memory whole; a 10-hour file needs about a megabyte, so
+  // anything beyond this is refused like an allocation failure.
+  QMKVD_MAX_CUES_SIZE = 256u << 20,
   // Metadata text slots (title, artist, album, comment, two unused, composer, writer, date).
   QMKVD_METADATA_SLOTS = 9,
   // Kind marker of a filled metadata slot.

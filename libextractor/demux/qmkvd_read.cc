@@ -144,8 +144,9 @@ int32_t NextWholeBlock(QMKVDS_CTX* s, const Request& r, bool* empty_text) {
     const int64_t t = qmkvd_time_block(s, &block);
     if (block.other_track) {
       *empty_text = true;
-      SetTimes(r, qmkvd_time_sub(t, kEmptyTextLead),
-               qmkvd_time_sub(s->block_end_time, kEmptyTextLead));
+      s->empty_time = qmkvd_time_sub(t, kEmptyTextLead);
+      s->empty_end_time = qmkvd_time_sub(s->block_end_time, kEmptyTextLead);
+      SetTimes(r, s->empty_time, s->empty_end_time);
       return QMKVD_OK;
     }
     const int32_t laced = qmkvd_read_lacing(s, block.payload_end);
@@ -281,6 +282,11 @@ int32_t qmkvds_get_frm_default(QMKVDS_CTX* s, uint8_t* buffer, int32_t capacity,
   const Request r{buffer, capacity, size, time, end_time, sync};
   *size = 0;
   if (sync) *sync = 0;
+  if (s->empty_pending) {  // an empty subtitle frame announced by a size query
+    SetTimes(r, s->empty_time, s->empty_end_time);
+    if (buffer) s->empty_pending = 0;
+    return QMKVD_OK;
+  }
   int64_t announced = s->pending_size;
   if (announced != 0) {
     SetTimes(r, s->block_time, s->block_end_time);
@@ -290,6 +296,7 @@ int32_t qmkvds_get_frm_default(QMKVDS_CTX* s, uint8_t* buffer, int32_t capacity,
     if (found != QMKVD_OK) return found;
     if (empty_text) {
       s->pending_size = 0;
+      if (!buffer) s->empty_pending = 1;
       return QMKVD_OK;
     }
     if (!buffer) {

@@ -314,6 +314,11 @@ struct QMKVDS_CTX {
   // The current block's flags byte, so that a frame announced by a size query and delivered
   // by the next call still carries its key-frame flag.
   uint8_t block_flags;
+  // An empty subtitle frame announced by a size query, and its times, so that the next call
+  // delivers that same frame (a pending size of 0 cannot say so).
+  int32_t empty_pending;
+  int64_t empty_time;
+  int64_t empty_end_time;
 };
 
 // Presence flags of the level-1 elements, in this order.

@@ -1,0 +1,27 @@
+// Cues: the file's cue table, and a stream's seek table of (time, cluster position) pairs.
+#pragma once
+
+#include <stdint.h>
+
+#include "demux/qmkvd_types.h"
+
+// Reads the whole Cues payload (cues->data_pos, cues->size) at once and fills the table with
+// the CuePoints that have a cluster position and do not index an audio track. 0, or -1 with an
+// empty table.
+int parse_cues_ctx_fast(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp,
+                        QMKVD_CUE_TABLE* cues);
+// One CuePoint, and one CueTrackPositions, from memory. 0 or -1.
+int parse_cuepoint_ctx_fast(QMKVD_CTX* ctx, const uint8_t* data, int32_t length, QMKVD_CUE* cue);
+int parse_cuetrackpositions_ctx_fast(QMKVD_CTX* ctx, const uint8_t* data, int32_t length,
+                                     QMKVD_CUE* cue);
+
+// The seek table of one track from the cue table, in cue order. 0, or -1 without memory.
+int get_seek_from_cues(void* unused_a, void* unused_b, void* unused_c,
+                       const QMKVD_CUE_TABLE* cues, QMKVD_SEEK_TABLE* seek, uint32_t track);
+
+// The entry a seek in `mode` (0 at or before, 1 at or after, 2 as 0, 3 nearest with ties to
+// the earlier) should jump to for `time` (100-ns units), over the file's cue table or over one
+// stream's seek table. -1 when no entry qualifies.
+int32_t qmkvd_get_searchidx(const QMKVD_CTX* ctx, void* unused, int64_t time, uint32_t mode);
+int32_t qmkvd_get_searchidx2(const QMKVD_CTX* ctx, void* unused, int64_t time,
+                             const QMKVD_SEEK_TABLE* seek, uint32_t mode);

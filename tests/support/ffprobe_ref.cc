@@ -1,0 +1,193 @@
+#include "ffprobe_ref.h"
+
+#include <stdlib.h>
+
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <sstream>
+
+namespace mkvtest {
+namespace {
+
+bool ReadText(const std::string& path, std::string* text) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) return false;
+  text->assign(std::istreambuf_iterator<char>(in), {});
+  return true;
+}
+
+bool ToInt(const std::string& s, int64_t* value) {
+  if (s.empty()) return false;
+  char* end = nullptr;
+  long long v = strtoll(s.c_str(), &end, 10);
+  if (*end != '\0') return false;
+  *value = v;
+  return true;
+}
+
+std::string At(int line, const std::string& what) {
+  return "line " + std::to_string(line) + ": " + what;
+}
+
+// One packet record: "packet|key=value|...". A packet with side data has its data_hash on the
+// following line, which starts with '|' instead of "packet".
+std::string ParseRecord(const std::string& record, int line, RefPacket* p) {
+  std::map<std::string, std::string> fields;
+  std::stringstream in(record);
+  std::string field;
+  while (std::getline(in, field, '|')) {
+    size_t eq = field.find('=');
+    if (eq != std::string::npos) fields[field.substr(0, eq)] = field.substr(eq + 1);
+  }
+  for (const char* key : {"stream_index", "pts", "size", "pos", "flags", "data_hash"}) {
+    if (!fields.count(key)) return At(line, std::string("no ") + key);
+  }
+  int64_t v;
+  if (!ToInt(fields["stream_index"], &v)) return At(line, "bad stream_index");
+  p->stream = static_cast<int>(v);
+  p->codec_type = fields["codec_type"];
+  if (fields["pts"] != "N/A") {
+    if (!ToInt(fields["pts"], &p->pts)) return At(line, "bad pts");
+    p->has_pts = true;
+  }
+  if (!ToInt(fields["size"], &v) || v < 0) return At(line, "bad size");
+  p->size = static_cast<uint32_t>(v);
+  if (!ToInt(fields["pos"], &p->pos)) return At(line, "bad pos");
+  p->key = fields["flags"].find('K') != std::string::npos;
+  const std::string& hash = fields["data_hash"];
+  if (hash.compare(0, 4, "MD5:") != 0 || hash.size() != 36) return At(line, "bad data_hash");
+  p->md5 = hash.substr(4);
+  p->line = line;
+  return "";
+}
+
+// The value after "key": on a JSON line such as `"time_base": "1/1000",`, without quotes and
+// the trailing comma.
+bool JsonValue(const std::string& line, const std::string& key, std::string* value) {
+  std::string quoted = "\"" + key + "\":";
+  size_t at = line.find(quoted);
+  if (at == std::string::npos) return false;
+  std::string v = line.substr(at + quoted.size());
+  size_t b = v.find_first_not_of(' ');
+  size_t e = v.find_last_not_of(" ,");
+  if (b == std::string::npos || e == std::string::npos || e < b) return false;
+  v = v.substr(b, e - b + 1);
+  if (v.size() >= 2 && v.front() == '"' && v.back() == '"') v = v.substr(1, v.size() - 2);
+  *value = v;
+  return true;
+}
+
+}  // namespace
+
+std::string ParsePackets(const std::string& text, std::vector<RefPacket>* out) {
+  out->clear();
+  std::stringstream in(text);
+  std::string line, record;
+  int number = 0, record_line = 0;
+  auto flush = [&]() -> std::string {
+    if (record.empty()) return "";
+    RefPacket p;
+    std::string error = ParseRecord(record, record_line, &p);
+    if (error.empty()) out->push_back(p);
+    record.clear();
+    return error;
+  };
+  while (std::getline(in, line)) {
+    ++number;
+    if (line.empty()) continue;
+    if (line.compare(0, 7, "packet|") == 0) {
+      std::string error = flush();
+      if (!error.empty()) return error;
+      record = line;
+      record_line = number;
+    } else if (line[0] == '|' && !record.empty()) {
+      record += line;
+    } else {
+      return At(number, "not a packet record");
+    }
+  }
+  return flush();
+}
+
+std::string ParseStreams(const std::string& json, std::vector<RefStream>* out) {
+  out->clear();
+  std::stringstream in(json);
+  std::string line, value;
+  int number = 0;
+  bool in_streams = false;
+  while (std::getline(in, line)) {
+    ++number;
+    if (line.find("\"streams\":") != std::string::npos) in_streams = true;
+    if (line.find("\"format\":") != std::string::npos) in_streams = false;
+    if (!in_streams) continue;
+    // Each stream object opens with its index; the keys read below are unique to the stream
+    // level (tags and disposition have none of them).
+    if (JsonValue(line, "index", &value)) {
+      int64_t index;
+      if (!ToInt(value, &index)) return At(number, "bad index");
+      RefStream s;
+      s.index = static_cast<int>(index);
+      out->push_back(s);
+    } else if (out->empty()) {
+      continue;
+    } else if (JsonValue(line, "codec_type", &value)) {
+      out->back().codec_type = value;
+    } else if (JsonValue(line, "codec_name", &value)) {
+      out->back().codec_name = value;
+    } else if (JsonValue(line, "time_base", &value)) {
+      size_t slash = value.find('/');
+      if (slash == std::string::npos ||
+          !ToInt(value.substr(0, slash), &out->back().time_base_num) ||
+          !ToInt(value.substr(slash + 1), &out->back().time_base_den) ||
+          out->back().time_base_num <= 0 || out->back().time_base_den <= 0) {
+        return At(number, "bad time_base");
+      }
+    }
+  }
+  for (size_t i = 0; i < out->size(); ++i) {
+    if ((*out)[i].index != static_cast<int>(i)) return "streams out of order";
+  }
+  return out->empty() ? "no streams" : "";
+}
+
+std::string LoadFfprobeRef(const std::string& base, FfprobeRef* out) {
+  std::string packets, streams;
+  if (!ReadText(base + ".packets.txt", &packets)) return "cannot read " + base + ".packets.txt";
+  if (!ReadText(base + ".streams.json", &streams)) return "cannot read " + base + ".streams.json";
+  std::string error = ParsePackets(packets, &out->packets);
+  if (!error.empty()) return base + ".packets.txt " + error;
+  error = ParseStreams(streams, &out->streams);
+  if (!error.empty()) return base + ".streams.json " + error;
+  return "";
+}
+
+std::vector<RefPacket> FfprobeRef::PacketsOf(int stream) const {
+  std::vector<RefPacket> of;
+  for (const RefPacket& p : packets) {
+    if (p.stream == stream) of.push_back(p);
+  }
+  return of;
+}
+
+const RefStream* FfprobeRef::Stream(int index) const {
+  for (const RefStream& s : streams) {
+    if (s.index == index) return &s;
+  }
+  return nullptr;
+}
+
+bool PtsTo100ns(int64_t pts, int64_t num, int64_t den, int64_t* floor, bool* exact) {
+  const int64_t kPerSecond = 10000000;
+  if (num <= 0 || den <= 0 || num > INT64_MAX / kPerSecond) return false;
+  int64_t scale = num * kPerSecond;
+  if (pts > INT64_MAX / scale || pts < -(INT64_MAX / scale)) return false;
+  int64_t product = pts * scale;
+  int64_t q = product / den;
+  if (product % den != 0 && product < 0) --q;  // round toward minus infinity
+  *floor = q;
+  *exact = product % den == 0;
+  return true;
+}
+
+}  // namespace mkvtest

@@ -1,0 +1,52 @@
+// The ffprobe references committed beside the real test files: NAME.packets.txt
+// (-show_packets -show_data_hash md5 -of compact) and NAME.streams.json (-show_streams
+// -show_format -of json), read back into plain records.
+#pragma once
+
+#include <stdint.h>
+
+#include <string>
+#include <vector>
+
+namespace mkvtest {
+
+struct RefPacket {
+  int stream = -1;
+  std::string codec_type;
+  bool has_pts = false;  // false where ffprobe printed N/A
+  int64_t pts = 0;       // in the stream's time base
+  uint32_t size = 0;
+  int64_t pos = -1;  // laces of one block share it
+  bool key = false;  // 'K' in flags
+  std::string md5;   // lower-case hex
+  int line = 0;      // 1-based line in the packets file, for messages
+};
+
+struct RefStream {
+  int index = -1;
+  std::string codec_type;  // "video", "audio", "subtitle", "attachment", ...
+  std::string codec_name;
+  int64_t time_base_num = 0;
+  int64_t time_base_den = 0;
+};
+
+struct FfprobeRef {
+  std::vector<RefStream> streams;
+  std::vector<RefPacket> packets;  // in file order
+
+  std::vector<RefPacket> PacketsOf(int stream) const;
+  const RefStream* Stream(int index) const;
+};
+
+// Parses the two texts. Returns an empty string, or what was wrong (with a line number).
+std::string ParsePackets(const std::string& text, std::vector<RefPacket>* out);
+std::string ParseStreams(const std::string& json, std::vector<RefStream>* out);
+
+// Reads BASE.packets.txt and BASE.streams.json (BASE is a path without the suffixes).
+std::string LoadFfprobeRef(const std::string& base, FfprobeRef* out);
+
+// pts in time base num/den as 100-ns units: *floor is the value rounded down, *exact tells
+// whether no rounding was needed. False when the product would overflow.
+bool PtsTo100ns(int64_t pts, int64_t num, int64_t den, int64_t* floor, bool* exact);
+
+}  // namespace mkvtest

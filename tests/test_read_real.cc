@@ -1,0 +1,518 @@
+// Every track of every real test file read to its end, frame by frame, against the packets
+// ffprobe lists for it (tests/data/ref and tests/data/corpus/ref, made by the scripts beside the
+// files). Count, payload MD5, time and key-frame flag must agree, except where the reader
+// delivers on purpose something other than ffprobe's packet; each such rule is stated where the
+// check applies it.
+#include <gtest/gtest.h>
+
+#include <ctype.h>
+#include <stdint.h>
+#include <string.h>
+
+#include <algorithm>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "demux/qmkvd_stream.h"
+#include "demux_harness.h"
+#include "ffprobe_ref.h"
+#include "md5.h"
+
+namespace mkvtest {
+namespace {
+
+// Paths under QMKV_TEST_DATA_DIR. References sit in ref/ beside each file.
+const char* const kFiles[] = {
+    "sample.mkv",           "corpus/avc_ffmpeg.mkv",   "corpus/hevc_mkvmerge.mkv",
+    "corpus/vp9_remux.mkv", "corpus/fixed_lacing.mkv", "corpus/hdrstrip.mkv",
+    "corpus/nal2.mkv",      "corpus/blockgroups.mkv",
+};
+
+enum : uint8_t { kVideo = 1, kAudio = 2, kText = 17 };
+const int32_t kCapacity = 4 << 20;  // far above any frame of these files
+const int kMaxCalls = 100000;       // a reader that never reports the end stops here
+const int kMaxFailuresPerStream = 8;
+
+std::string DataPath(const std::string& name) {
+  return std::string(QMKV_TEST_DATA_DIR) + "/" + name;
+}
+
+std::vector<uint8_t> ReadFile(const std::string& name) {
+  std::ifstream in(DataPath(name), std::ios::binary);
+  return std::vector<uint8_t>(std::istreambuf_iterator<char>(in), {});
+}
+
+// "corpus/x.mkv" -> ".../corpus/ref/x"
+std::string RefBase(const std::string& file) {
+  size_t slash = file.rfind('/');
+  std::string dir = slash == std::string::npos ? "" : file.substr(0, slash + 1);
+  std::string stem = file.substr(slash == std::string::npos ? 0 : slash + 1);
+  stem = stem.substr(0, stem.rfind('.'));
+  return DataPath(dir + "ref/" + stem);
+}
+
+// The reader delivers a laced block of these codecs whole, as one frame (the laces back to
+// back, with the block's time); every other codec comes lace by lace. Decided here from the
+// CodecID (and the format tag of A_MS/ACM), independently of the reader's own codec mapping.
+bool DeliveredWhole(const QMKVD_TRACK& t) {
+  const std::string id = t.codec_id;
+  if (id == "A_FLAC" || id == "A_AC3" || id.compare(0, 6, "A_AC3/") == 0 || id == "A_EAC3" ||
+      id.compare(0, 7, "A_MPEG/") == 0 || id.compare(0, 6, "A_PCM/") == 0) {
+    return true;
+  }
+  if (id == "A_MS/ACM" && t.codec_private && t.codec_private_size >= 2) {
+    uint16_t tag = static_cast<uint16_t>(t.codec_private[0] | t.codec_private[1] << 8);
+    return tag == 1 || tag == 3 || tag == 0x50 || tag == 0x55 || tag == 0x2000 || tag == 0xF1AC;
+  }
+  return false;
+}
+
+struct Frame {
+  std::vector<uint8_t> bytes;
+  int64_t time = 0;
+  int64_t end_time = 0;
+  int32_t sync = -1;
+};
+
+// What one reader call should hand out: one ffprobe packet, or all packets (laces) of one
+// block for the codecs delivered whole. ffprobe gives every lace of a block the block's
+// position, which is how laces are grouped.
+struct Expected {
+  std::vector<RefPacket> packets;
+  bool starts_block = true;
+  size_t block = 0;  // index among the stream's blocks
+};
+
+std::vector<Expected> ExpectedFrames(const std::vector<RefPacket>& packets, bool whole) {
+  std::vector<Expected> out;
+  size_t block = 0;
+  for (size_t i = 0; i < packets.size(); ++i) {
+    bool starts = i == 0 || packets[i].pos != packets[i - 1].pos;
+    if (starts && i > 0) ++block;
+    if (whole && !starts) {
+      out.back().packets.push_back(packets[i]);
+      continue;
+    }
+    Expected e;
+    e.packets.push_back(packets[i]);
+    e.starts_block = starts;
+    e.block = block;
+    out.push_back(e);
+  }
+  return out;
+}
+
+// AVC and HEVC frames come out with every NAL length field replaced by the start code
+// 00 00 00 01. ffprobe hashes the stored, length-prefixed form, so the output is turned back:
+// each unit runs to the next 00 00 00 01 (emulation prevention keeps that pattern out of the
+// units) and gets a big-endian length of the track's field size.
+std::string ToLengthPrefixed(const std::vector<uint8_t>& in, int field, std::vector<uint8_t>* out) {
+  static const uint8_t kStart[4] = {0, 0, 0, 1};
+  out->clear();
+  if (in.size() < 4 || memcmp(in.data(), kStart, 4) != 0) return "does not open with 00 00 00 01";
+  size_t unit = 4;
+  while (unit <= in.size()) {
+    size_t end = unit;
+    while (end + 4 <= in.size() && memcmp(&in[end], kStart, 4) != 0) ++end;
+    if (end + 4 > in.size()) end = in.size();
+    uint64_t length = end - unit;
+    if (field < 4 && length >> (8 * field)) return "a unit too long for its length field";
+    for (int i = field - 1; i >= 0; --i) out->push_back(static_cast<uint8_t>(length >> (8 * i)));
+    out->insert(out->end(), in.begin() + unit, in.begin() + end);
+    unit = end + 4;
+  }
+  return "";
+}
+
+// Reads the stream to its end (return 1). With ask_size, every read is preceded by a
+// size-only query (null buffer), whose answer must be the size the next read delivers.
+std::string ReadToEnd(QMKVDS_CTX* s, bool ask_size, std::vector<Frame>* frames) {
+  std::vector<uint8_t> buffer(kCapacity);
+  for (int call = 0; call < kMaxCalls; ++call) {
+    Frame f;
+    uint32_t asked = 0;
+    if (ask_size) {
+      int32_t r = qmkvds_get_frm(s, nullptr, 0, &asked, nullptr, nullptr, nullptr);
+      if (r == 1) return "";
+      if (r != 0) return "size query " + std::to_string(call) + " returned " + std::to_string(r);
+    }
+    uint32_t size = 0xFFFFFFFFu;
+    int32_t r = qmkvds_get_frm(s, buffer.data(), kCapacity, &size, &f.time, &f.end_time, &f.sync);
+    if (r == 1 && !ask_size) return "";
+    if (r != 0) {
+      return "read " + std::to_string(call) + " returned " + std::to_string(r) +
+             (ask_size ? " after a size query of " + std::to_string(asked) : std::string());
+    }
+    if (size > static_cast<uint32_t>(kCapacity))
+      return "read " + std::to_string(call) + ": size " + std::to_string(size);
+    if (ask_size && size != asked) {
+      return "read " + std::to_string(call) + ": the size query said " + std::to_string(asked) +
+             ", the read delivered " + std::to_string(size);
+    }
+    f.bytes.assign(buffer.begin(), buffer.begin() + size);
+    frames->push_back(std::move(f));
+  }
+  return "no end after " + std::to_string(kMaxCalls) + " reads";
+}
+
+// ffprobe moves the times of a track with a CodecDelay (Opus) back by that delay, rounded to
+// the nearest tick (6.5 ms is 7 ticks of 1 ms here); the reader gives block times as they are.
+// This is the delay in ticks, to add to ffprobe's pts.
+int64_t CodecDelayTicks(const QMKVD_TRACK& t, const RefStream& rs) {
+  const int64_t kNsPerSecond = 1000000000;
+  int64_t unit = rs.time_base_num * kNsPerSecond;  // ns per tick, times den
+  return (2 * static_cast<int64_t>(t.codec_delay) * rs.time_base_den + unit) / (2 * unit);
+}
+
+// The reader's time for a packet's pts, in 100-ns units: *low, or *low + 1 where a tick is not
+// a whole number of 100-ns units and may be rounded either way.
+bool ExpectedTime(const RefPacket& p, const RefStream& rs, int64_t delay, int64_t* low,
+                  bool* either) {
+  bool exact = false;
+  if (!p.has_pts || !PtsTo100ns(p.pts + delay, rs.time_base_num, rs.time_base_den, low, &exact)) {
+    return false;
+  }
+  *either = !exact;
+  return true;
+}
+
+std::string Describe(const RefPacket& p) {
+  return "ref line " + std::to_string(p.line) + " (pts " +
+         (p.has_pts ? std::to_string(p.pts) : "N/A") + ", size " + std::to_string(p.size) + ")";
+}
+
+enum : uint8_t { kSimpleBlockId = 0xA3, kBlockId = 0xA1 };
+
+// The ID of the element whose payload starts at pos (ffprobe's pos of a packet is the block's
+// payload): the byte before a size field that ends exactly at pos. 0 when none fits.
+uint8_t BlockIdBefore(const std::vector<uint8_t>& bytes, int64_t pos) {
+  for (int64_t width = 1; width <= 8; ++width) {
+    const int64_t size_at = pos - width;
+    if (size_at < 1 || static_cast<size_t>(pos) > bytes.size()) break;
+    const uint8_t first = bytes[static_cast<size_t>(size_at)];
+    if (first == 0 || (first & (0x80 >> (width - 1))) == 0 || (first >> (8 - width + 1)) != 0) {
+      continue;  // not a size field of this width
+    }
+    const uint8_t id = bytes[static_cast<size_t>(size_at - 1)];
+    if (id == kSimpleBlockId || id == kBlockId) return id;
+  }
+  return 0;
+}
+
+// Checks one stream's frames against its reference packets; failures name the file, stream
+// and frame.
+void CheckStream(const std::string& file, int index, QMKVD_CTX* ctx, const FfprobeRef& ref,
+                 std::vector<Frame> frames) {
+  SCOPED_TRACE(file + " stream " + std::to_string(index));
+  const std::vector<uint8_t> bytes = ReadFile(file);
+  const QMKVD_TRACK& track = ctx->streams[index].track;
+  const RefStream* rs = ref.Stream(index);
+  ASSERT_NE(rs, nullptr);
+  const int nal = ctx->streams[index].nal_length_size;
+  const bool whole = track.type == kAudio && DeliveredWhole(track);
+
+  // A text stream may yield empty frames when no block of its own comes within half a
+  // second; they stand for no packet and are left out. Every other empty frame is kept (and
+  // would fail below).
+  if (track.type == kText) {
+    std::vector<Frame> kept;
+    for (Frame& f : frames) {
+      if (!f.bytes.empty()) kept.push_back(std::move(f));
+    }
+    frames.swap(kept);
+  }
+
+  const std::vector<Expected> expected = ExpectedFrames(ref.PacketsOf(index), whole);
+  EXPECT_EQ(frames.size(), expected.size()) << "frames read vs expected";
+  ASSERT_FALSE(expected.empty());
+
+  // Start times of the blocks, as read, for the later laces of a block.
+  std::vector<int64_t> block_time(expected.back().block + 1, INT64_MAX);
+  const int64_t delay = CodecDelayTicks(track, *rs);
+  int failures = 0;
+  const size_t n = std::min(frames.size(), expected.size());
+  for (size_t i = 0; i < n && failures < kMaxFailuresPerStream; ++i) {
+    const Frame& f = frames[i];
+    const Expected& e = expected[i];
+    const RefPacket& first = e.packets[0];
+    std::string where = "frame " + std::to_string(i) + ", " + Describe(first);
+    bool ok = true;
+
+    // Payload.
+    if (nal > 0) {
+      std::vector<uint8_t> stored;
+      std::string error = ToLengthPrefixed(f.bytes, nal, &stored);
+      if (!error.empty()) {
+        ADD_FAILURE() << where << ": NAL output " << error;
+        ok = false;
+      } else if (stored.size() != first.size || Md5Hex(stored.data(), stored.size()) != first.md5) {
+        ADD_FAILURE() << where << ": payload differs (size " << stored.size()
+                      << " after turning start codes back into " << nal << "-byte lengths)";
+        ok = false;
+      }
+    } else {
+      // For the codecs delivered whole, the frame is the laces back to back: split it at
+      // ffprobe's lace sizes and compare lace by lace.
+      uint64_t total = 0;
+      for (const RefPacket& p : e.packets) total += p.size;
+      if (f.bytes.size() != total) {
+        ADD_FAILURE() << where << ": size " << f.bytes.size() << ", expected " << total
+                      << (e.packets.size() > 1
+                              ? " (whole block of " + std::to_string(e.packets.size()) + " laces)"
+                              : "");
+        ok = false;
+      } else {
+        size_t at = 0;
+        for (size_t k = 0; k < e.packets.size(); ++k) {
+          if (Md5Hex(f.bytes.data() + at, e.packets[k].size) != e.packets[k].md5) {
+            ADD_FAILURE() << where << ": payload differs"
+                          << (e.packets.size() > 1 ? " in lace " + std::to_string(k) : "");
+            ok = false;
+            break;
+          }
+          at += e.packets[k].size;
+        }
+      }
+    }
+
+    // Key-frame flag. It is a bit of the block's flags byte. A Block inside a BlockGroup has
+    // that bit reserved (0), and the reader does not look at ReferenceBlock, so a frame stored
+    // in a BlockGroup is reported as not sync where ffprobe, seeing no ReferenceBlock, calls it
+    // a key frame.
+    const bool want_sync = first.key && BlockIdBefore(bytes, first.pos) != kBlockId;
+    if (f.sync != (want_sync ? 1 : 0)) {
+      ADD_FAILURE() << where << ": sync " << f.sync << ", expected " << want_sync;
+      ok = false;
+    }
+
+    // Time. The first (or only) lace of a block has the block's time, which is ffprobe's pts
+    // for it (plus the codec delay, above). Later laces get times the reader synthesises from
+    // durations, while ffprobe takes them from the codec and rounds each lace to whole ticks,
+    // so the two need not agree; a later lace is only held to come no earlier than its block
+    // and the lace before it.
+    if (e.starts_block) {
+      int64_t want = 0;
+      bool either = false;
+      if (!ExpectedTime(first, *rs, delay, &want, &either) ||
+          (f.time != want && !(either && f.time == want + 1))) {
+        ADD_FAILURE() << where << ": time " << f.time << ", expected " << want << " (100 ns)";
+        ok = false;
+      }
+      block_time[e.block] = f.time;
+    } else if (f.time < block_time[e.block] || f.time < frames[i - 1].time) {
+      ADD_FAILURE() << where << ": lace time " << f.time << " before its block's "
+                    << block_time[e.block] << " or the previous lace's " << frames[i - 1].time;
+      ok = false;
+    }
+    if (!ok) ++failures;
+  }
+}
+
+class ReadReal : public ::testing::TestWithParam<const char*> {
+ protected:
+  void SetUp() override {
+    bytes_ = ReadFile(GetParam());
+    ASSERT_GT(bytes_.size(), 1000u) << GetParam();
+    std::string error = LoadFfprobeRef(RefBase(GetParam()), &ref_);
+    ASSERT_EQ(error, "");
+  }
+
+  // ffprobe lists attachments as streams after the tracks; the demuxer has tracks only.
+  int TrackStreams() const {
+    int n = 0;
+    for (const RefStream& s : ref_.streams) n += s.codec_type != "attachment";
+    return n;
+  }
+
+  std::vector<uint8_t> bytes_;
+  FfprobeRef ref_;
+};
+
+TEST_P(ReadReal, StreamsMatchFfprobeStreams) {
+  Created c(bytes_);
+  ASSERT_EQ(c.err(), 0);
+  ASSERT_EQ(static_cast<int>(c.info().stream_count), TrackStreams());
+  for (int i = 0; i < TrackStreams(); ++i) {
+    const std::string& type = ref_.streams[i].codec_type;
+    uint8_t want = type == "video"      ? kVideo
+                   : type == "audio"    ? kAudio
+                   : type == "subtitle" ? kText
+                                        : 0;
+    EXPECT_EQ(c.ctx()->streams[i].track.type, want) << "stream " << i;
+  }
+}
+
+TEST_P(ReadReal, EveryTrackReadToItsEndMatchesFfprobe) {
+  Created c(bytes_);
+  ASSERT_EQ(c.err(), 0);
+  ASSERT_EQ(static_cast<int>(c.info().stream_count), TrackStreams());
+  for (int i = 0; i < TrackStreams(); ++i) {
+    int32_t err = -100;
+    QMKVDS_CTX* s = qmkvds_open(c.ctx(), i, &err);
+    ASSERT_NE(s, nullptr) << "stream " << i << " err " << err;
+    EXPECT_EQ(err, 0);
+    std::vector<Frame> frames;
+    std::string error = ReadToEnd(s, /*ask_size=*/false, &frames);
+    qmkvds_close(s);
+    EXPECT_EQ(error, "") << "stream " << i;
+    CheckStream(GetParam(), i, c.ctx(), ref_, std::move(frames));
+  }
+}
+
+TEST_P(ReadReal, SizeQueryBeforeEachReadGivesTheSizeRead) {
+  Created c(bytes_);
+  ASSERT_EQ(c.err(), 0);
+  ASSERT_EQ(static_cast<int>(c.info().stream_count), TrackStreams());
+  for (int i = 0; i < TrackStreams(); ++i) {
+    QMKVDS_CTX* s = qmkvds_open(c.ctx(), i, nullptr);
+    ASSERT_NE(s, nullptr) << "stream " << i;
+    std::vector<Frame> frames;
+    std::string error = ReadToEnd(s, /*ask_size=*/true, &frames);
+    qmkvds_close(s);
+    EXPECT_EQ(error, "") << "stream " << i;
+    CheckStream(GetParam(), i, c.ctx(), ref_, std::move(frames));
+  }
+}
+
+// The way the framework reads: every track open at once, each with its own position, frames
+// taken in turn.
+TEST_P(ReadReal, AllTracksOpenTogetherReadInTurn) {
+  Created c(bytes_);
+  ASSERT_EQ(c.err(), 0);
+  const int n = TrackStreams();
+  ASSERT_EQ(static_cast<int>(c.info().stream_count), n);
+  std::vector<QMKVDS_CTX*> open(n, nullptr);
+  for (int i = 0; i < n; ++i) {
+    open[i] = qmkvds_open(c.ctx(), i, nullptr);
+    ASSERT_NE(open[i], nullptr) << "stream " << i;
+  }
+  std::vector<std::vector<Frame>> frames(n);
+  std::vector<bool> ended(n, false);
+  std::vector<uint8_t> buffer(kCapacity);
+  int running = n;
+  for (int turn = 0; running > 0 && turn < kMaxCalls; ++turn) {
+    for (int i = 0; i < n; ++i) {
+      if (ended[i]) continue;
+      Frame f;
+      uint32_t size = 0;
+      int32_t r =
+          qmkvds_get_frm(open[i], buffer.data(), kCapacity, &size, &f.time, &f.end_time, &f.sync);
+      if (r != 0) {
+        EXPECT_EQ(r, 1) << "stream " << i << " read " << frames[i].size();
+        ended[i] = true;
+        --running;
+        continue;
+      }
+      f.bytes.assign(buffer.begin(), buffer.begin() + std::min<uint32_t>(size, kCapacity));
+      frames[i].push_back(std::move(f));
+    }
+  }
+  EXPECT_EQ(running, 0) << "streams never reached their end";
+  for (int i = 0; i < n; ++i) {
+    qmkvds_close(open[i]);
+    CheckStream(GetParam(), i, c.ctx(), ref_, std::move(frames[i]));
+  }
+}
+
+std::string TestName(const ::testing::TestParamInfo<const char*>& info) {
+  std::string name = info.param;
+  name = name.substr(name.rfind('/') == std::string::npos ? 0 : name.rfind('/') + 1);
+  name = name.substr(0, name.rfind('.'));
+  for (char& ch : name) {
+    if (!isalnum(static_cast<unsigned char>(ch))) ch = '_';
+  }
+  return name;
+}
+
+INSTANTIATE_TEST_SUITE_P(Files, ReadReal, ::testing::ValuesIn(kFiles), TestName);
+
+// The reference parser and the MD5 the checks above rest on.
+TEST(ReadRealSupport, Md5KnownVectors) {
+  EXPECT_EQ(Md5Hex("", 0), "d41d8cd98f00b204e9800998ecf8427e");
+  EXPECT_EQ(Md5Hex("abc", 3), "900150983cd24fb0d6963f7d28e17f72");
+  const char* fox = "The quick brown fox jumps over the lazy dog";
+  EXPECT_EQ(Md5Hex(fox, strlen(fox)), "9e107d9d372bb6826bd81d3542a419d6");
+  // Lengths around the 56- and 64-byte padding edges, fed whole and in pieces.
+  std::string digits =
+      "12345678901234567890123456789012345678901234567890123456789012345678901234567890";
+  EXPECT_EQ(Md5Hex(digits.data(), digits.size()), "57edf4a22be3c955ac49da2e2107b67a");
+  Md5 pieces;
+  for (char ch : digits) pieces.Update(&ch, 1);
+  EXPECT_EQ(pieces.HexDigest(), "57edf4a22be3c955ac49da2e2107b67a");
+  std::string a55(55, 'a'), a56(56, 'a'), a64(64, 'a');
+  EXPECT_EQ(Md5Hex(a55.data(), a55.size()), "ef1772b6dff9a122358552954ad0df65");
+  EXPECT_EQ(Md5Hex(a56.data(), a56.size()), "3b0c8ac703f828b04c6c197006d17218");
+  EXPECT_EQ(Md5Hex(a64.data(), a64.size()), "014842d480b571495a4a0363793f7367");
+}
+
+TEST(ReadRealSupport, PacketRecordsWithSideDataAndMissingPts) {
+  std::vector<RefPacket> packets;
+  std::string text =
+      "packet|codec_type=video|stream_index=0|pts=N/A|pts_time=N/A|dts=0|dts_time=0.0|"
+      "duration=40|duration_time=0.04|size=12|pos=100|flags=__|data_hash=MD5:"
+      "0123456789abcdef0123456789abcdef\n"
+      "packet|codec_type=audio|stream_index=1|pts=2008|pts_time=2.008|dts=2008|dts_time=2.008|"
+      "duration=20|duration_time=0.02|size=153|pos=43601|flags=K_|side_data|"
+      "side_data_type=Skip Samples|skip_samples=0|discard_padding=648\n"
+      "|data_hash=MD5:6c9ac77796336337568ae2a69d397933\n";
+  ASSERT_EQ(ParsePackets(text, &packets), "");
+  ASSERT_EQ(packets.size(), 2u);
+  EXPECT_FALSE(packets[0].has_pts);
+  EXPECT_FALSE(packets[0].key);
+  EXPECT_EQ(packets[0].size, 12u);
+  EXPECT_EQ(packets[1].stream, 1);
+  EXPECT_EQ(packets[1].pts, 2008);
+  EXPECT_EQ(packets[1].pos, 43601);
+  EXPECT_TRUE(packets[1].key);
+  EXPECT_EQ(packets[1].md5, "6c9ac77796336337568ae2a69d397933");
+  EXPECT_NE(ParsePackets("packet|stream_index=0|pts=1\n", &packets), "");
+  EXPECT_NE(ParsePackets("garbage\n", &packets), "");
+}
+
+TEST(ReadRealSupport, StreamTimeBasesAndTicksIn100ns) {
+  std::vector<RefStream> streams;
+  std::string json =
+      "{\n    \"streams\": [\n        {\n            \"index\": 0,\n"
+      "            \"codec_name\": \"ac3\",\n            \"codec_type\": \"audio\",\n"
+      "            \"time_base\": \"651/31250000\",\n            \"tags\": {\n"
+      "                \"language\": \"eng\"\n            }\n        },\n"
+      "        {\n            \"index\": 1,\n            \"codec_type\": \"attachment\",\n"
+      "            \"time_base\": \"1/90000\"\n        }\n    ],\n"
+      "    \"format\": {\n        \"nb_streams\": 2\n    }\n}\n";
+  ASSERT_EQ(ParseStreams(json, &streams), "");
+  ASSERT_EQ(streams.size(), 2u);
+  EXPECT_EQ(streams[0].codec_name, "ac3");
+  EXPECT_EQ(streams[0].time_base_num, 651);
+  EXPECT_EQ(streams[0].time_base_den, 31250000);
+  EXPECT_EQ(streams[1].codec_type, "attachment");
+
+  int64_t t = 0;
+  bool exact = false;
+  ASSERT_TRUE(PtsTo100ns(1234, 1, 1000, &t, &exact));
+  EXPECT_EQ(t, 12340000);
+  EXPECT_TRUE(exact);
+  ASSERT_TRUE(PtsTo100ns(3, 651, 31250000, &t, &exact));  // 3 ticks of 20832 ns = 624.96
+  EXPECT_EQ(t, 624);
+  EXPECT_FALSE(exact);
+  ASSERT_TRUE(PtsTo100ns(-3, 651, 31250000, &t, &exact));
+  EXPECT_EQ(t, -625);
+}
+
+TEST(ReadRealSupport, StartCodesBackToLengthFields) {
+  std::vector<uint8_t> out;
+  std::vector<uint8_t> in = {0, 0, 0, 1, 0x65, 0xAA, 0, 0, 0, 1, 0x41, 0, 0, 0, 1};
+  ASSERT_EQ(ToLengthPrefixed(in, 4, &out), "");
+  EXPECT_EQ(out, (std::vector<uint8_t>{0, 0, 0, 2, 0x65, 0xAA, 0, 0, 0, 1, 0x41, 0, 0, 0, 0}));
+  ASSERT_EQ(ToLengthPrefixed(in, 2, &out), "");
+  EXPECT_EQ(out, (std::vector<uint8_t>{0, 2, 0x65, 0xAA, 0, 1, 0x41, 0, 0}));
+  EXPECT_NE(ToLengthPrefixed({0x65, 0, 0, 0, 1}, 4, &out), "");
+  EXPECT_NE(ToLengthPrefixed(std::vector<uint8_t>(4, 0), 4, &out), "");
+  std::vector<uint8_t> big = {0, 0, 0, 1};
+  big.resize(4 + 300, 0x11);
+  EXPECT_NE(ToLengthPrefixed(big, 1, &out), "");
+}
+
+}  // namespace
+}  // namespace mkvtest
