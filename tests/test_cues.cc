@@ -10,14 +10,18 @@ namespace mkvtest {
 namespace {
 
 enum : uint32_t {
-  kCuePoint = 0xBB, kCueTime = 0xB3, kPositions = 0xB7, kCueTrack = 0xF7, kClusterPos = 0xF1,
-  kBlockNumber = 0x5378, kRelativePos = 0xF0, kVoid = 0xEC,
+  kCuePoint = kIdCuePoint,
+  kCueTime = kIdCueTime,
+  kPositions = kIdCueTrackPositions,
+  kCueTrack = kIdCueTrack,
+  kClusterPos = kIdCueClusterPosition,
+  kBlockNumber = 0x5378,
+  kRelativePos = 0xF0,
+  kVoid = 0xEC,
 };
 
 Element Point(uint64_t time, uint64_t track, uint64_t cluster_pos) {
-  return Master(kCuePoint, {Uint(kCueTime, time),
-                            Master(kPositions, {Uint(kCueTrack, track),
-                                                Uint(kClusterPos, cluster_pos)})});
+  return CuePoint(time, track, cluster_pos);
 }
 
 // The header parse of a file with a video track 1, an audio track 2 and these Cues.
@@ -51,10 +55,10 @@ TEST(Cues, AudioPointsAreKeptWhenTracksComeLater) {
 
 TEST(Cues, TheLastTrackPositionsWins) {
   HeaderParse p(WithCues({Master(
-      kCuePoint, {Uint(kCueTime, 5),
-                  Master(kPositions, {Uint(kCueTrack, 1), Uint(kClusterPos, 100),
-                                      Uint(kBlockNumber, 3)}),
-                  Master(kPositions, {Uint(kClusterPos, 300), Uint(kRelativePos, 9)})})}));
+      kCuePoint,
+      {Uint(kCueTime, 5),
+       Master(kPositions, {Uint(kCueTrack, 1), Uint(kClusterPos, 100), Uint(kBlockNumber, 3)}),
+       Master(kPositions, {Uint(kClusterPos, 300), Uint(kRelativePos, 9)})})}));
   ASSERT_EQ(p.status(), 0);
   ASSERT_EQ(p->cues.count, 1u);
   const QMKVD_CUE& cue = p->cues.entries[0];
@@ -76,8 +80,8 @@ TEST(Cues, EmptyCuesSucceedWithNoTable) {
 // point's size) is n * 19 / 17.
 Element WidePoint(uint64_t time) {
   return Master(kCuePoint, {Uint(kCueTime, time).Width(4),
-                            Master(kPositions, {Uint(kCueTrack, 1),
-                                                Uint(kClusterPos, 1000 + time).Width(4)})});
+                            Master(kPositions,
+                                   {Uint(kCueTrack, 1), Uint(kClusterPos, 1000 + time).Width(4)})});
 }
 
 TEST(Cues, FirstCapacityIsEstimatedAndIsAlsoTheGrowthStep) {
@@ -101,18 +105,20 @@ TEST(Cues, FirstCapacityIsEstimatedAndIsAlsoTheGrowthStep) {
 TEST(Cues, APointOverrunningTheCuesFailsTheWholeTable) {
   Element bad = Point(10, 1, 200);
   bad.DeclaredSize(500);
-  HeaderParse p(MkvFile({MinimalInfo(), Tracks({VideoTrack(1)}),
-                         Cues({Point(0, 1, 100), bad}).DeclaredSize(EncodedSize(Point(0, 1, 100)) +
-                                                                     EncodedSize(Point(10, 1, 200))),
-                         SmallCluster()}));
+  HeaderParse p(
+      MkvFile({MinimalInfo(), Tracks({VideoTrack(1)}),
+               Cues({Point(0, 1, 100), bad})
+                   .DeclaredSize(EncodedSize(Point(0, 1, 100)) + EncodedSize(Point(10, 1, 200))),
+               SmallCluster()}));
   EXPECT_NE(p.status(), 0);
   EXPECT_EQ(p->cues.entries, nullptr);
   EXPECT_EQ(p->cues.count, 0u);
 }
 
 TEST(Cues, HugeChildSizeFailsButALongOneEndsThePoint) {
-  Element huge = Master(kCuePoint, {Uint(kCueTime, 1), Raw({0xF1, 0x08, 0x80, 0, 0, 0}),
-                                    Master(kPositions, {Uint(kCueTrack, 1), Uint(kClusterPos, 9)})});
+  Element huge =
+      Master(kCuePoint, {Uint(kCueTime, 1), Raw({0xF1, 0x08, 0x80, 0, 0, 0}),
+                         Master(kPositions, {Uint(kCueTrack, 1), Uint(kClusterPos, 9)})});
   HeaderParse bad(WithCues({huge}));
   EXPECT_NE(bad.status(), 0);
 
@@ -125,8 +131,8 @@ TEST(Cues, HugeChildSizeFailsButALongOneEndsThePoint) {
 }
 
 TEST(SeekFromCues, OneTracksPairsInFileOrder) {
-  HeaderParse p(WithCues({Point(0, 1, 100), Point(5, 3, 150), Point(10, 1, 200),
-                          Point(20, 3, 300)}));
+  HeaderParse p(
+      WithCues({Point(0, 1, 100), Point(5, 3, 150), Point(10, 1, 200), Point(20, 3, 300)}));
   ASSERT_EQ(p.status(), 0);
   QMKVD_SEEK_TABLE seek = QMKVD_SEEK_TABLE();
   ASSERT_EQ(get_seek_from_cues(nullptr, nullptr, nullptr, &p->cues, &seek, 3), 0);
@@ -138,6 +144,95 @@ TEST(SeekFromCues, OneTracksPairsInFileOrder) {
   ASSERT_EQ(get_seek_from_cues(nullptr, nullptr, nullptr, &p->cues, &seek, 7), 0);
   EXPECT_EQ(seek.count, 0u);
   free(seek.entries);
+}
+
+// The file's Cues read again, element by element, by the streaming parsers.
+class StreamedCues {
+ public:
+  explicit StreamedCues(std::vector<Element> points) : p_(WithCues(std::move(points))) {
+    QCMN_MFAL* mfal = &p_.ctx()->mfal;
+    fp_ = mfal->open(mfal, 0);
+    table_.data_pos = p_->cues.data_pos;
+    table_.size = p_->cues.size;
+  }
+  ~StreamedCues() {
+    p_.ctx()->mfal.close(fp_);
+    free(table_.entries);
+    free(seek_.entries);
+  }
+  int ParseAll() { return parse_cues_ctx(p_.ctx(), &p_.ctx()->mfal, fp_, &table_); }
+  int ParseFor(uint32_t track) {
+    return parse_cues(p_.ctx(), &p_.ctx()->mfal, fp_, &table_, &seek_, track);
+  }
+  const QMKVD_CUE_TABLE& table() const { return table_; }
+  const QMKVD_SEEK_TABLE& seek() const { return seek_; }
+
+ private:
+  HeaderParse p_;
+  QCMN_MFAL_FILE* fp_;
+  QMKVD_CUE_TABLE table_ = QMKVD_CUE_TABLE();
+  QMKVD_SEEK_TABLE seek_ = QMKVD_SEEK_TABLE();
+};
+
+TEST(StreamedCues, EveryPointIsKeptAsStored) {
+  StreamedCues c({Point(0, 1, 100), Point(10, 2, 200), Point(20, 1, 0),
+                  Master(kCuePoint, {Uint(kCueTime, 30)}), Binary(kVoid, {0})});
+  ASSERT_EQ(c.ParseAll(), 0);
+  const QMKVD_CUE_TABLE& t = c.table();
+  ASSERT_EQ(t.count, 4u);  // audio, zero position and no position all stay
+  EXPECT_EQ(t.capacity, 4096u);
+  EXPECT_EQ(t.entries[1].track, 2u);
+  EXPECT_EQ(t.entries[2].cluster_pos, 0u);
+  EXPECT_EQ(t.entries[3].time, 30u);
+  EXPECT_EQ(t.entries[3].positions_count, 0u);
+  EXPECT_EQ(t.entries[3].cluster_pos, 0u);  // never reset: no CueTrackPositions at all
+  EXPECT_EQ(t.entries[0].positions_data_pos + t.entries[0].positions_size,
+            t.entries[0].data_pos + t.entries[0].size);
+}
+
+TEST(StreamedCues, TheSeekTableTakesPointsWhoseLastPositionsAreTheTracks) {
+  Element one_then_three =
+      Master(kCuePoint,
+             {Uint(kCueTime, 5), Master(kPositions, {Uint(kCueTrack, 1), Uint(kClusterPos, 50)}),
+              Master(kPositions, {Uint(kCueTrack, 3), Uint(kClusterPos, 60)})});
+  Element three_then_one =
+      Master(kCuePoint,
+             {Uint(kCueTime, 6), Master(kPositions, {Uint(kCueTrack, 3), Uint(kClusterPos, 70)}),
+              Master(kPositions, {Uint(kCueTrack, 1), Uint(kClusterPos, 80)})});
+  Element no_time =
+      Master(kCuePoint, {Master(kPositions, {Uint(kCueTrack, 1), Uint(kClusterPos, 90)})});
+  Element no_position =
+      Master(kCuePoint, {Uint(kCueTime, 8), Master(kPositions, {Uint(kCueTrack, 1)})});
+  StreamedCues c(
+      {Point(0, 1, 100), one_then_three, three_then_one, no_time, no_position, Point(9, 2, 200)});
+  ASSERT_EQ(c.ParseFor(1), 0);
+  EXPECT_EQ(c.table().count, 6u);
+  const QMKVD_SEEK_TABLE& seek = c.seek();
+  ASSERT_EQ(seek.count, 2u);
+  EXPECT_EQ(seek.capacity, 4096u);
+  EXPECT_EQ(seek.entries[0].time, 0u);
+  EXPECT_EQ(seek.entries[0].cluster_pos, 100u);
+  EXPECT_EQ(seek.entries[1].time, 6u);
+  EXPECT_EQ(seek.entries[1].cluster_pos, 80u);
+}
+
+TEST(StreamedCues, OversizedFieldsAndChildrenFail) {
+  // A CueTime of nine bytes, which the buffered parser would fold into its last eight.
+  Element wide_time = Master(
+      kCuePoint,
+      {Uint(kCueTime, 1).Width(9), Master(kPositions, {Uint(kCueTrack, 1), Uint(kClusterPos, 9)})});
+  EXPECT_EQ(StreamedCues({Point(0, 1, 100), wide_time}).ParseAll(), -1);
+  // A child of 2^31 bytes inside CueTrackPositions.
+  Element huge = Master(kCuePoint, {Master(kPositions, {Raw({0xF1, 0x08, 0x80, 0, 0, 0})})});
+  EXPECT_EQ(StreamedCues({huge}).ParseAll(), -1);
+  // A child merely longer than the rest of its CueTrackPositions ends it: the position stays
+  // unset (all ones).
+  Element longer =
+      Master(kCuePoint, {Master(kPositions, {Uint(kCueTrack, 1), Raw({0xF1, 0x88, 1})})});
+  StreamedCues c({longer});
+  ASSERT_EQ(c.ParseAll(), 0);
+  EXPECT_EQ(c.table().entries[0].cluster_pos, UINT64_MAX);
+  EXPECT_EQ(c.table().entries[0].track, 1u);
 }
 
 }  // namespace

@@ -7,11 +7,12 @@
 #include "demux/qmkvd_ids.h"
 #include "demux/qmkvd_limits.h"
 #include "demux/qmkvd_status.h"
+#include "demux/qmkvd_util.h"
 
 namespace {
 
 enum : uint32_t {
-  kFirstCapacity = 256,   // also the floor of the estimate
+  kFirstCapacity = 256,  // also the floor of the estimate
   kMaxFirstCapacity = 4096,
   kEstimateThreshold = 2561,  // CuePoints per first-CuePoint size before the estimate is used
   kAudioTrack = 2,
@@ -33,8 +34,8 @@ struct Child {
 bool ReadChild(const uint8_t* base, int64_t offset, int64_t bound, Child* child) {
   uint64_t size = 0;
   uint32_t id = 0;
-  const int header = qmkvd_ebml_get_id_len64_buff(base + offset, static_cast<int>(bound), &id,
-                                                  &size);
+  const int header =
+      qmkvd_ebml_get_id_len64_buff(base + offset, static_cast<int>(bound), &id, &size);
   if (header < 0) return false;
   *child = Child{id, size, offset + header};
   return true;
@@ -56,14 +57,7 @@ uint32_t FirstCapacity(uint32_t cues_size, uint64_t first_point_size) {
 }
 
 bool Grow(QMKVD_CUE_TABLE* cues, uint32_t step) {
-  const uint32_t capacity = cues->capacity + step;
-  QMKVD_CUE* entries = static_cast<QMKVD_CUE*>(calloc(capacity, sizeof(QMKVD_CUE)));
-  if (!entries) return false;
-  if (cues->count > 0) memcpy(entries, cues->entries, cues->count * sizeof(QMKVD_CUE));
-  free(cues->entries);
-  cues->entries = entries;
-  cues->capacity = capacity;
-  return true;
+  return qmkvd_grow_array(&cues->entries, cues->count, &cues->capacity, step);
 }
 
 int Fail(QMKVD_CUE_TABLE* cues, uint8_t* buffer) {
@@ -72,6 +66,17 @@ int Fail(QMKVD_CUE_TABLE* cues, uint8_t* buffer) {
   cues->entries = nullptr;
   cues->count = 0;
   return QMKVD_ERR_READ;
+}
+
+// The payload is read with one allocation of its declared size: refused when it is larger than
+// the rest of the file (a truncated file, or a hostile size), or, where the source cannot tell
+// its size, larger than any real cue table.
+bool PayloadFitsFile(QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, const QMKVD_CUE_TABLE* cues) {
+  if (cues->size > QMKVD_MAX_CUES_SIZE) return false;
+  int64_t file_size = 0;
+  if (mfal->getsize(fp, &file_size) != 0 || file_size <= 0) return true;
+  return cues->data_pos >= 0 && cues->data_pos <= file_size &&
+         static_cast<int64_t>(cues->size) <= file_size - cues->data_pos;
 }
 
 // Walks the Cues payload held in `buffer`.
@@ -92,8 +97,8 @@ int WalkCues(QMKVD_CTX* ctx, QMKVD_CUE_TABLE* cues, uint8_t* buffer) {
       cue->data_pos = static_cast<uint64_t>(cues->data_pos + child.data);
       cue->size = static_cast<uint32_t>(child.size);
       if (static_cast<int64_t>(cue->size) + child.data > size) return Fail(cues, buffer);
-      if (parse_cuepoint_ctx_fast(ctx, buffer + child.data, static_cast<int32_t>(cue->size),
-                                  cue) != 0) {
+      if (parse_cuepoint_ctx_fast(ctx, buffer + child.data, static_cast<int32_t>(cue->size), cue) !=
+          0) {
         return Fail(cues, buffer);
       }
       if (cue->cluster_pos != 0) {
@@ -140,7 +145,7 @@ int parse_cues_ctx_fast(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp,
   cues->count = 0;
   cues->capacity = 0;
   mfal->setpos(fp, &cues->data_pos);
-  if (cues->size > QMKVD_MAX_CUES_SIZE) return QMKVD_ERR_READ;
+  if (!PayloadFitsFile(mfal, fp, cues)) return QMKVD_ERR_READ;
   // Zeroed, so that bytes the file does not have read as zero (and fail as headers).
   uint8_t* buffer = static_cast<uint8_t*>(calloc(cues->size + kBufferPadding, 1));
   if (!buffer) return Fail(cues, buffer);
@@ -160,8 +165,8 @@ int parse_cuepoint_ctx_fast(QMKVD_CTX* ctx, const uint8_t* data, int32_t length,
       cue->positions_data_pos = cue->data_pos + static_cast<uint64_t>(child.data);
       cue->positions_size = static_cast<uint32_t>(child.size);
       cue->positions_count++;
-      if (parse_cuetrackpositions_ctx_fast(ctx, data + child.data,
-                                           static_cast<int32_t>(child.size), cue) != 0) {
+      if (parse_cuetrackpositions_ctx_fast(ctx, data + child.data, static_cast<int32_t>(child.size),
+                                           cue) != 0) {
         return static_cast<int>(QMKVD_ERR_READ);
       }
     } else if (child.id == MKV_ID_CUE_TIME) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <stdint.h>
+#include <stdlib.h>
 #include <string.h>
 
 static inline double qmkvd_double_from_bits(uint64_t bits) {
@@ -49,4 +50,20 @@ static inline int64_t qmkvd_time_sub(int64_t a, int64_t b) {
 
 static inline int64_t qmkvd_time_mul(int64_t a, int64_t b) {
   return static_cast<int64_t>(static_cast<uint64_t>(a) * static_cast<uint64_t>(b));
+}
+
+// Grows a calloc'd array holding `count` entries to *capacity + step entries. The old array is
+// freed only once the new one exists, so a failure (no memory, or a capacity past 32 bits)
+// leaves it as it was.
+template <typename T>
+bool qmkvd_grow_array(T** entries, uint32_t count, uint32_t* capacity, uint32_t step) {
+  if (step == 0 || *capacity > UINT32_MAX - step || count > *capacity) return false;
+  const uint32_t grown = *capacity + step;
+  T* bigger = static_cast<T*>(calloc(grown, sizeof(T)));
+  if (!bigger) return false;
+  if (count > 0) memcpy(bigger, *entries, count * sizeof(T));
+  free(*entries);
+  *entries = bigger;
+  *capacity = grown;
+  return true;
 }

@@ -14,8 +14,15 @@ Element OneTrack() {
 namespace {
 
 enum : uint32_t {
-  kNumber = 0xD7, kType = 0x83, kCodecId = 0x86, kAudio = 0xE1, kEncodings = 0x6D80,
-  kEncoding = 0x6240, kCompression = 0x5034, kCompAlgo = 0x4254, kCompSettings = 0x4255,
+  kNumber = 0xD7,
+  kType = 0x83,
+  kCodecId = 0x86,
+  kAudio = 0xE1,
+  kEncodings = 0x6D80,
+  kEncoding = 0x6240,
+  kCompression = 0x5034,
+  kCompAlgo = 0x4254,
+  kCompSettings = 0x4255,
 };
 
 Element Entry(uint64_t number, uint64_t type, const std::string& codec,
@@ -43,18 +50,31 @@ Element TextTrack(uint64_t number, const std::string& codec) {
 
 Element HeaderStripping(std::vector<uint8_t> bytes) {
   return Master(kEncodings,
-                {Master(kEncoding, {Master(kCompression, {Uint(kCompAlgo, 3),
-                                                          Binary(kCompSettings, bytes)})})});
+                {Master(kEncoding, {Master(kCompression,
+                                           {Uint(kCompAlgo, 3), Binary(kCompSettings, bytes)})})});
 }
 
 Element SmallCluster(uint64_t timecode) {
   return Cluster({Uint(0xE7, timecode), SimpleBlock(1, 0, 0x80, {0x10, 0x20, 0x30})});
 }
 
+Element CuePoint(uint64_t time, uint64_t track, uint64_t cluster_pos, int width) {
+  Element t = Uint(kIdCueTime, time);
+  Element position = Uint(kIdCueClusterPosition, cluster_pos);
+  if (width > 0) {
+    t.Width(width);
+    position.Width(width);
+  }
+  return Master(kIdCuePoint,
+                {t, Master(kIdCueTrackPositions, {Uint(kIdCueTrack, track), position})});
+}
+
 std::vector<uint8_t> MkvFile(std::vector<Element> segment_children) {
   return Serialize({EbmlHeader(), Segment(std::move(segment_children))});
 }
 
-std::vector<uint8_t> MinimalFile() { return MkvFile({MinimalInfo(), OneTrack(), SmallCluster()}); }
+std::vector<uint8_t> MinimalFile() {
+  return MkvFile({MinimalInfo(), OneTrack(), SmallCluster()});
+}
 
 }  // namespace mkvtest

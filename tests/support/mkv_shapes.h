@@ -26,6 +26,17 @@ Element TextTrack(uint64_t number, const std::string& codec = "S_TEXT/UTF8");
 Element HeaderStripping(std::vector<uint8_t> bytes);
 // A Cluster at timecode 0 with one key-frame SimpleBlock of track 1.
 Element SmallCluster(uint64_t timecode = 0);
+// IDs of the cue elements, for tests that build CuePoints by hand.
+enum : uint32_t {
+  kIdCuePoint = 0xBB,
+  kIdCueTime = 0xB3,
+  kIdCueTrackPositions = 0xB7,
+  kIdCueTrack = 0xF7,
+  kIdCueClusterPosition = 0xF1,
+};
+// A CuePoint: CueTime, then one CueTrackPositions with CueTrack and CueClusterPosition. The time
+// and the position are `width` bytes wide (0: the shortest).
+Element CuePoint(uint64_t time, uint64_t track, uint64_t cluster_pos, int width = 0);
 // EBML header (DocType "matroska") followed by a Segment of these children.
 std::vector<uint8_t> MkvFile(std::vector<Element> segment_children);
 // Info, Tracks and one Cluster: the least a file needs to open.
