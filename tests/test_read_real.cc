@@ -10,8 +10,6 @@
 #include <string.h>
 
 #include <algorithm>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
@@ -19,39 +17,23 @@
 #include "demux_harness.h"
 #include "ffprobe_ref.h"
 #include "md5.h"
+#include "real_file.h"
 
 namespace mkvtest {
 namespace {
 
-// Paths under QMKV_TEST_DATA_DIR. References sit in ref/ beside each file.
+// Paths under tests/data. References sit in ref/ beside each file.
 const char* const kFiles[] = {
     "sample.mkv",           "corpus/avc_ffmpeg.mkv",   "corpus/hevc_mkvmerge.mkv",
     "corpus/vp9_remux.mkv", "corpus/fixed_lacing.mkv", "corpus/hdrstrip.mkv",
-    "corpus/nal2.mkv",      "corpus/blockgroups.mkv",
+    "corpus/nal2.mkv",      "corpus/blockgroups.mkv",  "corpus/seek_ffmpeg.mkv",
+    "corpus/seek_cues.mkv", "corpus/seek_nocues.mkv",  "corpus/seek_audio.mka",
 };
 
 enum : uint8_t { kVideo = 1, kAudio = 2, kText = 17 };
 const int32_t kCapacity = 4 << 20;  // far above any frame of these files
 const int kMaxCalls = 100000;       // a reader that never reports the end stops here
 const int kMaxFailuresPerStream = 8;
-
-std::string DataPath(const std::string& name) {
-  return std::string(QMKV_TEST_DATA_DIR) + "/" + name;
-}
-
-std::vector<uint8_t> ReadFile(const std::string& name) {
-  std::ifstream in(DataPath(name), std::ios::binary);
-  return std::vector<uint8_t>(std::istreambuf_iterator<char>(in), {});
-}
-
-// "corpus/x.mkv" -> ".../corpus/ref/x"
-std::string RefBase(const std::string& file) {
-  size_t slash = file.rfind('/');
-  std::string dir = slash == std::string::npos ? "" : file.substr(0, slash + 1);
-  std::string stem = file.substr(slash == std::string::npos ? 0 : slash + 1);
-  stem = stem.substr(0, stem.rfind('.'));
-  return DataPath(dir + "ref/" + stem);
-}
 
 // The reader delivers a laced block of these codecs whole, as one frame (the laces back to
 // back, with the block's time); every other codec comes lace by lace. Decided here from the
@@ -102,28 +84,6 @@ std::vector<Expected> ExpectedFrames(const std::vector<RefPacket>& packets, bool
     out.push_back(e);
   }
   return out;
-}
-
-// AVC and HEVC frames come out with every NAL length field replaced by the start code
-// 00 00 00 01. ffprobe hashes the stored, length-prefixed form, so the output is turned back:
-// each unit runs to the next 00 00 00 01 (emulation prevention keeps that pattern out of the
-// units) and gets a big-endian length of the track's field size.
-std::string ToLengthPrefixed(const std::vector<uint8_t>& in, int field, std::vector<uint8_t>* out) {
-  static const uint8_t kStart[4] = {0, 0, 0, 1};
-  out->clear();
-  if (in.size() < 4 || memcmp(in.data(), kStart, 4) != 0) return "does not open with 00 00 00 01";
-  size_t unit = 4;
-  while (unit <= in.size()) {
-    size_t end = unit;
-    while (end + 4 <= in.size() && memcmp(&in[end], kStart, 4) != 0) ++end;
-    if (end + 4 > in.size()) end = in.size();
-    uint64_t length = end - unit;
-    if (field < 4 && length >> (8 * field)) return "a unit too long for its length field";
-    for (int i = field - 1; i >= 0; --i) out->push_back(static_cast<uint8_t>(length >> (8 * i)));
-    out->insert(out->end(), in.begin() + unit, in.begin() + end);
-    unit = end + 4;
-  }
-  return "";
 }
 
 // Reads the stream to its end (return 1). With ask_size, every read is preceded by a
@@ -206,7 +166,7 @@ uint8_t BlockIdBefore(const std::vector<uint8_t>& bytes, int64_t pos) {
 void CheckStream(const std::string& file, int index, QMKVD_CTX* ctx, const FfprobeRef& ref,
                  std::vector<Frame> frames) {
   SCOPED_TRACE(file + " stream " + std::to_string(index));
-  const std::vector<uint8_t> bytes = ReadFile(file);
+  const std::vector<uint8_t> bytes = ReadDataFile(file);
   const QMKVD_TRACK& track = ctx->streams[index].track;
   const RefStream* rs = ref.Stream(index);
   ASSERT_NE(rs, nullptr);
@@ -313,7 +273,7 @@ void CheckStream(const std::string& file, int index, QMKVD_CTX* ctx, const Ffpro
 class ReadReal : public ::testing::TestWithParam<const char*> {
  protected:
   void SetUp() override {
-    bytes_ = ReadFile(GetParam());
+    bytes_ = ReadDataFile(GetParam());
     ASSERT_GT(bytes_.size(), 1000u) << GetParam();
     std::string error = LoadFfprobeRef(RefBase(GetParam()), &ref_);
     ASSERT_EQ(error, "");

@@ -2,20 +2,14 @@
 // reads must agree with ffprobe's report in tests/data/ref.
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <iterator>
 #include <string>
 
 #include "common/qcmn_fourcc.h"
 #include "demux_harness.h"
+#include "real_file.h"
 
 namespace mkvtest {
 namespace {
-
-std::vector<uint8_t> ReadFile(const std::string& name) {
-  std::ifstream in(std::string(QMKV_TEST_DATA_DIR) + "/" + name, std::ios::binary);
-  return std::vector<uint8_t>(std::istreambuf_iterator<char>(in), {});
-}
 
 std::string Text(const QMKVD_METADATA_SLOT& slot) {
   return std::string(reinterpret_cast<const char*>(slot.text), slot.length);
@@ -23,7 +17,7 @@ std::string Text(const QMKVD_METADATA_SLOT& slot) {
 
 // Values below are those of tests/data/ref/sample.streams.json.
 TEST(RealFiles, SampleAgreesWithFfprobe) {
-  std::vector<uint8_t> bytes = ReadFile("sample.mkv");
+  std::vector<uint8_t> bytes = ReadDataFile("sample.mkv");
   ASSERT_GT(bytes.size(), 1000u);
   Created c(bytes);
   ASSERT_EQ(c.err(), 0);
@@ -56,7 +50,7 @@ TEST(RealFiles, SampleAgreesWithFfprobe) {
 
 // Every prefix of a real file ends in a status, never a crash, leak or hang.
 TEST(RealFiles, EveryPrefixOfTheSampleHeaderEndsInAStatus) {
-  std::vector<uint8_t> bytes = ReadFile("sample.mkv");
+  std::vector<uint8_t> bytes = ReadDataFile("sample.mkv");
   ASSERT_GT(bytes.size(), 6000u);
   for (size_t n = 0; n < 6000; n += 7) {
     Created c(std::vector<uint8_t>(bytes.begin(), bytes.begin() + n));

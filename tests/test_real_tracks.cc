@@ -7,12 +7,11 @@
 #include <stdint.h>
 #include <string.h>
 
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
 #include "demux_harness.h"
+#include "real_file.h"
 
 namespace mkvtest {
 namespace {
@@ -55,8 +54,7 @@ struct FileWant {
 };
 
 std::vector<uint8_t> ReadCorpus(const std::string& name) {
-  std::ifstream in(std::string(QMKV_TEST_DATA_DIR) + "/corpus/" + name, std::ios::binary);
-  return std::vector<uint8_t>(std::istreambuf_iterator<char>(in), {});
+  return ReadDataFile("corpus/" + name);
 }
 
 void CheckFile(const FileWant& want) {

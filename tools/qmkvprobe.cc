@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "demux/qmkvd_header.h"
+#include "demux/qmkvd_seek.h"
 #include "demux/qmkvd_status.h"
 #include "demux/qmkvd_stream.h"
 #include "file_source.h"
@@ -26,10 +27,11 @@ void PrintHeader(const QMKVD_CTX* ctx) {
   printf("title: %s\n", info.title);
   printf("muxing app: %s\n", info.muxing_app);
   printf("writing app: %s\n", info.writing_app);
-  printf("found: info=%d tracks=%d cues=%d cluster=%d seekhead=%d tags=%d chapters=%d "
-         "attachments=%d\n",
-         ctx->found.info, ctx->found.tracks, ctx->found.cues, ctx->found.cluster,
-         ctx->found.seekhead, ctx->found.tags, ctx->found.chapters, ctx->found.attachments);
+  printf(
+      "found: info=%d tracks=%d cues=%d cluster=%d seekhead=%d tags=%d chapters=%d "
+      "attachments=%d\n",
+      ctx->found.info, ctx->found.tracks, ctx->found.cues, ctx->found.cluster, ctx->found.seekhead,
+      ctx->found.tags, ctx->found.chapters, ctx->found.attachments);
   printf("tracks element: data at %" PRId64 ", size %u\n", ctx->tracks.pos.data_pos,
          ctx->tracks.pos.size);
   printf("first cluster: data at %" PRId64 ", size %u\n", ctx->first_cluster.pos.data_pos,
@@ -57,8 +59,8 @@ void PrintStreams(const QMKVD_CTX* ctx, const QMKVD_FILE_INFO& info) {
 
 void PrintMetadata(const QMKVD_METADATA* m) {
   if (!m) return;
-  static const char* const kNames[] = {"title", "artist", "album", "comment", "", "",
-                                       "composer", "writer", "date"};
+  static const char* const kNames[] = {"title", "artist",   "album",  "comment", "",
+                                       "",      "composer", "writer", "date"};
   for (int i = 0; i < 9; ++i) {
     if (m->slots[i].length == 0) continue;
     printf("metadata %s: %.*s\n", kNames[i], static_cast<int>(m->slots[i].length),
@@ -67,12 +69,40 @@ void PrintMetadata(const QMKVD_METADATA* m) {
   if (m->year) printf("metadata year: %d\n", m->year);
 }
 
+// A seek asked for on the command line: a time in microseconds and a mode (0 sync at or
+// before, 1 sync at or after, 2 the cue before the last one used, 3 nearest sync).
+struct SeekRequest {
+  bool wanted = false;
+  int64_t time_us = 0;
+  uint32_t mode = 0;
+};
+
+// Seeks the stream as a track source would before its first read, and prints where it landed.
+// False when the seek failed (the stream is then not read).
+bool Seek(QMKVDS_CTX* s, uint32_t index, const SeekRequest& seek,
+          const qmkvtools::FileSource& file) {
+  const uint64_t reads_before = file.read_calls();
+  const int64_t time = seek.time_us * 10;
+  int64_t landed = -1;
+  const int32_t status = qmkvds_seek(s, &time, &landed, seek.mode);
+  printf("stream %u: seek %" PRId64 " us mode %u: status %d landed %" PRId64 " us reads %" PRIu64
+         "\n",
+         index, seek.time_us, seek.mode, status, landed / 10,
+         static_cast<uint64_t>(file.read_calls() - reads_before));
+  return status == 0;
+}
+
 // Reads every frame of one stream to its end, as a track source would, and prints a summary.
-void ReadStream(QMKVD_CTX* ctx, uint32_t index, const qmkvtools::FileSource& file) {
+void ReadStream(QMKVD_CTX* ctx, uint32_t index, const SeekRequest& seek,
+                const qmkvtools::FileSource& file) {
   int32_t err = 0;
   QMKVDS_CTX* s = qmkvds_open(ctx, static_cast<int32_t>(index), &err);
   if (!s) {
     printf("stream %u: open failed (%d)\n", index, err);
+    return;
+  }
+  if (seek.wanted && !Seek(s, index, seek, file)) {
+    qmkvds_close(s);
     return;
   }
   const uint64_t reads_before = file.read_calls();
@@ -91,7 +121,11 @@ void ReadStream(QMKVD_CTX* ctx, uint32_t index, const qmkvtools::FileSource& fil
       continue;
     }
     if (status != 0) break;
-    if (frames == 0) first = time;
+    if (frames == 0) {
+      first = time;
+      if (seek.wanted)
+        printf("stream %u: first frame %" PRId64 " us sync %d\n", index, time / 10, sync);
+    }
     last = time;
     frames++;
     keys += sync ? 1 : 0;
@@ -121,14 +155,35 @@ int ProbeHeader(QCMN_MFAL* mfal) {
 
 }  // namespace
 
+// [--seek MICROSECONDS MODE] FILE
+bool ParseArgs(int argc, char** argv, SeekRequest* seek, const char** path) {
+  int at = 1;
+  if (argc == 5 && strcmp(argv[1], "--seek") == 0) {
+    char* end = nullptr;
+    seek->time_us = strtoll(argv[2], &end, 10);
+    if (*end != '\0' || seek->time_us < 0) return false;
+    const unsigned long mode = strtoul(argv[3], &end, 10);
+    if (*end != '\0' || mode > 3) return false;
+    seek->mode = static_cast<uint32_t>(mode);
+    seek->wanted = true;
+    at = 4;
+  }
+  if (argc != at + 1) return false;
+  *path = argv[at];
+  return true;
+}
+
 int main(int argc, char** argv) {
-  if (argc != 2) {
-    fprintf(stderr, "usage: %s FILE.mkv\n", argv[0]);
+  SeekRequest seek;
+  const char* path = nullptr;
+  if (!ParseArgs(argc, argv, &seek, &path)) {
+    fprintf(stderr, "usage: %s [--seek MICROSECONDS MODE] FILE.mkv\n", argv[0]);
+    fprintf(stderr, "  MODE: 0 sync at or before, 1 sync at or after, 2 previous cue, 3 nearest\n");
     return 2;
   }
-  qmkvtools::FileSource file(argv[1]);
+  qmkvtools::FileSource file(path);
   if (!file.ok()) {
-    fprintf(stderr, "cannot open %s\n", argv[1]);
+    fprintf(stderr, "cannot open %s\n", path);
     return 2;
   }
   android::DataSourceHelper source(file.csource());
@@ -148,7 +203,7 @@ int main(int argc, char** argv) {
     PrintStreams(ctx, info);
     PrintMetadata(info.metadata);
     for (uint32_t i = 0; i < info.stream_count; ++i) {
-      ReadStream(ctx, i, file);
+      ReadStream(ctx, i, seek, file);
     }
   }
   qmkvd_delete(ctx);

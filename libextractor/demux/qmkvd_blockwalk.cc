@@ -28,7 +28,9 @@ enum { kTrackText = 17 };
 // Header bytes of a block: track number (1-4 bytes), relative timecode (2), flags (1).
 enum { kBlockHeaderMax = 7 };
 
-int64_t ClusterEnd(const QMKVD_CLUSTER_STATE* c) { return qmkvd_pos_add(c->data_pos, c->size); }
+int64_t ClusterEnd(const QMKVD_CLUSTER_STATE* c) {
+  return qmkvd_pos_add(c->data_pos, c->size);
+}
 
 // Looks for the next Cluster header after the current one, header by header without skipping
 // bodies, and makes it the current Cluster. 0 found and parsed, 1 none, -1 parse failure.
@@ -72,7 +74,8 @@ bool ReadBlockHeader(QMKVDS_CTX* s, const QMKVD_BLOCK_LOCATOR* loc, QMKVD_BLOCK*
 }
 
 int64_t BlockTime(const QMKVDS_CTX* s, int16_t relative) {
-  const uint64_t ticks = s->cluster.timecode + static_cast<uint64_t>(static_cast<int64_t>(relative));
+  const uint64_t ticks =
+      s->cluster.timecode + static_cast<uint64_t>(static_cast<int64_t>(relative));
   return static_cast<int64_t>(ticks * s->timecode_scale) / 100;
 }
 
@@ -83,11 +86,13 @@ int32_t get_blockgroup(QMKVDS_CTX* s, QMKVD_BLOCK* block) {
   const int64_t span = s->kind == kTrackText ? kTextGiveUpSpan : kGiveUpSpan;
   bool have_first = false;
   int64_t first_time = 0;
+  // A cursor without a Cluster (a seek found nothing after its time): nothing more to read.
+  // No Cluster payload starts at offset 0, where the EBML header stands.
+  if (s->cluster.data_pos == 0) return QMKVD_END;
   for (;;) {
     QMKVD_BLOCK_LOCATOR loc = QMKVD_BLOCK_LOCATOR();
     const bool in_cluster = s->cluster.block_pos < ClusterEnd(&s->cluster);
-    if (!in_cluster ||
-        parse_cluster_blockgroup(s->mfal, s->fp, &loc, &s->cluster, 1) != QMKVD_OK) {
+    if (!in_cluster || parse_cluster_blockgroup(s->mfal, s->fp, &loc, &s->cluster, 1) != QMKVD_OK) {
       const int32_t moved = MoveToNextCluster(s);
       if (moved != QMKVD_OK) return moved;
       continue;
@@ -123,7 +128,8 @@ int64_t qmkvd_time_block(QMKVDS_CTX* s, const QMKVD_BLOCK* block) {
   s->block_time = t;
   int64_t duration = s->frame_duration;
   if (s->kind == kTrackText && block->duration != 0) {
-    duration = static_cast<int64_t>(static_cast<uint64_t>(block->duration) * s->timecode_scale / 100);
+    duration =
+        static_cast<int64_t>(static_cast<uint64_t>(block->duration) * s->timecode_scale / 100);
   }
   s->block_end_time = qmkvd_time_add(t, duration);
   return t;

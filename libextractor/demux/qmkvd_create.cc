@@ -4,6 +4,7 @@
 
 #include "common/qcmn_log.h"
 #include "demux/qmkvd_header.h"
+#include "demux/qmkvd_seek.h"
 #include "demux/qmkvd_status.h"
 #include "demux/qmkvd_stream.h"
 #include "demux/qmkvd_tracks.h"
@@ -57,6 +58,7 @@ void SetUpStream(QMKVD_CTX* ctx, int32_t i, uint32_t flags, QMKVD_FILE_INFO* inf
   if (t->type == kTrackVideo) {
     if (t->default_duration >= 100 && !(flags & QMKVD_FLAG_PTS)) s->time_fn = get_time_dts;
     s->nal_length_size = NalLengthSize(t);
+    s->key_frame_test = 1;
   }
   qmkvd_media_info(ctx, s, info, i);
   s->read_fn = qmkvds_get_frm_default;
@@ -91,8 +93,8 @@ int MetadataSlotOf(const char* name) {
     const char* name;
     int slot;
   } kNames[] = {
-      {"TITLE", 1},    {"ARTIST", 2},      {"BAND", 2},          {"ALBUM", 3},
-      {"GENRE", 4},    {"COMMENT", 4},     {"DESCRIPTION", 4},   {"COMPOSER", 7},
+      {"TITLE", 1},      {"ARTIST", 2},        {"BAND", 2},         {"ALBUM", 3},
+      {"GENRE", 4},      {"COMMENT", 4},       {"DESCRIPTION", 4},  {"COMPOSER", 7},
       {"WRITTEN_BY", 8}, {"SCREENPLAY_BY", 8}, {"DATE_RELEASE", 9},
   };
   for (const auto& entry : kNames) {
@@ -194,6 +196,7 @@ QMKVD_CTX* qmkvd_create(QCMN_MFAL* mfal, const uint32_t* flags, QMKVD_FILE_INFO*
   }
   const uint32_t flag_bits = flags ? *flags : 0;
   for (int32_t i = 0; i < ctx->stream_count; ++i) SetUpStream(ctx, i, flag_bits, info);
+  qmkvd_seek_state_init(ctx);
   FillSummary(ctx, info);
   SetErr(err, QMKVD_OK);
   return ctx;

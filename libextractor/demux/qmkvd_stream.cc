@@ -115,6 +115,8 @@ void qmkvds_close(QMKVDS_CTX* s) {
   FreeNodeList(s);
   free(s->seek_table.entries);
   s->seek_table = QMKVD_SEEK_TABLE();
+  s->seek_table_built = 0;
+  s->search_all_cues = 0;
   free(s->index_buffer);
   s->index_buffer = nullptr;
   s->index_count = 0;
@@ -131,9 +133,7 @@ int32_t support_lacing(int32_t codec) {
     case QCMN_TAG_AC3:
     case QCMN_TAG_FLAC:
     case qcmn_fourcc("ec-3"):
-    case qcmn_fourcc("lpcm"):
-      return 1;
-    default:
-      return 0;
+    case qcmn_fourcc("lpcm"): return 1;
+    default: return 0;
   }
 }

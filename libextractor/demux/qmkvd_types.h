@@ -267,8 +267,7 @@ struct QMKVDS_CTX;
 typedef int64_t (*QMKVDS_TIME_FN)(QMKVDS_CTX* stream, uint64_t cluster_timecode,
                                   int16_t relative_timecode);
 typedef int32_t (*QMKVDS_READ_FN)(QMKVDS_CTX* stream, uint8_t* buffer, int32_t capacity,
-                                  uint32_t* size, int64_t* time, int64_t* end_time,
-                                  int32_t* sync);
+                                  uint32_t* size, int64_t* time, int64_t* end_time, int32_t* sync);
 
 enum : uint32_t { QMKVDS_MAX_LACES = 256 };
 
@@ -319,6 +318,12 @@ struct QMKVDS_CTX {
   int32_t empty_pending;
   int64_t empty_time;
   int64_t empty_end_time;
+  // 1 for streams whose frames are tested for key frames by their bytes (video).
+  int32_t key_frame_test;
+  // The seek table is built once per handle; when the track has no cue of its own, seeks
+  // search the file's whole cue table instead.
+  int32_t seek_table_built;
+  int32_t search_all_cues;
 };
 
 // Presence flags of the level-1 elements, in this order.
@@ -371,6 +376,14 @@ struct QMKVD_FILE_INFO {
   QMKVD_METADATA* metadata;
 };
 
+// What seeks share between the streams of one file. Only seeking changes it, and only through
+// the functions of qmkvd_seek_state.h, so that the writes stay in one place.
+struct QMKVD_SEEK_STATE {
+  int32_t cues_usable;   // 1 while the cue table is trusted
+  int64_t segment_base;  // the file offset cue cluster positions count from
+  int32_t cue_index;     // the cue entry the last cue seek of any stream jumped to
+};
+
 // The demuxer context: one block holding the whole parsed header and every stream slot.
 struct QMKVD_CTX {
   uint32_t check;  // QMKVD_CHECK
@@ -400,6 +413,7 @@ struct QMKVD_CTX {
   QMKVD_FOUND found;
   QMKVD_METADATA metadata;
   uint8_t has_metadata;
+  QMKVD_SEEK_STATE seek;
 };
 
 // Check words: "MKVD" and "MKDS" read as big-endian words.

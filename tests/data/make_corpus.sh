@@ -41,6 +41,13 @@
 #                       --nalu-size-length but writes 4-byte lengths all the same, so
 #                       rewrite_mkv.py shortens them in an mkvmerge file; ffmpeg must decode
 #                       both tracks to the same pictures as before.
+#   seek_ffmpeg.mkv     for seeking: 4 s of H.264 with a key frame every 0.4 s (B-frames) and
+#                       AAC, muxed by ffmpeg. Its Clusters do not start at key frames, so each
+#                       cue names a Cluster that opens with blocks before the cued key frame.
+#   seek_cues.mkv       the same streams muxed by mkvmerge, which opens a Cluster at every key
+#                       frame and cues each one;
+#   seek_nocues.mkv     and the same again without Cues (--no-cues).
+#   seek_audio.mka      MP3 alone, unlaced (--disable-lacing): its Cues index only the audio track.
 set -euo pipefail
 cd "$(dirname "$0")"
 out=corpus
@@ -229,16 +236,29 @@ for v in 0:v:0 0:v:1; do
   fi
 done
 
+# --- Seek files ---------------------------------------------------------------------------------
+ff -f lavfi -i testsrc2=size=128x96:rate=25 -t 4 -c:v libx264 -preset veryfast -crf 36 -bf 2 \
+  -g 10 -keyint_min 10 -sc_threshold 0 -threads 1 -pix_fmt yuv420p "${bitexact[@]}" "$tmp/seek.mp4"
+ff -f lavfi -i sine=frequency=440:sample_rate=48000 -t 4 -ac 2 -c:a aac -b:a 24k "${bitexact[@]}" \
+  "$tmp/seek.m4a"
+ff -f lavfi -i sine=frequency=440:sample_rate=22050 -t 4 -ac 1 -c:a libmp3lame -b:a 24k \
+  "${bitexact[@]}" "$tmp/seek.mp3"
+ff -i "$tmp/seek.mp4" -i "$tmp/seek.m4a" -map 0:v -map 1:a -c copy "${bitexact[@]}" \
+  "$out/seek_ffmpeg.mkv"
+mkv -o "$out/seek_cues.mkv" "$tmp/seek.mp4" "$tmp/seek.m4a"
+mkv -o "$out/seek_nocues.mkv" --no-cues "$tmp/seek.mp4" "$tmp/seek.m4a"
+mkv -o "$out/seek_audio.mka" --disable-lacing "$tmp/seek.mp3"
+
 # --- References ----------------------------------------------------------------------------------
-for f in "$out"/*.mkv; do
-  name=$(basename "$f" .mkv)
+for f in "$out"/*.mkv "$out"/*.mka; do
+  name=$(basename "${f%.*}")
   ffprobe -v error -show_format -show_streams -of json "$f" > "$out/ref/$name.streams.json"
   ffprobe -v error -show_packets -show_data_hash md5 -of compact "$f" > "$out/ref/$name.packets.txt"
   mkvinfo -o "$f" > "$out/ref/$name.mkvinfo.txt"
 done
 
 # --- Lacing report: per track, blocks by lacing kind ---------------------------------------------
-python3 - "$out"/*.mkv <<'PY'
+python3 - "$out"/*.mkv "$out"/*.mka <<'PY'
 import collections, re, subprocess, sys
 
 def width(first):
@@ -258,4 +278,4 @@ for path in sys.argv[1:]:
         kinds[(int(m.group(1)), lacing)] += 1
     print(path, ' '.join('track%d:%s=%d' % (t, l, n) for (t, l), n in sorted(kinds.items())))
 PY
-ls -l "$out"/*.mkv
+ls -l "$out"/*.mkv "$out"/*.mka

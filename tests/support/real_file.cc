@@ -1,0 +1,45 @@
+#include "real_file.h"
+
+#include <string.h>
+
+#include <fstream>
+#include <iterator>
+
+namespace mkvtest {
+
+std::string DataPath(const std::string& name) {
+  return std::string(QMKV_TEST_DATA_DIR) + "/" + name;
+}
+
+std::vector<uint8_t> ReadDataFile(const std::string& name) {
+  std::ifstream in(DataPath(name), std::ios::binary);
+  return std::vector<uint8_t>(std::istreambuf_iterator<char>(in), {});
+}
+
+std::string RefBase(const std::string& name) {
+  const size_t slash = name.rfind('/');
+  const std::string dir = slash == std::string::npos ? "" : name.substr(0, slash + 1);
+  std::string stem = name.substr(slash == std::string::npos ? 0 : slash + 1);
+  stem = stem.substr(0, stem.rfind('.'));
+  return DataPath(dir + "ref/" + stem);
+}
+
+std::string ToLengthPrefixed(const std::vector<uint8_t>& in, int field, std::vector<uint8_t>* out) {
+  static const uint8_t kStart[4] = {0, 0, 0, 1};
+  out->clear();
+  if (in.size() < 4 || memcmp(in.data(), kStart, 4) != 0) return "does not open with 00 00 00 01";
+  size_t unit = 4;
+  while (unit <= in.size()) {
+    size_t end = unit;
+    while (end + 4 <= in.size() && memcmp(&in[end], kStart, 4) != 0) ++end;
+    if (end + 4 > in.size()) end = in.size();
+    uint64_t length = end - unit;
+    if (field < 4 && length >> (8 * field)) return "a unit too long for its length field";
+    for (int i = field - 1; i >= 0; --i) out->push_back(static_cast<uint8_t>(length >> (8 * i)));
+    out->insert(out->end(), in.begin() + unit, in.begin() + end);
+    unit = end + 4;
+  }
+  return "";
+}
+
+}  // namespace mkvtest

@@ -1,0 +1,25 @@
+// The committed real files under tests/data and what their references need.
+#pragma once
+
+#include <stdint.h>
+
+#include <string>
+#include <vector>
+
+namespace mkvtest {
+
+// Path and bytes of a file given relative to tests/data ("sample.mkv", "corpus/x.mkv").
+std::string DataPath(const std::string& name);
+std::vector<uint8_t> ReadDataFile(const std::string& name);
+
+// Where a file's ffprobe references are: "corpus/x.mkv" -> ".../corpus/ref/x" (the reference
+// files add their own suffixes).
+std::string RefBase(const std::string& name);
+
+// AVC and HEVC frames come out with every NAL length field replaced by the start code
+// 00 00 00 01; ffprobe hashes the stored, length-prefixed form. This turns the output back:
+// each unit runs to the next 00 00 00 01 (emulation prevention keeps that pattern out of the
+// units) and gets a big-endian length of `field` bytes. Returns "" or what is wrong.
+std::string ToLengthPrefixed(const std::vector<uint8_t>& in, int field, std::vector<uint8_t>* out);
+
+}  // namespace mkvtest

@@ -1,0 +1,392 @@
+// Seeking over builder-made files whose sync points are known: the four modes by cues, the cue
+// checks that drop bad cues for the whole file, the crawl without cues, every result code, and
+// the key-frame index export.
+#include <gtest/gtest.h>
+
+#include <string.h>
+
+#include "demux/qmkvd_seek.h"
+#include "demux_harness.h"
+#include "frame_reader.h"
+#include "log_capture.h"
+#include "mkv_shapes.h"
+
+namespace mkvtest {
+namespace {
+
+enum : uint32_t { kTimecode = 0xE7 };
+const uint8_t kKey = 0x80;
+const int64_t kMs = 10000;  // 100-ns units per millisecond
+// MPEG-4 part 2 frames that open with a VOP header: intra, then predicted.
+const std::vector<uint8_t> kIntra = {0, 0, 1, 0xB6, 0x00, 0x11};
+const std::vector<uint8_t> kPredicted = {0, 0, 1, 0xB6, 0x40, 0x22};
+
+// Cluster i, at i seconds: video (track 1) with an intra frame first and predicted frames every
+// 200 ms; audio (track 2) at 100 and 500 ms.
+Element SecondCluster(int i) {
+  const uint8_t tag = static_cast<uint8_t>(i);
+  return Cluster({Uint(kTimecode, 1000u * i), SimpleBlock(1, 0, kKey, kIntra),
+                  SimpleBlock(2, 100, kKey, {0xA0, tag}), SimpleBlock(1, 200, 0, kPredicted),
+                  SimpleBlock(1, 400, 0, kPredicted), SimpleBlock(2, 500, kKey, {0xA5, tag}),
+                  SimpleBlock(1, 600, 0, kPredicted), SimpleBlock(1, 800, 0, kPredicted)});
+}
+
+// A CuePoint at `cluster`'s time for `track`; its position is the Cluster's plus `shift`
+// (a shift of 1 names a byte inside the Cluster's ID, where no Cluster starts).
+struct Cue {
+  int cluster;
+  uint32_t track = 1;
+  int64_t shift = 0;
+};
+
+// `after` follows the last Cluster (an empty Raw element writes nothing).
+std::vector<uint8_t> SecondsFile(int clusters, const std::vector<Cue>& cues = {},
+                                 std::vector<Element> tracks = {}, Element after = Element()) {
+  if (tracks.empty()) {
+    tracks = {VideoTrack(1, {}, "V_MPEG4/ISO/ASP"), AudioTrack(2, {})};
+  }
+  std::vector<Element> segment = {MinimalInfo(), Tracks(std::move(tracks))};
+  std::vector<Element> points(cues.size(), CuePoint(0, 1, 0, 4));
+  if (!cues.empty()) segment.push_back(Cues(points));
+  std::vector<uint64_t> cluster_pos;
+  uint64_t at = EncodedSize(segment);
+  for (int i = 0; i < clusters; ++i) {
+    cluster_pos.push_back(at);
+    segment.push_back(SecondCluster(i));
+    at += EncodedSize(segment.back());
+  }
+  // The positions are 4 bytes wide whatever their value: filling them in moves nothing.
+  for (size_t k = 0; k < cues.size(); ++k) {
+    points[k] = CuePoint(1000u * cues[k].cluster, cues[k].track,
+                         cluster_pos[cues[k].cluster] + cues[k].shift, 4);
+  }
+  if (!cues.empty()) segment[2] = Cues(points);
+  segment.push_back(after);
+  return MkvFile(segment);
+}
+
+std::vector<Cue> VideoCues(int clusters, int from = 0) {
+  std::vector<Cue> cues;
+  for (int i = from; i < clusters; ++i) cues.push_back(Cue{i});
+  return cues;
+}
+
+// A demuxer over the file with stream `index` open.
+class Opened {
+ public:
+  explicit Opened(std::vector<uint8_t> bytes) : c_(std::move(bytes)) {}
+  QMKVDS_CTX* Open(int32_t index) {
+    int32_t err = 0;
+    QMKVDS_CTX* s = qmkvds_open(c_.ctx(), index, &err);
+    EXPECT_NE(s, nullptr) << "open stream " << index << ": " << err;
+    return s;
+  }
+  QMKVD_CTX* ctx() { return c_.ctx(); }
+  Created& created() { return c_; }
+
+ private:
+  Created c_;
+};
+
+int32_t SeekMs(QMKVDS_CTX* s, int64_t ms, uint32_t mode, int64_t* out) {
+  const int64_t time = ms * kMs;
+  *out = -1;
+  return qmkvds_seek(s, &time, out, mode);
+}
+
+// The seek's result, where it said it landed and the first frame read afterwards.
+struct Landing {
+  int32_t status;
+  int64_t out_ms;
+  int64_t frame_ms;
+  int32_t sync;
+};
+
+Landing SeekAndRead(QMKVDS_CTX* s, int64_t ms, uint32_t mode) {
+  int64_t out = 0;
+  Landing l = {SeekMs(s, ms, mode, &out), out / kMs, -1, -1};
+  if (l.status != 0) return l;
+  const Frame f = ReadFrame(s);
+  if (f.status == 0) {
+    l.frame_ms = f.time / kMs;
+    l.sync = f.sync;
+  }
+  return l;
+}
+
+void ExpectLanding(const Landing& l, int64_t at_ms) {
+  EXPECT_EQ(l.status, 0);
+  EXPECT_EQ(l.out_ms, at_ms);
+  EXPECT_EQ(l.frame_ms, at_ms);
+  EXPECT_EQ(l.sync, 1);
+}
+
+TEST(SeekByCues, EachModeLandsOnItsCue) {
+  Opened f(SecondsFile(5, VideoCues(5)));
+  QMKVDS_CTX* video = f.Open(0);
+  ExpectLanding(SeekAndRead(video, 2500, QMKVD_SEEK_BEFORE), 2000);
+  ExpectLanding(SeekAndRead(video, 2500, QMKVD_SEEK_AFTER), 3000);
+  ExpectLanding(SeekAndRead(video, 2400, QMKVD_SEEK_NEAREST), 2000);
+  ExpectLanding(SeekAndRead(video, 2500, QMKVD_SEEK_NEAREST), 2000);  // a tie: the earlier
+  ExpectLanding(SeekAndRead(video, 2600, QMKVD_SEEK_NEAREST), 3000);
+  ExpectLanding(SeekAndRead(video, 4000, QMKVD_SEEK_BEFORE), 4000);  // exactly on a cue
+  EXPECT_EQ(f.ctx()->seek.cue_index, 4);
+  // Mode 2 steps back from the entry the last seek used; the time is not looked at.
+  ExpectLanding(SeekAndRead(video, 0, QMKVD_SEEK_BACK), 3000);
+  ExpectLanding(SeekAndRead(video, 0, QMKVD_SEEK_BACK), 2000);
+  EXPECT_EQ(f.ctx()->seek.cue_index, 2);
+  EXPECT_TRUE(f.ctx()->seek.cues_usable);
+}
+
+TEST(SeekByCues, EdgesOfTheTable) {
+  Opened f(SecondsFile(4, VideoCues(4, /*from=*/1)));  // no cue for the first second
+  QMKVDS_CTX* video = f.Open(0);
+  // Before the first cue: back to the start.
+  ExpectLanding(SeekAndRead(video, 500, QMKVD_SEEK_BEFORE), 0);
+  // After the last cue: the end, with time 0, and nothing more to read.
+  int64_t out = -1;
+  EXPECT_EQ(SeekMs(video, 3500, QMKVD_SEEK_AFTER, &out), 1);
+  EXPECT_EQ(out, 0);
+  EXPECT_EQ(ReadFrame(video).status, 1);
+  // Mode 1 without a time seeks from the last frame read.
+  ExpectLanding(SeekAndRead(video, 1000, QMKVD_SEEK_BEFORE), 1000);
+  EXPECT_EQ(qmkvds_seek(video, nullptr, &out, QMKVD_SEEK_AFTER), 0);
+  EXPECT_EQ(out, 1000 * kMs);
+  // Mode 2 at the first entry stays there.
+  ExpectLanding(SeekAndRead(video, 0, QMKVD_SEEK_BACK), 1000);
+  EXPECT_EQ(f.ctx()->seek.cue_index, 0);
+}
+
+TEST(SeekByCues, TimeZeroRewindsWithoutLookingAtTheCues) {
+  Opened f(SecondsFile(3, {Cue{0, 1, 1}, Cue{1, 1, 1}, Cue{2, 1, 1}}));  // all wrong
+  QMKVDS_CTX* video = f.Open(0);
+  ReadFrame(video);
+  ReadFrame(video);
+  ExpectLanding(SeekAndRead(video, 0, QMKVD_SEEK_NEAREST), 0);
+  EXPECT_TRUE(f.ctx()->seek.cues_usable);  // never probed
+}
+
+TEST(SeekByCues, AStreamWithoutItsOwnCuesUsesEveryTracksCues) {
+  Opened f(SecondsFile(3, VideoCues(3)));
+  QMKVDS_CTX* audio = f.Open(1);
+  int64_t out = 0;
+  ASSERT_EQ(SeekMs(audio, 1700, QMKVD_SEEK_BEFORE, &out), 0);
+  EXPECT_EQ(out, 1000 * kMs);
+  EXPECT_EQ(audio->search_all_cues, 1);
+  const Frame first = ReadFrame(audio);
+  EXPECT_EQ(first.time, 1100 * kMs);  // the first audio block after the cued video block
+  EXPECT_EQ(first.bytes, (std::vector<uint8_t>{0xA0, 1}));
+}
+
+TEST(SeekByCues, CuesAtTheWrongPlacesAreDroppedForTheWholeFile) {
+  Opened f(SecondsFile(4, {Cue{0}, Cue{1, 1, 1}, Cue{2}, Cue{3}}));
+  QMKVDS_CTX* video = f.Open(0);
+  QMKVDS_CTX* audio = f.Open(1);
+  // The second cue is probed and holds no Cluster: the seek crawls instead.
+  ExpectLanding(SeekAndRead(video, 1500, QMKVD_SEEK_BEFORE), 2000);
+  EXPECT_FALSE(f.ctx()->seek.cues_usable);
+  EXPECT_EQ(f.ctx()->cues.entries, nullptr);
+  EXPECT_EQ(f.ctx()->cues.count, 0u);
+  // Other streams crawl from then on too; mode 2 needs cues.
+  int64_t out = 0;
+  EXPECT_EQ(SeekMs(audio, 1500, QMKVD_SEEK_BEFORE, &out), 0);
+  EXPECT_EQ(out, 1500 * kMs);
+  EXPECT_EQ(SeekMs(audio, 1500, QMKVD_SEEK_BACK, &out), -3);
+}
+
+TEST(SeekByCues, AnUnprobedBadPositionFailsTheSeek) {
+  // Entries 0, 1 and 2 (the middle of five) are probed; entry 3 points into a Cluster's ID and
+  // entry 4 past the end of the file.
+  Opened f(SecondsFile(5, {Cue{0}, Cue{1}, Cue{2}, Cue{3, 1, 1}, Cue{4, 1, 1 << 20}}));
+  QMKVDS_CTX* video = f.Open(0);
+  LogCapture log;
+  int64_t out = 0;
+  EXPECT_EQ(SeekMs(video, 3000, QMKVD_SEEK_BEFORE, &out), -3);
+  EXPECT_TRUE(log.Has(6, "qmkvd", "###seek position error")) << log.Dump();
+  EXPECT_EQ(out, 3000 * kMs);
+  EXPECT_EQ(SeekMs(video, 3000, QMKVD_SEEK_AFTER, &out), -3);
+  EXPECT_EQ(SeekMs(video, 4000, QMKVD_SEEK_AFTER, &out), -1);  // no header past the end
+  EXPECT_EQ(SeekMs(video, 4000, QMKVD_SEEK_BEFORE, &out), -3);
+  EXPECT_TRUE(f.ctx()->seek.cues_usable);
+  ExpectLanding(SeekAndRead(video, 2000, QMKVD_SEEK_BEFORE), 2000);
+}
+
+TEST(SeekByCues, TheSegmentBaseIsTakenFromTheFirstCue) {
+  // Every position counts from 40 bytes into the Segment's payload instead of from its start;
+  // the first cue names the first Cluster, which tells where they count from.
+  std::vector<Cue> cues = VideoCues(3);
+  for (Cue& c : cues) c.shift = -40;
+  Opened f(SecondsFile(3, cues));
+  QMKVDS_CTX* video = f.Open(0);
+  ExpectLanding(SeekAndRead(video, 2000, QMKVD_SEEK_BEFORE), 2000);
+  EXPECT_EQ(f.ctx()->seek.segment_base, f.ctx()->segment_data_pos + 40);
+  EXPECT_TRUE(f.ctx()->seek.cues_usable);
+}
+
+TEST(SeekResults, BadHandlesModesAndClosedStreams) {
+  Opened f(SecondsFile(2, VideoCues(2)));
+  QMKVDS_CTX* video = f.Open(0);
+  int64_t out = 0;
+  const int64_t time = 5000;
+  EXPECT_EQ(qmkvds_seek(nullptr, &time, &out, 0), -7);
+  QMKVDS_CTX copy = *video;
+  copy.check = 0;
+  EXPECT_EQ(qmkvds_seek(&copy, &time, &out, 0), -7);
+  EXPECT_EQ(qmkvds_seek(video, &time, &out, 4), -3);
+  EXPECT_EQ(qmkvds_seek(video, nullptr, &out, 0), -7);  // no time to go to
+  qmkvds_close(video);
+  EXPECT_EQ(qmkvds_seek(video, &time, &out, 0), -2);
+  EXPECT_EQ(qmkvds_seek_crawl(video, time, &out, 1), -2);
+}
+
+// --- Without cues ----------------------------------------------------------------------------
+
+TEST(SeekByCrawling, ForwardToTheNextKeyFrameBackwardToThePrevious) {
+  Opened f(SecondsFile(4));
+  QMKVDS_CTX* video = f.Open(0);
+  ExpectLanding(SeekAndRead(video, 1500, QMKVD_SEEK_BEFORE), 2000);  // the crawl runs forward
+  ExpectLanding(SeekAndRead(video, 1500, QMKVD_SEEK_AFTER), 2000);
+  ExpectLanding(SeekAndRead(video, 1100, QMKVD_SEEK_NEAREST), 2000);
+  ExpectLanding(SeekAndRead(video, 2000, QMKVD_SEEK_BEFORE), 2000);
+  int64_t out = 0;
+  EXPECT_EQ(qmkvds_seek_crawl(video, 1500 * kMs, &out, 0), 0);
+  EXPECT_EQ(out, 1000 * kMs);
+  EXPECT_EQ(ReadFrame(video).time, 1000 * kMs);
+  EXPECT_EQ(qmkvds_seek_crawl(video, 3900 * kMs, &out, 0), 0);  // the last Cluster's key frame
+  EXPECT_EQ(out, 3000 * kMs);
+  // Nothing at or after the time: the crawl runs off the last Cluster, here into the end of
+  // the file, where no header can be read.
+  EXPECT_EQ(SeekMs(video, 3900, QMKVD_SEEK_AFTER, &out), -1);
+  // With an element behind the last Cluster, it is the end of the stream.
+  Opened tagged(SecondsFile(2, {}, {}, Binary(0xEC, {0, 0})));
+  EXPECT_EQ(SeekMs(tagged.Open(0), 1900, QMKVD_SEEK_AFTER, &out), 1);
+}
+
+TEST(SeekByCrawling, AudioLandsOnItsFirstBlockAtOrAfterTheTime) {
+  Opened f(SecondsFile(3));
+  QMKVDS_CTX* audio = f.Open(1);
+  int64_t out = 0;
+  ASSERT_EQ(SeekMs(audio, 1200, QMKVD_SEEK_BEFORE, &out), 0);
+  EXPECT_EQ(out, 1500 * kMs);
+  const Frame first = ReadFrame(audio);
+  EXPECT_EQ(first.time, 1500 * kMs);
+  EXPECT_EQ(first.bytes, (std::vector<uint8_t>{0xA5, 1}));
+}
+
+// One Cluster: a key frame, then `predicted` non-key frames 1 ms apart, then a key frame.
+std::vector<uint8_t> LongGop(int predicted) {
+  std::vector<Element> blocks = {Uint(kTimecode, 0), SimpleBlock(1, 0, kKey, kIntra)};
+  for (int i = 1; i <= predicted; ++i) {
+    blocks.push_back(SimpleBlock(1, static_cast<int16_t>(i), 0, kPredicted));
+  }
+  blocks.push_back(SimpleBlock(1, static_cast<int16_t>(predicted + 1), kKey, kIntra));
+  return MkvFile({MinimalInfo(), Tracks({VideoTrack(1, {}, "V_MPEG4/ISO/ASP")}), Cluster(blocks)});
+}
+
+TEST(SeekByCrawling, GivesUpAfter1024NonKeyFrames) {
+  const int64_t just_after_start = 1;  // ms: past the first key frame
+  {
+    Opened f(LongGop(1023));
+    int64_t out = 0;
+    EXPECT_EQ(SeekMs(f.Open(0), just_after_start, QMKVD_SEEK_AFTER, &out), 0);
+    EXPECT_EQ(out, 1024 * kMs);
+  }
+  for (int predicted : {1024, 1500}) {
+    Opened f(LongGop(predicted));
+    LogCapture log;
+    int64_t out = 0;
+    EXPECT_EQ(SeekMs(f.Open(0), just_after_start, QMKVD_SEEK_AFTER, &out), -2) << predicted;
+    EXPECT_TRUE(log.Has(6, "qmkvd", "No Key frame found within next 1024 frames"));
+  }
+}
+
+TEST(SeekByCrawling, LengthPrefixedUnitsAreTestedOneByOne) {
+  // AVC with 4-byte lengths: the IDR slice is the second unit of its frame.
+  const std::vector<uint8_t> avcc = {1, 0x64, 0, 0x1E, 0xFF, 0xE0, 0};
+  const std::vector<uint8_t> idr = {0, 0, 0, 2, 0x06, 0x05, 0, 0, 0, 2, 0x65, 0x88};
+  const std::vector<uint8_t> slice = {0, 0, 0, 2, 0x41, 0x9A};
+  std::vector<uint8_t> bytes = MkvFile(
+      {MinimalInfo(), Tracks({VideoTrack(1, {Binary(0x63A2, avcc)}, "V_MPEG4/ISO/AVC")}),
+       Cluster({Uint(kTimecode, 0), SimpleBlock(1, 0, kKey, idr), SimpleBlock(1, 40, 0, slice),
+                SimpleBlock(1, 80, 0, idr), SimpleBlock(1, 120, 0, slice)})});
+  Opened f(bytes);
+  QMKVDS_CTX* video = f.Open(0);
+  ASSERT_EQ(video->nal_length_size, 4);
+  int64_t out = 0;
+  EXPECT_EQ(SeekMs(video, 20, QMKVD_SEEK_AFTER, &out), 0);
+  EXPECT_EQ(out, 80 * kMs);  // found by its bytes: the block is not flagged key
+}
+
+TEST(SeekByCrawling, StrippedHeadersArePutBackBeforeTheTest) {
+  // MPEG-4 frames stored without their leading 00 00 01: only with it put back does the test
+  // see the VOP header.
+  const std::vector<uint8_t> intra(kIntra.begin() + 3, kIntra.end());
+  const std::vector<uint8_t> predicted(kPredicted.begin() + 3, kPredicted.end());
+  Opened f(MkvFile({MinimalInfo(),
+                    Tracks({VideoTrack(1, {HeaderStripping({0, 0, 1})}, "V_MPEG4/ISO/ASP")}),
+                    Cluster({Uint(kTimecode, 0), SimpleBlock(1, 0, kKey, intra),
+                             SimpleBlock(1, 40, 0, predicted), SimpleBlock(1, 80, 0, intra),
+                             SimpleBlock(1, 120, 0, predicted)})}));
+  QMKVDS_CTX* video = f.Open(0);
+  int64_t out = 0;
+  EXPECT_EQ(SeekMs(video, 20, QMKVD_SEEK_AFTER, &out), 0);
+  EXPECT_EQ(out, 80 * kMs);
+  EXPECT_EQ(ReadFrame(video).bytes, kIntra);
+}
+
+// --- Key-frame index --------------------------------------------------------------------------
+
+TEST(IndexTable, SizeFirstThenTheEntries) {
+  Opened f(SecondsFile(3, VideoCues(3)));
+  uint32_t bytes = 0;
+  uint32_t count = 0;
+  ASSERT_EQ(qmkvd_get_idx_table(f.ctx(), 0, nullptr, 0, &bytes, &count), 0);
+  EXPECT_EQ(count, 3u);
+  EXPECT_EQ(bytes, 48u);
+  std::vector<uint8_t> buffer(bytes, 0xEE);
+  EXPECT_EQ(qmkvd_get_idx_table(f.ctx(), 0, buffer.data(), bytes - 1, &bytes, &count), -8);
+  EXPECT_EQ(buffer, std::vector<uint8_t>(48, 0xEE));  // nothing written
+  ASSERT_EQ(qmkvd_get_idx_table(f.ctx(), 0, buffer.data(), bytes, nullptr, nullptr), 0);
+  for (int i = 0; i < 3; ++i) {
+    QMKVD_INDEX_ENTRY e;
+    memcpy(&e, &buffer[16 * i], sizeof(e));
+    EXPECT_EQ(e.flags, 0u);
+    EXPECT_EQ(e.reserved, 0xEEEEEEEEu);  // never written
+    EXPECT_EQ(e.time, i * 1000 * kMs);
+  }
+  EXPECT_FALSE(f.ctx()->streams[0].open);  // the stream lived for the call only
+}
+
+TEST(IndexTable, Refusals) {
+  uint32_t count = 0;
+  {
+    Opened f(SecondsFile(2, VideoCues(2)));
+    LogCapture log;
+    EXPECT_EQ(qmkvd_get_idx_table(nullptr, 0, nullptr, 0, nullptr, &count), -7);
+    EXPECT_EQ(qmkvd_get_idx_table(f.ctx(), -1, nullptr, 0, nullptr, &count), -7);
+    EXPECT_EQ(qmkvd_get_idx_table(f.ctx(), 2, nullptr, 0, nullptr, &count), -7);
+    EXPECT_EQ(qmkvd_get_idx_table(f.ctx(), 1, nullptr, 0, nullptr, &count), -3);  // audio
+    EXPECT_FALSE(log.Has("qmkvds_open() failed!"));
+    // A stream already open cannot be opened for the export.
+    QMKVDS_CTX* video = f.Open(0);
+    EXPECT_EQ(qmkvd_get_idx_table(f.ctx(), 0, nullptr, 0, nullptr, &count), -4);
+    EXPECT_TRUE(log.Has(6, "qmkvd", "qmkvds_open() failed!"));
+    EXPECT_EQ(qmkvds_get_idx_table(video, nullptr, 0, nullptr, &count), 0);
+    qmkvds_close(video);
+    EXPECT_EQ(qmkvds_get_idx_table(video, nullptr, 0, nullptr, &count), -2);
+  }
+  {
+    Opened f(SecondsFile(2));  // no cues
+    EXPECT_EQ(qmkvd_get_idx_table(f.ctx(), 0, nullptr, 0, nullptr, &count), -3);
+  }
+  {
+    Opened f(SecondsFile(2, {Cue{0, 7}, Cue{1, 7}}));  // cues of another track only
+    QMKVDS_CTX* video = f.Open(0);
+    EXPECT_EQ(qmkvds_get_idx_table(video, nullptr, 0, nullptr, &count), -3);
+    EXPECT_EQ(video->search_all_cues, 1);
+    EXPECT_EQ(qmkvds_get_idx_table(video, nullptr, 0, nullptr, &count), -3);  // built: still -3
+  }
+}
+
+}  // namespace
+}  // namespace mkvtest
