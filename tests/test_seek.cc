@@ -334,6 +334,44 @@ TEST(SeekByCrawling, StrippedHeadersArePutBackBeforeTheTest) {
   EXPECT_EQ(ReadFrame(video).bytes, kIntra);
 }
 
+// --- Hostile files -----------------------------------------------------------------------------
+
+// Creation, every seek mode at several times with a read after each, and a backward crawl:
+// whatever the bytes, each returns one of its documented codes.
+void SeekEverywhere(std::vector<uint8_t> bytes) {
+  Created c(std::move(bytes));
+  if (!c.ctx()) return;
+  for (int32_t i = 0; i < c.ctx()->stream_count; ++i) {
+    QMKVDS_CTX* s = qmkvds_open(c.ctx(), i, nullptr);
+    if (!s) continue;
+    int64_t out = 0;
+    for (uint32_t mode = 0; mode <= 3; ++mode) {
+      for (int64_t ms : {0, 700, 1500, 2600, 9000}) {
+        const int32_t status = SeekMs(s, ms, mode, &out);
+        EXPECT_TRUE(status >= -3 && status <= 1) << status;
+        ReadFrame(s);
+      }
+    }
+    const int32_t status = qmkvds_seek_crawl(s, 1500 * kMs, &out, 0);
+    EXPECT_TRUE(status >= -3 && status <= 1) << status;
+    qmkvds_close(s);
+  }
+}
+
+TEST(SeekRobustness, EveryTruncationAndByteFlip) {
+  const std::vector<uint8_t> file = SecondsFile(3, VideoCues(3));
+  for (size_t n = 0; n < file.size(); ++n) {
+    SeekEverywhere(std::vector<uint8_t>(file.begin(), file.begin() + n));
+  }
+  for (size_t at = 0; at < file.size(); ++at) {
+    for (uint8_t flip : {0x01, 0x80, 0xFF}) {
+      std::vector<uint8_t> bytes = file;
+      bytes[at] ^= flip;
+      SeekEverywhere(bytes);
+    }
+  }
+}
+
 // --- Key-frame index --------------------------------------------------------------------------
 
 TEST(IndexTable, SizeFirstThenTheEntries) {
