@@ -573,6 +573,359 @@ TEST(VidCfgHevc, ConformanceWindow) {
 }
 
 // ---------------------------------------------------------------------------------------------
+// MPEG-4 Visual at the edges
+
+struct VolFields {
+  bool vos = true;
+  uint8_t pli = 0xF3;
+  uint32_t verid = 0;  // 0: no object layer identifier
+  bool vbv = false;
+  uint32_t shape = 0;
+  uint32_t resolution = 30000;
+  bool fixed_rate = false;
+  uint32_t width = 720, height = 576;
+  uint32_t sprite = 0;
+  bool not_8_bit = false;
+  bool quant_matrices = false;
+  bool complexity_disable = true;
+  bool dp = false;
+  bool marker = true;  // the one after the width
+};
+
+Bytes Mpeg4Config(const VolFields& f) {
+  Bytes out;
+  if (f.vos) out = {0, 0, 1, 0xB0, f.pli, 0, 0, 1, 0xB5, 0x09};
+  const Bytes vo = {0, 0, 1, 0x00};
+  out.insert(out.end(), vo.begin(), vo.end());
+  BitWriter w;
+  w.Bits(0x00000120, 32).Bits(0, 1).Bits(1, 8).Bits(f.verid != 0, 1);
+  if (f.verid) w.Bits(f.verid, 4).Bits(1, 3);
+  w.Bits(1, 4).Bits(1, 1).Bits(1, 2).Bits(1, 1).Bits(f.vbv, 1);
+  if (f.vbv) {
+    w.Bits(0x1234, 15).Bits(1, 1).Bits(0x0FFF, 15).Bits(1, 1).Bits(0x10, 15).Bits(1, 1);
+    w.Bits(5, 3).Bits(0x123, 11).Bits(1, 1).Bits(0x4321, 15).Bits(1, 1);
+  }
+  w.Bits(f.shape, 2).Bits(1, 1).Bits(f.resolution, 16).Bits(1, 1).Bits(f.fixed_rate, 1);
+  if (f.fixed_rate) w.Bits(1001, 15);  // 30000 needs 15 bits
+  w.Bits(1, 1).Bits(f.width, 13).Bits(f.marker, 1).Bits(f.height, 13).Bits(1, 1);
+  w.Bits(0, 1).Bits(1, 1).Bits(f.sprite, f.verid > 1 ? 2 : 1);
+  if (f.sprite == 2) w.Bits(3, 6).Bits(1, 2).Bits(0, 1);
+  w.Bits(f.not_8_bit, 1);
+  if (f.not_8_bit) w.Bits(5, 4).Bits(10, 4);
+  w.Bits(f.quant_matrices, 1);
+  if (f.quant_matrices) {
+    w.Bits(1, 1);
+    for (int i = 0; i < 64; ++i) w.Bits(8 + i, 8);    // a full matrix
+    w.Bits(1, 1).Bits(16, 8).Bits(17, 8).Bits(0, 8);  // one ended early by a zero
+  }
+  if (f.verid > 1) w.Bits(1, 1);
+  w.Bits(f.complexity_disable, 1).Bits(1, 1).Bits(f.dp, 1).Bits(f.dp, 1);
+  const Bytes vol = w.Finish();
+  out.insert(out.end(), vol.begin(), vol.end());
+  return out;
+}
+
+Parsed Mpeg4(const VolFields& f) {
+  return Parse(Mpeg4Config(f), "xvid");
+}
+
+TEST(VidCfgMpeg4, LayerFields) {
+  VolFields f;
+  Parsed p = Mpeg4(f);
+  ASSERT_EQ(p.r, 0);
+  EXPECT_EQ(p.cfg.profile, 15);
+  EXPECT_EQ(p.cfg.level, 3);
+  EXPECT_EQ(p.cfg.width, 720u);
+  EXPECT_EQ(p.cfg.height, 576u);
+  EXPECT_EQ(p.cfg.is_mp4_dp, 0);
+  f.dp = true;
+  EXPECT_EQ(Mpeg4(f).cfg.is_mp4_dp, 1);
+  // Every optional part at once; a misplaced read would shift the size or the flag.
+  f.verid = 2;
+  f.vbv = true;
+  f.fixed_rate = true;
+  f.sprite = 2;  // global motion compensation: no sprite size follows
+  f.not_8_bit = true;
+  f.quant_matrices = true;
+  p = Mpeg4(f);
+  ASSERT_EQ(p.r, 0);
+  EXPECT_EQ(p.cfg.width, 720u);
+  EXPECT_EQ(p.cfg.height, 576u);
+  EXPECT_EQ(p.cfg.is_mp4_dp, 1);
+  f.dp = false;
+  EXPECT_EQ(Mpeg4(f).cfg.is_mp4_dp, 0);
+  // No VOS: the layer alone gives no profile.
+  f = VolFields();
+  f.vos = false;
+  p = Mpeg4(f);
+  ASSERT_EQ(p.r, 0);
+  EXPECT_EQ(p.cfg.profile, -1);
+  EXPECT_EQ(p.cfg.level, -1);
+  EXPECT_EQ(p.cfg.width, 720u);
+}
+
+TEST(VidCfgMpeg4, RefusedHeadersAndFrames) {
+  VolFields f;
+  f.shape = 1;  // binary shape
+  EXPECT_LT(Mpeg4(f).r, 0);
+  f = VolFields();
+  f.verid = 2;
+  f.sprite = 1;  // static sprite
+  EXPECT_LT(Mpeg4(f).r, 0);
+  f = VolFields();
+  f.complexity_disable = false;
+  EXPECT_LT(Mpeg4(f).r, 0);
+  f = VolFields();
+  f.resolution = 0;
+  EXPECT_LT(Mpeg4(f).r, 0);
+  f = VolFields();
+  f.width = 0;
+  EXPECT_LT(Mpeg4(f).r, 0);
+  f = VolFields();
+  f.height = 0;
+  EXPECT_LT(Mpeg4(f).r, 0);
+  f = VolFields();
+  f.marker = false;
+  EXPECT_LT(Mpeg4(f).r, 0);
+  f = VolFields();
+  f.verid = 3;  // not a defined version
+  EXPECT_LT(Mpeg4(f).r, 0);
+  f.verid = 1;
+  f.width = 8191;  // the widest 13 bits can say
+  EXPECT_EQ(Mpeg4(f).cfg.width, 8191u);
+  // A picture with no layer header before it: the next frame may have one.
+  const Bytes vop = {0, 0, 1, 0xB6, 0x10, 0x20, 0x30, 0, 0, 1, 0x20, 0x00};
+  EXPECT_GT(Parse(vop, "FMP4").r, 0);
+  EXPECT_GT(Parse({0, 0, 1, 0xB2, 'x', 'y'}, "fmp4").r, 0);
+}
+
+// ---------------------------------------------------------------------------------------------
+// MPEG-2 at the edges
+
+Bytes Mpeg2Header(uint32_t width, uint32_t height, bool matrices, int ext_w = -1, int ext_h = 0,
+                  uint8_t pli = 0x48, bool marker = true) {
+  BitWriter w;
+  w.Bits(0x000001B3, 32).Bits(width & 0xFFF, 12).Bits(height & 0xFFF, 12).Bits(2, 4).Bits(3, 4);
+  w.Bits(0x3FFFF, 18).Bits(marker, 1).Bits(112, 10).Bits(0, 1).Bits(matrices, 1);
+  if (matrices) {
+    for (int i = 0; i < 64; ++i) w.Bits(16 + i, 8);
+  }
+  w.Bits(matrices, 1);
+  if (matrices) {
+    for (int i = 0; i < 64; ++i) w.Bits(16, 8);
+  }
+  if (ext_w >= 0) {
+    w.Bits(0x000001B5, 32).Bits(1, 4).Bits(pli, 8).Bits(1, 1).Bits(1, 2);
+    w.Bits(static_cast<uint32_t>(ext_w), 2).Bits(static_cast<uint32_t>(ext_h), 2);
+    w.Bits(0, 12).Bits(1, 1).Bits(0, 8 + 1 + 2 + 5);
+  }
+  return w.Finish();
+}
+
+TEST(VidCfgMpeg2, HeaderAndExtension) {
+  Parsed p = Parse(Mpeg2Header(720, 480, false, 0), "mpg2");
+  ASSERT_EQ(p.r, 0);
+  EXPECT_EQ(p.cfg.profile, 4);
+  EXPECT_EQ(p.cfg.level, 8);
+  EXPECT_EQ(p.cfg.width, 720u);
+  EXPECT_EQ(p.cfg.height, 480u);
+  // Quantiser matrices are stepped over to reach the extension.
+  p = Parse(Mpeg2Header(1920, 1088, true, 0, 0, 0x14), "MPG2");
+  ASSERT_EQ(p.r, 0);
+  EXPECT_EQ(p.cfg.profile, 1);
+  EXPECT_EQ(p.cfg.level, 4);
+  EXPECT_EQ(p.cfg.height, 1088u);
+  // Size extension bits: the top two bits of 14-bit sizes.
+  p = Parse(Mpeg2Header(0x100, 0xFFF, false, 1, 3), "mpg2");
+  ASSERT_EQ(p.r, 0);
+  EXPECT_EQ(p.cfg.width, 0x1100u);
+  EXPECT_EQ(p.cfg.height, 0x3FFFu);
+  // Without an extension: the header's size, profile and level unknown.
+  p = Parse(Mpeg2Header(352, 288, true), "mpg2");
+  ASSERT_EQ(p.r, 0);
+  EXPECT_EQ(p.cfg.width, 352u);
+  EXPECT_EQ(p.cfg.profile, -1);
+  EXPECT_LT(Parse(Mpeg2Header(0, 288, false, 0), "mpg2").r, 0);
+  EXPECT_LT(Parse(Mpeg2Header(352, 0, false, 0), "mpg2").r, 0);
+  EXPECT_LT(Parse(Mpeg2Header(352, 288, false, 0, 0, 0x48, false), "mpg2").r, 0);
+  // A picture without a sequence header: nothing to read yet.
+  EXPECT_GT(Parse({0, 0, 1, 0x00, 0x00, 0x0F, 0xFF, 0xF8}, "mpg2").r, 0);
+}
+
+// ---------------------------------------------------------------------------------------------
+// H.263 at the edges
+
+// A picture header: PSC, TR, PTYPE with this source format; for format 7 an extended header.
+Bytes H263Picture(uint32_t format, uint32_t ufep = 1, uint32_t plus_format = 6,
+                  uint32_t width = 400, uint32_t height = 300, bool cpm = false) {
+  BitWriter w;
+  w.Bits(0x20, 22).Bits(7, 8).Bits(2, 2).Bits(0, 3).Bits(format, 3);
+  if (format == 7) {
+    w.Bits(ufep, 3);
+    if (ufep == 1) w.Bits(plus_format, 3).Bits(0, 11).Bits(8, 4);
+    w.Bits(0, 6).Bits(1, 3).Bits(cpm, 1);
+    if (cpm) w.Bits(3, 2);
+    if (ufep == 1 && plus_format == 6) {
+      w.Bits(2, 4).Bits(width / 4 - 1, 9).Bits(1, 1).Bits(height / 4, 9);
+    }
+  } else {
+    w.Bits(0, 5);
+  }
+  w.Bits(0x1F, 5).Bits(0xAAAA, 16);
+  return w.Finish();
+}
+
+TEST(VidCfgH263, FormatsAndCustomSize) {
+  const uint32_t kW[] = {128, 176, 352, 704, 1408}, kH[] = {96, 144, 288, 576, 1152};
+  for (uint32_t fmt = 1; fmt <= 5; ++fmt) {
+    Parsed p = Parse(H263Picture(fmt), "H263");
+    ASSERT_EQ(p.r, 0) << fmt;
+    EXPECT_EQ(p.cfg.width, kW[fmt - 1]);
+    EXPECT_EQ(p.cfg.height, kH[fmt - 1]);
+    p = Parse(H263Picture(7, 1, fmt), "h263");
+    ASSERT_EQ(p.r, 0) << fmt;
+    EXPECT_EQ(p.cfg.width, kW[fmt - 1]);
+  }
+  EXPECT_LT(Parse(H263Picture(0), "H263").r, 0);
+  EXPECT_LT(Parse(H263Picture(6), "H263").r, 0);
+  EXPECT_LT(Parse(H263Picture(7, 1, 0), "H263").r, 0);
+  EXPECT_LT(Parse(H263Picture(7, 1, 7), "H263").r, 0);
+  Parsed p = Parse(H263Picture(7, 1, 6, 400, 300), "S263");
+  ASSERT_EQ(p.r, 0);
+  EXPECT_EQ(p.cfg.width, 400u);
+  EXPECT_EQ(p.cfg.height, 300u);
+  p = Parse(H263Picture(7, 1, 6, 2048, 1152, true), "S263");
+  EXPECT_EQ(p.cfg.width, 2048u);
+  EXPECT_EQ(p.cfg.height, 1152u);
+  EXPECT_LT(Parse(H263Picture(7, 1, 6, 400, 0), "S263").r, 0);
+  // No options repeated in this picture: its size must come from a later one.
+  EXPECT_GT(Parse(H263Picture(7, 0), "s263").r, 0);
+  EXPECT_LT(Parse(H263Picture(7, 2), "s263").r, 0);
+  // The picture may follow other bytes; no start code at all asks for more.
+  Bytes late = {0x12, 0x34, 0x00};
+  const Bytes pic = H263Picture(2);
+  late.insert(late.end(), pic.begin(), pic.end());
+  EXPECT_EQ(Parse(late, "H263").cfg.width, 176u);
+  EXPECT_GT(Parse({0x12, 0x34, 0x56, 0x78}, "H263").r, 0);
+  // MPEG-4 Visual frames with the short video header carry this picture header too.
+  const Parsed sh = Parse(H263Picture(3), "MP4V");
+  EXPECT_EQ(sh.r, 0);
+  EXPECT_EQ(sh.cfg.width, 352u);
+  EXPECT_EQ(sh.cfg.height, 288u);
+  EXPECT_EQ(sh.cfg.profile, -1);
+}
+
+// ---------------------------------------------------------------------------------------------
+// AV1 at the edges
+
+struct Av1Fields {
+  uint32_t profile = 0;
+  bool reduced = false;
+  bool timing = false, decoder_model = false, display_delay = false;
+  uint32_t points = 1;
+  uint32_t level = 9;  // > 7: a tier bit follows
+  uint32_t width_bits = 11, height_bits = 11;
+  uint32_t width = 1920, height = 1080;
+};
+
+Bytes Av1SequenceHeader(const Av1Fields& f) {
+  BitWriter w;
+  w.Bits(f.profile, 3).Bits(0, 1).Bits(f.reduced, 1);
+  if (f.reduced) {
+    w.Bits(f.level, 5);
+  } else {
+    w.Bits(f.timing, 1);
+    if (f.timing) {
+      w.Bits(1001, 32).Bits(60000, 32).Bits(1, 1).Bits(0x3, 3);  // uvlc 011: 2
+      w.Bits(f.decoder_model, 1);
+      if (f.decoder_model) w.Bits(9, 5).Bits(90000, 32).Bits(7, 5).Bits(7, 5);
+    }
+    w.Bits(f.display_delay, 1).Bits(f.points - 1, 5);
+    for (uint32_t i = 0; i < f.points; ++i) {
+      w.Bits(i == 0 ? 0 : 0x101, 12).Bits(i == 0 ? f.level : 31 - i, 5);
+      if ((i == 0 ? f.level : 31 - i) > 7) w.Bits(1, 1);
+      if (f.decoder_model) w.Bits(1, 1).Bits(0x3FF, 10).Bits(0x155, 10).Bits(0, 1);
+      if (f.display_delay) w.Bits(1, 1).Bits(9, 4);
+    }
+  }
+  w.Bits(f.width_bits - 1, 4).Bits(f.height_bits - 1, 4);
+  w.Bits(f.width - 1, static_cast<int>(f.width_bits));
+  w.Bits(f.height - 1, static_cast<int>(f.height_bits));
+  w.Bits(0, 3);  // the flags that follow, then the trailing bits
+  const Bytes payload = w.Finish();
+  Bytes obu = {0x0A, static_cast<uint8_t>(payload.size())};
+  obu.insert(obu.end(), payload.begin(), payload.end());
+  return obu;
+}
+
+Parsed Av1(const Av1Fields& f, bool av1c = true) {
+  Bytes data;
+  if (av1c) data = {0x81, static_cast<uint8_t>(f.profile << 5 | (f.level & 31)), 0x0C, 0x00};
+  if (!av1c) data = {0x12, 0x00};  // temporal delimiter first, as in a frame
+  const Bytes seq = Av1SequenceHeader(f);
+  data.insert(data.end(), seq.begin(), seq.end());
+  return Parse(data, "av01");
+}
+
+TEST(VidCfgAv1, SequenceHeaderFields) {
+  Av1Fields f;
+  for (bool av1c : {true, false}) {
+    Parsed p = Av1(f, av1c);
+    ASSERT_EQ(p.r, 0);
+    EXPECT_EQ(p.cfg.profile, 0);
+    EXPECT_EQ(p.cfg.level, 9);
+    EXPECT_EQ(p.cfg.width, 1920u);
+    EXPECT_EQ(p.cfg.height, 1080u);
+  }
+  // Every optional part: timing, decoder model, display delays, several operating points.
+  f.timing = f.decoder_model = f.display_delay = true;
+  f.points = 4;
+  f.profile = 2;
+  Parsed p = Av1(f);
+  ASSERT_EQ(p.r, 0);
+  EXPECT_EQ(p.cfg.profile, 2);
+  EXPECT_EQ(p.cfg.level, 9);
+  EXPECT_EQ(p.cfg.width, 1920u);
+  EXPECT_EQ(p.cfg.height, 1080u);
+  f = Av1Fields();
+  f.reduced = true;
+  f.level = 4;
+  p = Av1(f);
+  EXPECT_EQ(p.cfg.level, 4);
+  EXPECT_EQ(p.cfg.height, 1080u);
+  f = Av1Fields();
+  f.profile = 3;
+  EXPECT_LT(Av1(f).r, 0);
+  f = Av1Fields();
+  f.width_bits = 15;
+  f.width = 16384;
+  EXPECT_EQ(Av1(f).cfg.width, 16384u);
+  f.width = 16385;
+  EXPECT_LT(Av1(f).r, 0);
+  f.width_bits = 16;
+  f.width = 65536;
+  EXPECT_LT(Av1(f).r, 0);
+}
+
+TEST(VidCfgAv1, RecordsAndObus) {
+  EXPECT_GT(Parse({0x81, 0x00, 0x0C, 0x00}, "av01").r, 0);  // av1C without configOBUs
+  EXPECT_LT(Parse({0x81, 0x00, 0x0C}, "av01").r, 0);
+  EXPECT_LT(Parse({0x82, 0x00, 0x0C, 0x00, 0x0A, 0x00}, "av01").r, 0);  // version 2
+  // A frame without a sequence header, then one whose OBU size runs past the end.
+  EXPECT_GT(Parse({0x12, 0x00, 0x32, 0x02, 0xAA, 0xBB}, "av01").r, 0);
+  EXPECT_LT(Parse({0x12, 0x00, 0x0A, 0x09, 0x00, 0x00}, "av01").r, 0);
+  EXPECT_LT(Parse({0x12, 0x00, 0x0A, 0x80}, "av01").r, 0);  // cut leb128
+  // An extension byte and an OBU without a size field (it runs to the end).
+  Bytes seq = Av1SequenceHeader(Av1Fields());
+  Bytes ext = {0x0E, 0x00};
+  ext.insert(ext.end(), seq.begin() + 1, seq.end());
+  EXPECT_EQ(Parse(ext, "av01").cfg.width, 1920u);
+  Bytes unsized = {0x08};
+  unsized.insert(unsized.end(), seq.begin() + 2, seq.end());
+  EXPECT_EQ(Parse(unsized, "av01").cfg.width, 1920u);
+}
+
+// ---------------------------------------------------------------------------------------------
 // Hostile bytes for every codec
 
 uint32_t Lcg(uint32_t* s) {

@@ -121,10 +121,12 @@ int32_t ParseMpeg4(const uint8_t* data, uint32_t length, QVID_CONFIG* out) {
       out->level = level;
       return kFound;
     } else if (id == kVopStart) {
-      break;  // a picture before any layer header: this frame cannot tell
+      return kNeedMore;  // a picture before any layer header: this frame cannot tell
     }
   }
-  return kNeedMore;
+  // No layer header at all: the stream may use the short video header, an H.263 picture
+  // header that gives the size itself.
+  return ParseH263(data, length, out);
 }
 
 }  // namespace qvid
