@@ -1,0 +1,22 @@
+// Profile, level and coded picture size of a video track, read from its codec configuration or,
+// when a track has none, from its frames one at a time.
+#pragma once
+
+#include <stdint.h>
+
+struct QVID_CONFIG_INPUT {
+  const uint8_t* data;
+  uint32_t length;
+  uint32_t code;
+};
+struct QVID_CONFIG {
+  int32_t profile;
+  int32_t level;
+  uint32_t width;
+  uint32_t height;
+  int32_t is_mp4_dp;
+};
+// 0: found, *out filled; > 0: nothing in this data, feed the next frame; < 0: broken data or
+// unknown codec. *out is cleared first. width/height are the CODED size (before any cropping /
+// conformance window), e.g. 1920x1088 for a 1920x1080 H.264 stream.
+int32_t qvid_config_parser(const QVID_CONFIG_INPUT* in, QVID_CONFIG* out);
