@@ -10,6 +10,7 @@
 #include "common/qcmn_formatkeys.h"
 #include "common/qcmn_fourcc.h"
 #include "common/qcmn_mimetypes.h"
+#include "common/qcmn_mmspec.h"
 #include "common/qcmn_mt.h"
 
 namespace {
@@ -139,6 +140,78 @@ TEST(FourCC2MIME, UnknownCodesGiveTheUnknownType) {
   }
   // Case matters in codes: only the spellings we list are known.
   EXPECT_STREQ(FourCC2MIME(qcmn_fourcc("Avc1")), QCMN_MIMETYPE_UNKNOWN);
+}
+
+// Limits as the front end reads them: a preset record the call overwrites.
+QVID_MM_LIMITS LimitsOf(uint32_t code, int32_t* result) {
+  QVID_MM_LIMITS l = {1, 2, 3, 4};
+  *result = qvid_get_mm_spec(QVID_MM_QUERY_LIMITS, code, &l);
+  return l;
+}
+
+TEST(MmSpec, SupportFollowsThePublishedVideoCodes) {
+  for (size_t i = 0; i < QCMN_VIDEO_CODE_COUNT; ++i) {
+    QVID_MM_SUPPORT s = {0};
+    EXPECT_EQ(qvid_get_mm_spec(QVID_MM_QUERY_SUPPORT, QCMN_VIDEO_CODES[i], &s), QVID_MM_OK);
+    EXPECT_EQ(s.supported, 1u) << std::hex << QCMN_VIDEO_CODES[i];
+  }
+  // Audio, subtitles, video we do not publish: refused, and a stale answer is cleared.
+  for (uint32_t code : {0xFFu, qcmn_fourcc("SSRT"), qcmn_fourcc("THEO"), qcmn_fourcc("MPG1"),
+                        qcmn_fourcc("Avc1"), 0u}) {
+    QVID_MM_SUPPORT s = {7};
+    EXPECT_EQ(qvid_get_mm_spec(QVID_MM_QUERY_SUPPORT, code, &s), QVID_MM_ERR_UNSUPPORTED);
+    EXPECT_EQ(s.supported, 0u);
+  }
+}
+
+TEST(MmSpec, LimitsFourKForModernCodecsFullHdOtherwise) {
+  int32_t r = 1;
+  for (const char* c : {"avc1", "H264", "hev1", "hvc1", "VP90", "av01"}) {
+    char cc[5] = {c[0], c[1], c[2], c[3], 0};
+    QVID_MM_LIMITS l = LimitsOf(qcmn_fourcc(cc), &r);
+    EXPECT_EQ(r, QVID_MM_OK) << c;
+    EXPECT_EQ(l.landscape_width, 4096u) << c;
+    EXPECT_EQ(l.landscape_height, 2176u) << c;
+    EXPECT_EQ(l.portrait_width, 2176u) << c;
+    EXPECT_EQ(l.portrait_height, 4096u) << c;
+  }
+  for (const char* c : {"MP4V", "xvid", "VP80", "MP43", "h263", "mpg2"}) {
+    char cc[5] = {c[0], c[1], c[2], c[3], 0};
+    QVID_MM_LIMITS l = LimitsOf(qcmn_fourcc(cc), &r);
+    EXPECT_EQ(r, QVID_MM_OK) << c;
+    EXPECT_EQ(l.landscape_width, 1920u) << c;
+    EXPECT_EQ(l.landscape_height, 1088u) << c;
+    EXPECT_EQ(l.portrait_width, 1088u) << c;
+    EXPECT_EQ(l.portrait_height, 1920u) << c;
+  }
+  // Every published code has limits that hold at least full HD in both orientations.
+  for (size_t i = 0; i < QCMN_VIDEO_CODE_COUNT; ++i) {
+    QVID_MM_LIMITS l = LimitsOf(QCMN_VIDEO_CODES[i], &r);
+    EXPECT_EQ(r, QVID_MM_OK);
+    EXPECT_GE(l.landscape_width, 1920u);
+    EXPECT_EQ(l.portrait_width, l.landscape_height);
+    EXPECT_EQ(l.portrait_height, l.landscape_width);
+  }
+  // No limits for what is not supported: the caller's preset stays.
+  QVID_MM_LIMITS l = LimitsOf(qcmn_fourcc("THEO"), &r);
+  EXPECT_EQ(r, QVID_MM_ERR_UNSUPPORTED);
+  EXPECT_EQ(l.landscape_width, 1u);
+  EXPECT_EQ(l.portrait_height, 4u);
+}
+
+TEST(MmSpec, BadQueriesAndNullAnswers) {
+  QVID_MM_LIMITS l = {1, 2, 3, 4};
+  for (int32_t q : {0, 99, 102, -100, -1}) {
+    EXPECT_EQ(qvid_get_mm_spec(q, qcmn_fourcc("avc1"), &l), QVID_MM_ERR_UNKNOWN_QUERY) << q;
+  }
+  EXPECT_EQ(l.landscape_width, 1u);
+  EXPECT_EQ(qvid_get_mm_spec(QVID_MM_QUERY_SUPPORT, qcmn_fourcc("avc1"), nullptr),
+            QVID_MM_ERR_NULL_ANSWER);
+  EXPECT_EQ(qvid_get_mm_spec(QVID_MM_QUERY_LIMITS, qcmn_fourcc("avc1"), nullptr),
+            QVID_MM_ERR_NULL_ANSWER);
+  // Distinct from "unsupported", which the front end treats specially.
+  EXPECT_NE(QVID_MM_ERR_NULL_ANSWER, QVID_MM_ERR_UNSUPPORTED);
+  EXPECT_NE(QVID_MM_ERR_UNKNOWN_QUERY, QVID_MM_ERR_UNSUPPORTED);
 }
 
 }  // namespace
