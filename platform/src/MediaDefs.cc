@@ -24,6 +24,7 @@ const char* MEDIA_MIMETYPE_AUDIO_MPEG_LAYER_I = "audio/mpeg-L1";
 const char* MEDIA_MIMETYPE_AUDIO_MPEG_LAYER_II = "audio/mpeg-L2";
 const char* MEDIA_MIMETYPE_AUDIO_AC3 = "audio/ac3";
 const char* MEDIA_MIMETYPE_AUDIO_EAC3 = "audio/eac3";
+const char* MEDIA_MIMETYPE_AUDIO_AC4 = "audio/ac4";
 const char* MEDIA_MIMETYPE_AUDIO_FLAC = "audio/flac";
 const char* MEDIA_MIMETYPE_AUDIO_OPUS = "audio/opus";
 const char* MEDIA_MIMETYPE_AUDIO_VORBIS = "audio/vorbis";
@@ -35,7 +36,11 @@ const char* MEDIA_MIMETYPE_AUDIO_DVI_IMA_ADPCM = "audio/x-adpcm-dvi-ima";
 const char* MEDIA_MIMETYPE_AUDIO_G711_ALAW = "audio/g711-alaw";
 const char* MEDIA_MIMETYPE_AUDIO_G711_MLAW = "audio/g711-mlaw";
 const char* MEDIA_MIMETYPE_AUDIO_MSGSM = "audio/gsm";
+const char* MEDIA_MIMETYPE_AUDIO_AMR_NB = "audio/3gpp";
+const char* MEDIA_MIMETYPE_AUDIO_AMR_WB = "audio/amr-wb";
+const char* MEDIA_MIMETYPE_AUDIO_QCELP = "audio/qcelp";
 
 const char* MEDIA_MIMETYPE_TEXT_SUBRIP = "application/x-subrip";
+const char* MEDIA_MIMETYPE_TEXT_3GPP = "text/3gpp-tt";
 
 }  // namespace android

@@ -26,6 +26,7 @@ extern const char* MEDIA_MIMETYPE_AUDIO_MPEG_LAYER_I;
 extern const char* MEDIA_MIMETYPE_AUDIO_MPEG_LAYER_II;
 extern const char* MEDIA_MIMETYPE_AUDIO_AC3;
 extern const char* MEDIA_MIMETYPE_AUDIO_EAC3;
+extern const char* MEDIA_MIMETYPE_AUDIO_AC4;
 extern const char* MEDIA_MIMETYPE_AUDIO_FLAC;
 extern const char* MEDIA_MIMETYPE_AUDIO_OPUS;
 extern const char* MEDIA_MIMETYPE_AUDIO_VORBIS;
@@ -37,7 +38,11 @@ extern const char* MEDIA_MIMETYPE_AUDIO_DVI_IMA_ADPCM;
 extern const char* MEDIA_MIMETYPE_AUDIO_G711_ALAW;
 extern const char* MEDIA_MIMETYPE_AUDIO_G711_MLAW;
 extern const char* MEDIA_MIMETYPE_AUDIO_MSGSM;
+extern const char* MEDIA_MIMETYPE_AUDIO_AMR_NB;
+extern const char* MEDIA_MIMETYPE_AUDIO_AMR_WB;
+extern const char* MEDIA_MIMETYPE_AUDIO_QCELP;
 
 extern const char* MEDIA_MIMETYPE_TEXT_SUBRIP;
+extern const char* MEDIA_MIMETYPE_TEXT_3GPP;
 
 }  // namespace android
