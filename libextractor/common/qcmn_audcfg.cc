@@ -1,0 +1,222 @@
+// MPEG-4 AudioSpecificConfig reader (ISO/IEC 14496-3, 1.6.2.1).
+//
+// We read what a decoder needs to be chosen and set up: the object type that becomes the
+// profile, the output sample rate and the channel count. Fields every configuration has are
+// required; what may follow them (GASpecificConfig, the backward-compatible SBR/PS extension)
+// is read only when present, since muxers often cut the block after the fixed fields.
+#include "common/qcmn_audcfg.h"
+
+#include <initializer_list>
+
+#include "common/qcmn_fourcc.h"
+#include "common/qcmn_mt.h"
+
+namespace {
+
+// MSB-first reader that never reads past the end: a failed read leaves the position alone.
+class BitReader {
+ public:
+  BitReader(const uint8_t* data, uint32_t length)
+      : data_(data), bits_(static_cast<uint64_t>(length) * 8) {}
+
+  bool Read(uint32_t count, uint32_t* value) {
+    if (count > 32 || count > Left()) return false;
+    uint32_t v = 0;
+    for (uint32_t i = 0; i < count; ++i) {
+      const uint8_t byte = data_[pos_ >> 3];
+      v = (v << 1) | ((byte >> (7 - (pos_ & 7))) & 1u);
+      ++pos_;
+    }
+    *value = v;
+    return true;
+  }
+
+  bool Skip(uint64_t count) {
+    if (count > Left()) return false;
+    pos_ += count;
+    return true;
+  }
+
+  bool AlignToByte() { return Skip((8 - (pos_ & 7)) & 7); }
+
+  uint64_t Left() const { return bits_ - pos_; }
+
+ private:
+  const uint8_t* data_;
+  uint64_t bits_;
+  uint64_t pos_ = 0;
+};
+
+enum class Status { kOk, kTruncated, kInvalid };
+
+constexpr uint32_t kAotSbr = 5;
+constexpr uint32_t kAotPs = 29;
+constexpr uint32_t kAotErBsac = 22;
+constexpr uint32_t kAotEscape = 31;
+constexpr uint32_t kFreqEscape = 15;
+constexpr uint32_t kSyncSbr = 0x2B7;
+constexpr uint32_t kSyncPs = 0x548;
+
+constexpr int32_t kRates[13] = {96000, 88200, 64000, 48000, 44100, 32000, 24000,
+                                22050, 16000, 12000, 11025, 8000,  7350};
+
+// Channels per channelConfiguration; 0 where the value is reserved or defers to a program
+// config element.
+constexpr int32_t kChannels[16] = {0, 1, 2, 3, 4, 5, 6, 8, 0, 0, 0, 7, 8, 24, 8, 0};
+
+Status ReadObjectType(BitReader* br, uint32_t* aot) {
+  uint32_t v;
+  if (!br->Read(5, &v)) return Status::kTruncated;
+  if (v == kAotEscape) {
+    uint32_t ext;
+    if (!br->Read(6, &ext)) return Status::kTruncated;
+    v = 32 + ext;
+  }
+  if (v == 0) return Status::kInvalid;
+  *aot = v;
+  return Status::kOk;
+}
+
+Status ReadFrequency(BitReader* br, int32_t* rate) {
+  uint32_t index;
+  if (!br->Read(4, &index)) return Status::kTruncated;
+  if (index == kFreqEscape) {
+    uint32_t hz;
+    if (!br->Read(24, &hz)) return Status::kTruncated;
+    if (hz == 0) return Status::kInvalid;
+    *rate = static_cast<int32_t>(hz);
+    return Status::kOk;
+  }
+  if (index >= 13) return Status::kInvalid;  // 13 and 14 are reserved
+  *rate = kRates[index];
+  return Status::kOk;
+}
+
+// The general audio types, whose configuration is a GASpecificConfig.
+bool IsGeneralAudio(uint32_t aot) {
+  switch (aot) {
+    case 1:
+    case 2:
+    case 3:
+    case 4:
+    case 6:
+    case 7:
+    case 17:
+    case 19:
+    case 20:
+    case 21:
+    case 22:
+    case 23: return true;
+    default: return false;
+  }
+}
+
+// program_config_element(): counts the channels it places and leaves the reader after it.
+bool ReadProgramConfig(BitReader* br, int32_t* channels) {
+  uint32_t front, side, back, lfe, assoc, cc, flag, v;
+  if (!br->Skip(4 + 2 + 4)) return false;  // instance tag, object type, frequency index
+  if (!br->Read(4, &front) || !br->Read(4, &side) || !br->Read(4, &back) || !br->Read(2, &lfe) ||
+      !br->Read(3, &assoc) || !br->Read(4, &cc)) {
+    return false;
+  }
+  for (uint32_t skip : {4u, 4u, 3u}) {  // mono mixdown, stereo mixdown, matrix mixdown
+    if (!br->Read(1, &flag) || (flag && !br->Skip(skip))) return false;
+  }
+  int32_t count = 0;
+  for (uint32_t i = 0; i < front + side + back; ++i) {
+    if (!br->Read(1, &v) || !br->Skip(4)) return false;  // is_cpe, instance tag
+    count += v ? 2 : 1;
+  }
+  count += static_cast<int32_t>(lfe);
+  if (!br->Skip(4ull * lfe + 4ull * assoc + 5ull * cc)) return false;
+  if (!br->AlignToByte() || !br->Read(8, &v) || !br->Skip(8ull * v)) return false;  // comment
+  *channels = count;
+  return true;
+}
+
+// GASpecificConfig(); false when the block ends inside it.
+bool ReadGeneralAudioConfig(BitReader* br, uint32_t aot, uint32_t channel_config,
+                            int32_t* channels) {
+  uint32_t depends_on_core, extension, v;
+  if (!br->Skip(1) || !br->Read(1, &depends_on_core)) return false;  // frame length flag
+  if (depends_on_core && !br->Skip(14)) return false;                // core coder delay
+  if (!br->Read(1, &extension)) return false;
+  if (channel_config == 0 && !ReadProgramConfig(br, channels)) return false;
+  if ((aot == 6 || aot == 20) && !br->Skip(3)) return false;  // layer number
+  if (extension) {
+    if (aot == kAotErBsac && !br->Skip(5 + 11)) return false;
+    if ((aot == 17 || aot == 19 || aot == 20 || aot == 23) && !br->Skip(3)) return false;
+    if (!br->Read(1, &v)) return false;  // extensionFlag3
+  }
+  return true;
+}
+
+// The backward-compatible extension after the type-specific configuration: SBR (and with it
+// possibly PS) signalled to decoders that look for it, invisible to those that do not.
+void ReadSyncExtension(BitReader* br, QAUD_CONFIG* cfg) {
+  uint32_t sync, sbr;
+  uint32_t ext_aot = 0;
+  int32_t ext_rate = 0;
+  if (br->Left() < 16 || !br->Read(11, &sync) || sync != kSyncSbr) return;
+  if (ReadObjectType(br, &ext_aot) != Status::kOk || ext_aot != kAotSbr) return;
+  if (!br->Read(1, &sbr) || !sbr) return;
+  if (ReadFrequency(br, &ext_rate) != Status::kOk) return;
+  cfg->aac_profile = static_cast<int32_t>(kAotSbr);
+  cfg->sample_rate = ext_rate;
+  uint32_t ps;
+  if (br->Left() >= 12 && br->Read(11, &sync) && sync == kSyncPs && br->Read(1, &ps) && ps) {
+    cfg->aac_profile = static_cast<int32_t>(kAotPs);
+    if (cfg->channels == 1) cfg->channels = 2;
+  }
+}
+
+Status Parse(BitReader* br, QAUD_CONFIG* cfg) {
+  uint32_t aot, channel_config;
+  int32_t rate;
+  Status s = ReadObjectType(br, &aot);
+  if (s != Status::kOk) return s;
+  if ((s = ReadFrequency(br, &rate)) != Status::kOk) return s;
+  if (!br->Read(4, &channel_config)) return Status::kTruncated;
+  cfg->aac_profile = static_cast<int32_t>(aot);
+  cfg->sample_rate = rate;
+  cfg->channels = kChannels[channel_config];
+
+  if (aot == kAotSbr || aot == kAotPs) {
+    // Explicit SBR: the output rate, then the type of the core underneath. The profile stays
+    // the signalled one; that is what picks the decoder.
+    if ((s = ReadFrequency(br, &cfg->sample_rate)) != Status::kOk) return s;
+    uint32_t core;
+    if ((s = ReadObjectType(br, &core)) != Status::kOk) return s;
+    if (core == kAotErBsac && !br->Skip(4)) return Status::kTruncated;
+    if (aot == kAotPs && cfg->channels == 1) cfg->channels = 2;
+    // Where the core's configuration holds the program config element, count from it.
+    if (channel_config == 0 && IsGeneralAudio(core)) {
+      ReadGeneralAudioConfig(br, core, channel_config, &cfg->channels);
+    }
+    return Status::kOk;
+  }
+  if (IsGeneralAudio(aot) && ReadGeneralAudioConfig(br, aot, channel_config, &cfg->channels)) {
+    ReadSyncExtension(br, cfg);
+  }
+  return Status::kOk;
+}
+
+bool IsAacCode(uint32_t code) {
+  return code == QCMN_TAG_AAC || code == qcmn_fourcc("mp4a") || code == qcmn_fourcc("MP4A");
+}
+
+}  // namespace
+
+int32_t qaud_config_parser(const QAUD_CONFIG_INPUT* in, QAUD_CONFIG* out) {
+  if (!in || !out || (!in->data && in->length > 0)) return QAUD_CFG_ERR_ARGUMENT;
+  if (!IsAacCode(in->code)) return QAUD_CFG_ERR_CODEC;
+  if (in->length == 0) return QAUD_CFG_ERR_EMPTY;
+  BitReader br(in->data, in->length);
+  QAUD_CONFIG cfg = {0, 0, 0};
+  switch (Parse(&br, &cfg)) {
+    case Status::kOk: *out = cfg; return QAUD_CFG_OK;
+    case Status::kTruncated: return QAUD_CFG_ERR_TRUNCATED;
+    case Status::kInvalid: return QAUD_CFG_ERR_INVALID;
+  }
+  return QAUD_CFG_ERR_INVALID;
+}

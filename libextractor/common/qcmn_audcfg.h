@@ -1,0 +1,31 @@
+// Audio decoder configuration: what the track's format block says about the codec, for the
+// format keys the framework's decoders read. Today: MPEG-4 AudioSpecificConfig for AAC.
+#pragma once
+
+#include <stdint.h>
+
+struct QAUD_CONFIG_INPUT {
+  const uint8_t* data;  // the track's format block
+  uint32_t length;
+  uint32_t code;  // the track's codec code: 0xFF, "mp4a" or "MP4A"
+};
+
+struct QAUD_CONFIG {
+  int32_t aac_profile;  // MPEG-4 audio object type, as the "aac-profile" key takes it: 2 LC,
+                        // 5 HE (SBR), 29 HE with parametric stereo, 23 LD, 39 ELD, 42 xHE...
+  int32_t sample_rate;  // Hz of the decoded output: the SBR rate when SBR is signalled
+  int32_t channels;     // decoded channels; 0 when the configuration does not say
+};
+
+enum : int32_t {
+  QAUD_CFG_OK = 0,
+  QAUD_CFG_ERR_ARGUMENT = -1,   // null input or output, or null data with a length
+  QAUD_CFG_ERR_CODEC = -2,      // a code this parser does not read
+  QAUD_CFG_ERR_EMPTY = -3,      // no bytes
+  QAUD_CFG_ERR_TRUNCATED = -4,  // ends inside a field every configuration must have
+  QAUD_CFG_ERR_INVALID = -5,    // object type 0, reserved frequency index, zero frequency
+};
+
+// Parses the configuration in *in into *out. Returns QAUD_CFG_OK, or a negative QAUD_CFG_ERR_*
+// with *out unchanged.
+int32_t qaud_config_parser(const QAUD_CONFIG_INPUT* in, QAUD_CONFIG* out);

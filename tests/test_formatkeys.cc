@@ -1,0 +1,482 @@
+// Format keys, codec-code to MIME mapping, codec capabilities and the AAC configuration parser.
+#include <gtest/gtest.h>
+#include <media/stagefright/MediaDefs.h>
+#include <string.h>
+
+#include <set>
+#include <string>
+#include <vector>
+
+#include "common/qcmn_audcfg.h"
+#include "common/qcmn_codecs.h"
+#include "common/qcmn_formatkeys.h"
+#include "common/qcmn_fourcc.h"
+#include "common/qcmn_mimetypes.h"
+#include "common/qcmn_mmspec.h"
+#include "common/qcmn_mt.h"
+#include "demux_harness.h"
+#include "real_file.h"
+
+namespace {
+
+TEST(FormatKeys, DistinctNamespacedAndTyped) {
+  const char* const named[] = {
+      AMEDIAFORMAT_KEY_FOURCC,
+      AMEDIAFORMAT_KEY_TRACK_FOURCC,
+      AMEDIAFORMAT_KEY_IS_MP4_DP,
+      AMEDIAFORMAT_KEY_ERROR_TYPE,
+      AMEDIAFORMAT_KEY_ERROR_LOGGABLE,
+      AMEDIAFORMAT_KEY_TRACK_NAME,
+      AMEDIAFORMAT_KEY_CHAR_ENCODING_TYPES,
+      AMEDIAFORMAT_KEY_I_FRAME_AVG_INTERVAL,
+      AMEDIAFORMAT_KEY_ALLOW_FRAME_REORDERING,
+      AMEDIAFORMAT_KEY_WRITER,
+  };
+  std::set<std::string> seen;
+  for (const char* key : named) {
+    ASSERT_NE(key, nullptr);
+    // Framework keys are bare words ("mime", "durationUs"); ours must never be one of them.
+    EXPECT_EQ(strncmp(key, "vendor.qmkv.", 12), 0) << key;
+    EXPECT_GT(strlen(key), 12u) << key;
+    EXPECT_TRUE(seen.insert(key).second) << "duplicate " << key;
+  }
+  // The type table lists exactly these keys, once each.
+  ASSERT_EQ(QCMN_FORMAT_KEY_COUNT, seen.size());
+  std::set<std::string> typed;
+  for (size_t i = 0; i < QCMN_FORMAT_KEY_COUNT; ++i) {
+    typed.insert(*QCMN_FORMAT_KEYS[i].key);
+  }
+  EXPECT_EQ(typed, seen);
+  auto type_of = [](const char* key) {
+    for (size_t i = 0; i < QCMN_FORMAT_KEY_COUNT; ++i) {
+      if (*QCMN_FORMAT_KEYS[i].key == key) return QCMN_FORMAT_KEYS[i].type;
+    }
+    ADD_FAILURE() << "untyped " << key;
+    return QcmnKeyType::kInt32;
+  };
+  // The three that are not plain integers decide how the front end must set them.
+  EXPECT_EQ(type_of(AMEDIAFORMAT_KEY_TRACK_NAME), QcmnKeyType::kBuffer);
+  EXPECT_EQ(type_of(AMEDIAFORMAT_KEY_I_FRAME_AVG_INTERVAL), QcmnKeyType::kInt64);
+  EXPECT_EQ(type_of(AMEDIAFORMAT_KEY_WRITER), QcmnKeyType::kString);
+}
+
+TEST(FourCC2MIME, SampleAgainstFrameworkStrings) {
+  EXPECT_STREQ(FourCC2MIME(qcmn_fourcc("avc1")), "video/avc");
+  EXPECT_STREQ(FourCC2MIME(qcmn_fourcc("X264")), "video/avc");
+  EXPECT_STREQ(FourCC2MIME(qcmn_fourcc("hev1")), "video/hevc");
+  EXPECT_STREQ(FourCC2MIME(qcmn_fourcc("VP90")), "video/x-vnd.on2.vp9");
+  EXPECT_STREQ(FourCC2MIME(qcmn_fourcc("av01")), "video/av01");
+  EXPECT_STREQ(FourCC2MIME(qcmn_fourcc("XVID")), "video/mp4v-es");
+  EXPECT_STREQ(FourCC2MIME(qcmn_fourcc("MP43")), "video/divx3");
+  EXPECT_STREQ(FourCC2MIME(qcmn_fourcc("s263")), "video/3gpp");
+  EXPECT_STREQ(FourCC2MIME(qcmn_fourcc("mpg2")), "video/mpeg2");
+  EXPECT_STREQ(FourCC2MIME(0xFF), "audio/mp4a-latm");
+  EXPECT_STREQ(FourCC2MIME(0x55), "audio/mpeg");
+  EXPECT_STREQ(FourCC2MIME(0x50), "audio/mpeg-L2");
+  EXPECT_STREQ(FourCC2MIME(0x2674F), "audio/vorbis");
+  EXPECT_STREQ(FourCC2MIME(0x92), "audio/ac3");
+  EXPECT_STREQ(FourCC2MIME(qcmn_fourcc("ec-3")), "audio/eac3");
+  EXPECT_STREQ(FourCC2MIME(qcmn_fourcc("Opus")), "audio/opus");
+  EXPECT_STREQ(FourCC2MIME(qcmn_fourcc("lpcm")), "audio/raw");
+  EXPECT_STREQ(FourCC2MIME(0x11), "audio/x-adpcm-dvi-ima");
+  EXPECT_STREQ(FourCC2MIME(0x161), "audio/x-ms-wma");
+  EXPECT_STREQ(FourCC2MIME(qcmn_fourcc("SSRT")), "application/x-subrip");
+  // Same strings as the framework's variables, whatever pointer they come from.
+  EXPECT_STREQ(FourCC2MIME(qcmn_fourcc("AVC1")), android::MEDIA_MIMETYPE_VIDEO_AVC);
+  EXPECT_STREQ(FourCC2MIME(qcmn_fourcc("alac")), android::MEDIA_MIMETYPE_AUDIO_ALAC);
+  // Types the framework has no constant for get ours, and they are told apart.
+  EXPECT_STREQ(FourCC2MIME(0x2001), QCMN_MIMETYPE_AUDIO_DTS);
+  EXPECT_STREQ(FourCC2MIME(qcmn_fourcc("SASS")), QCMN_MIMETYPE_TEXT_ASS);
+  EXPECT_STREQ(FourCC2MIME(qcmn_fourcc("SSSA")), QCMN_MIMETYPE_TEXT_SSA);
+  EXPECT_STRNE(QCMN_MIMETYPE_TEXT_ASS, QCMN_MIMETYPE_TEXT_SSA);
+}
+
+TEST(FourCC2MIME, EverySupportedCodeHasAKindMatchingType) {
+  struct Kind {
+    const uint32_t* codes;
+    size_t count;
+    const char* prefix;
+  };
+  const Kind kinds[] = {
+      {QCMN_AUDIO_CODES, QCMN_AUDIO_CODE_COUNT, "audio/"},
+      {QCMN_VIDEO_CODES, QCMN_VIDEO_CODE_COUNT, "video/"},
+      {QCMN_SUBTITLE_CODES, QCMN_SUBTITLE_CODE_COUNT, ""},
+  };
+  EXPECT_EQ(QCMN_AUDIO_CODE_COUNT, 19u);
+  EXPECT_EQ(QCMN_VIDEO_CODE_COUNT, 24u);
+  EXPECT_EQ(QCMN_SUBTITLE_CODE_COUNT, 3u);
+  for (const Kind& k : kinds) {
+    for (size_t i = 0; i < k.count; ++i) {
+      const char* mime = FourCC2MIME(k.codes[i]);
+      ASSERT_NE(mime, nullptr);
+      EXPECT_STRCASENE(mime, QCMN_MIMETYPE_UNKNOWN) << std::hex << k.codes[i];
+      EXPECT_STRCASENE(mime, QCMN_MIMETYPE_AUDIO_UNKNOWN) << std::hex << k.codes[i];
+      EXPECT_STRCASENE(mime, QCMN_MIMETYPE_VIDEO_UNKNOWN) << std::hex << k.codes[i];
+      EXPECT_EQ(strncmp(mime, k.prefix, strlen(k.prefix)), 0) << mime;
+    }
+  }
+  EXPECT_TRUE(qcmn_is_audio_code(qcmn_fourcc("mp4a")));
+  EXPECT_FALSE(qcmn_is_audio_code(qcmn_fourcc("avc1")));
+  EXPECT_TRUE(qcmn_is_video_code(qcmn_fourcc("avc1")));
+  EXPECT_FALSE(qcmn_is_video_code(qcmn_fourcc("MPG1")));
+  EXPECT_TRUE(qcmn_is_subtitle_code(qcmn_fourcc("SSRT")));
+  EXPECT_FALSE(qcmn_is_subtitle_code(0));
+}
+
+TEST(FourCC2MIME, UnknownCodesGiveTheUnknownType) {
+  // Codes the demuxer makes for CodecIDs we have no decoder type for, and nonsense.
+  const uint32_t codes[] = {
+      0,
+      0xFFFFFFFF,
+      qcmn_fourcc("THEO"),
+      qcmn_fourcc("MPG1"),
+      qcmn_fourcc("RV40"),
+      qcmn_fourcc("*XYZ"),
+      qcmn_fourcc("#XYZ"),
+      QCMN_TAG_TTA,
+      QCMN_TAG_WAVPACK,
+      qcmn_fourcc("AVC2"),
+      qcmn_fourcc_bytes('a', 'v', 'c', 0),  // three characters and a zero byte
+      0xFE,
+      0x100};
+  for (uint32_t code : codes) {
+    EXPECT_STREQ(FourCC2MIME(code), QCMN_MIMETYPE_UNKNOWN) << std::hex << code;
+  }
+  // Case matters in codes: only the spellings we list are known.
+  EXPECT_STREQ(FourCC2MIME(qcmn_fourcc("Avc1")), QCMN_MIMETYPE_UNKNOWN);
+}
+
+// Limits as the front end reads them: a preset record the call overwrites.
+QVID_MM_LIMITS LimitsOf(uint32_t code, int32_t* result) {
+  QVID_MM_LIMITS l = {1, 2, 3, 4};
+  *result = qvid_get_mm_spec(QVID_MM_QUERY_LIMITS, code, &l);
+  return l;
+}
+
+TEST(MmSpec, SupportFollowsThePublishedVideoCodes) {
+  for (size_t i = 0; i < QCMN_VIDEO_CODE_COUNT; ++i) {
+    QVID_MM_SUPPORT s = {0};
+    EXPECT_EQ(qvid_get_mm_spec(QVID_MM_QUERY_SUPPORT, QCMN_VIDEO_CODES[i], &s), QVID_MM_OK);
+    EXPECT_EQ(s.supported, 1u) << std::hex << QCMN_VIDEO_CODES[i];
+  }
+  // Audio, subtitles, video we do not publish: refused, and a stale answer is cleared.
+  for (uint32_t code : {0xFFu, qcmn_fourcc("SSRT"), qcmn_fourcc("THEO"), qcmn_fourcc("MPG1"),
+                        qcmn_fourcc("Avc1"), 0u}) {
+    QVID_MM_SUPPORT s = {7};
+    EXPECT_EQ(qvid_get_mm_spec(QVID_MM_QUERY_SUPPORT, code, &s), QVID_MM_ERR_UNSUPPORTED);
+    EXPECT_EQ(s.supported, 0u);
+  }
+}
+
+TEST(MmSpec, LimitsFourKForModernCodecsFullHdOtherwise) {
+  int32_t r = 1;
+  for (const char* c : {"avc1", "H264", "hev1", "hvc1", "VP90", "av01"}) {
+    char cc[5] = {c[0], c[1], c[2], c[3], 0};
+    QVID_MM_LIMITS l = LimitsOf(qcmn_fourcc(cc), &r);
+    EXPECT_EQ(r, QVID_MM_OK) << c;
+    EXPECT_EQ(l.landscape_width, 4096u) << c;
+    EXPECT_EQ(l.landscape_height, 2176u) << c;
+    EXPECT_EQ(l.portrait_width, 2176u) << c;
+    EXPECT_EQ(l.portrait_height, 4096u) << c;
+  }
+  for (const char* c : {"MP4V", "xvid", "VP80", "MP43", "h263", "mpg2"}) {
+    char cc[5] = {c[0], c[1], c[2], c[3], 0};
+    QVID_MM_LIMITS l = LimitsOf(qcmn_fourcc(cc), &r);
+    EXPECT_EQ(r, QVID_MM_OK) << c;
+    EXPECT_EQ(l.landscape_width, 1920u) << c;
+    EXPECT_EQ(l.landscape_height, 1088u) << c;
+    EXPECT_EQ(l.portrait_width, 1088u) << c;
+    EXPECT_EQ(l.portrait_height, 1920u) << c;
+  }
+  // Every published code has limits that hold at least full HD in both orientations.
+  for (size_t i = 0; i < QCMN_VIDEO_CODE_COUNT; ++i) {
+    QVID_MM_LIMITS l = LimitsOf(QCMN_VIDEO_CODES[i], &r);
+    EXPECT_EQ(r, QVID_MM_OK);
+    EXPECT_GE(l.landscape_width, 1920u);
+    EXPECT_EQ(l.portrait_width, l.landscape_height);
+    EXPECT_EQ(l.portrait_height, l.landscape_width);
+  }
+  // No limits for what is not supported: the caller's preset stays.
+  QVID_MM_LIMITS l = LimitsOf(qcmn_fourcc("THEO"), &r);
+  EXPECT_EQ(r, QVID_MM_ERR_UNSUPPORTED);
+  EXPECT_EQ(l.landscape_width, 1u);
+  EXPECT_EQ(l.portrait_height, 4u);
+}
+
+TEST(MmSpec, BadQueriesAndNullAnswers) {
+  QVID_MM_LIMITS l = {1, 2, 3, 4};
+  for (int32_t q : {0, 99, 102, -100, -1}) {
+    EXPECT_EQ(qvid_get_mm_spec(q, qcmn_fourcc("avc1"), &l), QVID_MM_ERR_UNKNOWN_QUERY) << q;
+  }
+  EXPECT_EQ(l.landscape_width, 1u);
+  EXPECT_EQ(qvid_get_mm_spec(QVID_MM_QUERY_SUPPORT, qcmn_fourcc("avc1"), nullptr),
+            QVID_MM_ERR_NULL_ANSWER);
+  EXPECT_EQ(qvid_get_mm_spec(QVID_MM_QUERY_LIMITS, qcmn_fourcc("avc1"), nullptr),
+            QVID_MM_ERR_NULL_ANSWER);
+  // Distinct from "unsupported", which the front end treats specially.
+  EXPECT_NE(QVID_MM_ERR_NULL_ANSWER, QVID_MM_ERR_UNSUPPORTED);
+  EXPECT_NE(QVID_MM_ERR_UNKNOWN_QUERY, QVID_MM_ERR_UNSUPPORTED);
+}
+
+// MSB-first bit packer for building configurations field by field.
+class Bits {
+ public:
+  Bits& Put(uint32_t count, uint32_t value) {
+    for (uint32_t i = count; i-- > 0;) {
+      if (used_ % 8 == 0) bytes_.push_back(0);
+      if ((value >> i) & 1) bytes_.back() |= static_cast<uint8_t>(0x80 >> (used_ % 8));
+      ++used_;
+    }
+    return *this;
+  }
+  uint32_t used() const { return used_; }
+  const std::vector<uint8_t>& bytes() const { return bytes_; }
+
+ private:
+  std::vector<uint8_t> bytes_;
+  uint32_t used_ = 0;
+};
+
+const QAUD_CONFIG kUntouched = {-77, -77, -77};
+
+// Runs the parser with a sentinel output; on failure the output must come back untouched.
+int32_t Parse(const std::vector<uint8_t>& bytes, QAUD_CONFIG* out, uint32_t code = 0xFF) {
+  QAUD_CONFIG_INPUT in = {bytes.empty() ? nullptr : bytes.data(),
+                          static_cast<uint32_t>(bytes.size()), code};
+  *out = kUntouched;
+  int32_t r = qaud_config_parser(&in, out);
+  if (r != QAUD_CFG_OK) {
+    EXPECT_EQ(out->aac_profile, -77);
+    EXPECT_EQ(out->sample_rate, -77);
+    EXPECT_EQ(out->channels, -77);
+  }
+  return r;
+}
+
+void ExpectConfig(const std::vector<uint8_t>& bytes, int32_t profile, int32_t rate,
+                  int32_t channels) {
+  QAUD_CONFIG c;
+  ASSERT_EQ(Parse(bytes, &c), QAUD_CFG_OK);
+  EXPECT_EQ(c.aac_profile, profile);
+  EXPECT_EQ(c.sample_rate, rate);
+  EXPECT_EQ(c.channels, channels);
+}
+
+// The AAC tracks of the committed real files against their ffprobe references
+// (*.streams.json: profile "LC", sample_rate 48000, channels 2), through the demuxer's code and
+// CodecPrivate as the front end gets them.
+TEST(AacConfig, RealFilesAgreeWithFfprobe) {
+  for (const char* name : {"sample.mkv", "corpus/avc_ffmpeg.mkv", "corpus/blockgroups.mkv"}) {
+    SCOPED_TRACE(name);
+    mkvtest::Created c(mkvtest::ReadDataFile(name));
+    ASSERT_EQ(c.err(), 0);
+    int found = 0;
+    for (int32_t i = 0; i < c.ctx()->stream_count; ++i) {
+      const QMKVDS_CTX& st = c.ctx()->streams[i];
+      if (st.codec_tag != QCMN_TAG_AAC) continue;
+      ++found;
+      std::vector<uint8_t> asc(st.track.codec_private,
+                               st.track.codec_private + st.track.codec_private_size);
+      QAUD_CONFIG cfg;
+      ASSERT_EQ(Parse(asc, &cfg, st.codec_tag), QAUD_CFG_OK);
+      EXPECT_EQ(cfg.aac_profile, 2);
+      EXPECT_EQ(cfg.sample_rate, 48000);
+      EXPECT_EQ(cfg.channels, 2);
+    }
+    EXPECT_EQ(found, 1);
+  }
+}
+
+// CodecPrivate of Matroska files from ffmpeg's AAC encoder, as ffprobe -show_data printed it:
+//   ffmpeg -f lavfi -i sine=sample_rate=RATE -af aformat=channel_layouts=LAYOUT -c:a aac x.mkv
+// The expected values are ffprobe's profile, sample_rate and channels for the same file. The
+// encoder appends the SBR sync extension with SBR off (56 E5 00), and for layouts with no
+// channel configuration a program config element carrying an "Lavc59.37.100" comment.
+const std::vector<uint8_t> kQuad48k = {0x11, 0x80, 0x04, 0xC4, 0x04, 0x00, 0x21, 0x10, 0x0D,
+                                       'L',  'a',  'v',  'c',  '5',  '9',  '.',  '3',  '7',
+                                       '.',  '1',  '0',  '0',  0x56, 0xE5, 0x00};
+
+TEST(AacConfig, FfmpegEncoderOutput) {
+  ExpectConfig({0x11, 0x90, 0x56, 0xE5, 0x00}, 2, 48000, 2);  // stereo
+  ExpectConfig({0x15, 0x88, 0x56, 0xE5, 0x00}, 2, 8000, 1);   // mono
+  ExpectConfig({0x12, 0x30, 0x56, 0xE5, 0x00}, 2, 44100, 6);  // 5.1
+  ExpectConfig({0x10, 0x10, 0x56, 0xE5, 0x00}, 2, 96000, 2);
+  ExpectConfig({0x16, 0x08, 0x56, 0xE5, 0x00}, 2, 7350, 1);   // the last indexed rate
+  ExpectConfig({0x11, 0xB8, 0x56, 0xE5, 0x00}, 2, 48000, 8);  // 7.1: configuration 7
+  ExpectConfig(kQuad48k, 2, 48000, 4);
+  ExpectConfig({0x13, 0x80, 0x05, 0xC8, 0x48, 0x00, 0x20, 0x00, 0xC4, 0x40, 0x0D, 'L',  'a', 'v',
+                'c',  '5',  '9',  '.',  '3',  '7',  '.',  '1',  '0',  '0',  0x56, 0xE5, 0x00},
+               2, 22050, 7);  // 6.1
+  ExpectConfig({0x11, 0x80, 0x04, 0xC4, 0x01, 0x00, 0x20, 0x00, 0x0D, 'L',  'a',  'v', 'c',
+                '5',  '9',  '.',  '3',  '7',  '.',  '1',  '0',  '0',  0x56, 0xE5, 0x00},
+               2, 48000, 3);  // 2.1
+  // The bare two bytes, as muxers that drop the extension write them.
+  ExpectConfig({0x11, 0x90}, 2, 48000, 2);
+}
+
+TEST(AacConfig, SyncExtensionAfterProgramConfig) {
+  // Turning SBR on in the encoder's trailing extension (sbr flag 1, extension index 0) is only
+  // seen when the program config element and its comment were walked to the exact bit.
+  std::vector<uint8_t> he = kQuad48k;
+  he.back() = 0x80;
+  ExpectConfig(he, 5, 96000, 4);
+  // The same with PS after it; PS leaves a four-channel count alone.
+  Bits ps;
+  ps.Put(1, 1).Put(4, 0).Put(11, 0x548).Put(1, 1);
+  he.pop_back();
+  he.insert(he.end(), ps.bytes().begin(), ps.bytes().end());
+  ExpectConfig(he, 29, 96000, 4);
+  // A broken sync word is not an extension: plain LC.
+  std::vector<uint8_t> bad = kQuad48k;
+  bad[bad.size() - 3] ^= 0x01;
+  bad.back() = 0x80;
+  ExpectConfig(bad, 2, 48000, 4);
+}
+
+TEST(AacConfig, HandBuiltSignalling) {
+  // LC, 24 kHz core, mono, GASpecificConfig, then backward-compatible SBR at 48 kHz and PS.
+  Bits bc;
+  bc.Put(5, 2).Put(4, 6).Put(4, 1).Put(3, 0);
+  bc.Put(11, 0x2B7).Put(5, 5).Put(1, 1).Put(4, 3);
+  ExpectConfig(bc.bytes(), 5, 48000, 1);
+  bc.Put(11, 0x548).Put(1, 1);
+  ExpectConfig(bc.bytes(), 29, 48000, 2);
+
+  // Explicit SBR: type 5, core index 6, stereo, extension index 3, core LC.
+  Bits he;
+  he.Put(5, 5).Put(4, 6).Put(4, 2).Put(4, 3).Put(5, 2).Put(3, 0);
+  ExpectConfig(he.bytes(), 5, 48000, 2);
+  // Explicit PS on mono: two channels out.
+  Bits hps;
+  hps.Put(5, 29).Put(4, 8).Put(4, 1).Put(4, 5).Put(5, 2);
+  ExpectConfig(hps.bytes(), 29, 32000, 2);
+  // Explicit SBR with escaped rates on both sides and an escaped core type.
+  Bits esc;
+  esc.Put(5, 5).Put(4, 15).Put(24, 11000).Put(4, 2).Put(4, 15).Put(24, 22000).Put(5, 31).Put(6, 1);
+  ExpectConfig(esc.bytes(), 5, 22000, 2);
+
+  // Escaped object types: 31 then six bits, 32 + value.
+  Bits xhe;
+  xhe.Put(5, 31).Put(6, 10).Put(4, 3).Put(4, 2);
+  ExpectConfig(xhe.bytes(), 42, 48000, 2);
+  Bits esc0;
+  esc0.Put(5, 31).Put(6, 0).Put(4, 4).Put(4, 1);
+  ExpectConfig(esc0.bytes(), 32, 44100, 1);
+  Bits esc63;
+  esc63.Put(5, 31).Put(6, 63).Put(4, 4).Put(4, 1);
+  ExpectConfig(esc63.bytes(), 95, 44100, 1);
+  // Escaped frequency: any 24-bit rate, up to the largest.
+  Bits rate;
+  rate.Put(5, 2).Put(4, 15).Put(24, 22000).Put(4, 2);
+  ExpectConfig(rate.bytes(), 2, 22000, 2);
+  Bits top;
+  top.Put(5, 23).Put(4, 15).Put(24, 0xFFFFFF).Put(4, 1);
+  ExpectConfig(top.bytes(), 23, 16777215, 1);
+
+  // Channel configurations: the later additions, and reserved values that say nothing.
+  for (auto [config, channels] :
+       {std::pair<uint32_t, int32_t>{11, 7}, {12, 8}, {13, 24}, {14, 8}, {8, 0}, {15, 0}, {0, 0}}) {
+    Bits b;
+    b.Put(5, 2).Put(4, 3).Put(4, config);
+    SCOPED_TRACE(config);
+    ExpectConfig(b.bytes(), 2, 48000, channels);
+  }
+}
+
+TEST(AacConfig, InvalidFields) {
+  QAUD_CONFIG c;
+  auto with = [](std::initializer_list<std::pair<uint32_t, uint32_t>> fields) {
+    Bits b;
+    for (auto [n, v] : fields) b.Put(n, v);
+    b.Put(8, 0);  // room, so nothing reads as truncated
+    return b.bytes();
+  };
+  EXPECT_EQ(Parse({0x00, 0x00}, &c), QAUD_CFG_ERR_INVALID);                     // type 0
+  EXPECT_EQ(Parse(with({{5, 2}, {4, 13}, {4, 2}}), &c), QAUD_CFG_ERR_INVALID);  // index 13
+  EXPECT_EQ(Parse(with({{5, 2}, {4, 14}, {4, 2}}), &c), QAUD_CFG_ERR_INVALID);  // index 14
+  EXPECT_EQ(Parse(with({{5, 2}, {4, 15}, {24, 0}, {4, 2}}), &c), QAUD_CFG_ERR_INVALID);
+  EXPECT_EQ(Parse(with({{5, 2}, {4, 12}, {4, 2}}), &c), QAUD_CFG_OK);  // 12 is still a rate
+  // The same checks apply to the explicit SBR fields.
+  EXPECT_EQ(Parse(with({{5, 5}, {4, 6}, {4, 2}, {4, 13}, {5, 2}}), &c), QAUD_CFG_ERR_INVALID);
+  EXPECT_EQ(Parse(with({{5, 5}, {4, 6}, {4, 2}, {4, 3}, {5, 0}}), &c), QAUD_CFG_ERR_INVALID);
+  EXPECT_EQ(Parse(with({{5, 29}, {4, 6}, {4, 1}, {4, 15}, {24, 0}, {5, 2}}), &c),
+            QAUD_CFG_ERR_INVALID);
+  // A bad frequency in the backward-compatible extension only loses the extension.
+  Bits bc;
+  bc.Put(5, 2).Put(4, 6).Put(4, 2).Put(3, 0).Put(11, 0x2B7).Put(5, 5).Put(1, 1).Put(4, 14);
+  ExpectConfig(bc.bytes(), 2, 24000, 2);
+}
+
+TEST(AacConfig, EveryTruncation) {
+  // Each configuration with the number of bits every configuration of its kind must have;
+  // every shorter cut fails, every longer one succeeds with the same fixed fields.
+  Bits he;
+  he.Put(5, 5).Put(4, 6).Put(4, 2).Put(4, 15).Put(24, 44100).Put(5, 31).Put(6, 0).Put(3, 0);
+  Bits esc;
+  esc.Put(5, 31).Put(6, 10).Put(4, 15).Put(24, 32000).Put(4, 2);
+  struct Case {
+    std::vector<uint8_t> bytes;
+    uint32_t required_bits;
+    int32_t profile;
+  };
+  const Case cases[] = {
+      {{0x11, 0x90, 0x56, 0xE5, 0x00}, 13, 2},
+      {kQuad48k, 13, 2},
+      {he.bytes(), 5 + 4 + 4 + 4 + 24 + 11, 5},
+      {esc.bytes(), 11 + 4 + 24 + 4, 42},
+  };
+  for (const Case& k : cases) {
+    for (size_t len = 0; len <= k.bytes.size(); ++len) {
+      SCOPED_TRACE(testing::Message() << "profile " << k.profile << " length " << len);
+      std::vector<uint8_t> cut(k.bytes.begin(), k.bytes.begin() + len);
+      QAUD_CONFIG c;
+      int32_t r = Parse(cut, &c);
+      if (len == 0) {
+        EXPECT_EQ(r, QAUD_CFG_ERR_EMPTY);
+      } else if (len * 8 < k.required_bits) {
+        EXPECT_EQ(r, QAUD_CFG_ERR_TRUNCATED);
+      } else {
+        EXPECT_EQ(r, QAUD_CFG_OK);
+        EXPECT_EQ(c.aac_profile, k.profile);
+      }
+    }
+  }
+  // A program config element that does not fit leaves the count to the container (0), as for
+  // a configuration 0 written without one.
+  std::vector<uint8_t> cut(kQuad48k.begin(), kQuad48k.begin() + 5);
+  ExpectConfig(cut, 2, 48000, 0);
+}
+
+TEST(AacConfig, ArgumentsCodesAndZeroBuffers) {
+  QAUD_CONFIG c = kUntouched;
+  const uint8_t lc[] = {0x11, 0x90};
+  QAUD_CONFIG_INPUT in = {lc, 2, 0xFF};
+  EXPECT_EQ(qaud_config_parser(nullptr, &c), QAUD_CFG_ERR_ARGUMENT);
+  EXPECT_EQ(qaud_config_parser(&in, nullptr), QAUD_CFG_ERR_ARGUMENT);
+  in = {nullptr, 2, 0xFF};
+  EXPECT_EQ(qaud_config_parser(&in, &c), QAUD_CFG_ERR_ARGUMENT);
+  in = {nullptr, 0, 0xFF};
+  EXPECT_EQ(qaud_config_parser(&in, &c), QAUD_CFG_ERR_EMPTY);
+  in = {lc, 0, 0xFF};
+  EXPECT_EQ(qaud_config_parser(&in, &c), QAUD_CFG_ERR_EMPTY);
+  EXPECT_EQ(c.aac_profile, -77);
+  // The three AAC spellings are read; other audio is not this parser's.
+  for (uint32_t code : {0xFFu, qcmn_fourcc("mp4a"), qcmn_fourcc("MP4A")}) {
+    in = {lc, 2, code};
+    EXPECT_EQ(qaud_config_parser(&in, &c), QAUD_CFG_OK);
+    EXPECT_EQ(c.sample_rate, 48000);
+  }
+  for (uint32_t code : {0x55u, qcmn_fourcc("Opus"), qcmn_fourcc("MP4a"), 0u}) {
+    in = {lc, 2, code};
+    EXPECT_EQ(qaud_config_parser(&in, &c), QAUD_CFG_ERR_CODEC);
+  }
+  // Zero-filled blocks of any length are object type 0.
+  for (size_t n : {1u, 2u, 5u, 64u}) {
+    EXPECT_EQ(Parse(std::vector<uint8_t>(n, 0), &c), QAUD_CFG_ERR_INVALID) << n;
+  }
+  // All ones: type escape to 95, frequency escape to 0xFFFFFF Hz; two bytes stop inside it.
+  EXPECT_EQ(Parse({0xFF, 0xFF}, &c), QAUD_CFG_ERR_TRUNCATED);
+  ExpectConfig(std::vector<uint8_t>(8, 0xFF), 95, 16777215, 0);
+}
+
+}  // namespace
