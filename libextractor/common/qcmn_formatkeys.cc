@@ -80,7 +80,7 @@ const CodeMime kTable[] = {
     {qcmn_fourcc("alac"), &MEDIA_MIMETYPE_AUDIO_ALAC},
     {QCMN_TAG_DTS, &kDts},
 
-    // MPEG-4 Part 2 in all its spellings goes to the one MPEG-4 decoder every device has.
+    // MPEG-4 Visual in all its spellings goes to the one MPEG-4 decoder every device has.
     {qcmn_fourcc("xvid"), &MEDIA_MIMETYPE_VIDEO_MPEG4},
     {qcmn_fourcc("XVID"), &MEDIA_MIMETYPE_VIDEO_MPEG4},
     {qcmn_fourcc("fmp4"), &MEDIA_MIMETYPE_VIDEO_MPEG4},
