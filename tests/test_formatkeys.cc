@@ -12,7 +12,7 @@
 #include "common/qcmn_formatkeys.h"
 #include "common/qcmn_fourcc.h"
 #include "common/qcmn_mimetypes.h"
-#include "common/qcmn_mmspec.h"
+#include "common/qcmn_mmcaps.h"
 #include "common/qcmn_mt.h"
 #include "demux_harness.h"
 #include "real_file.h"

@@ -1,5 +1,5 @@
 // Video decoder capabilities of the device.
-#include "common/qcmn_mmspec.h"
+#include "common/qcmn_mmcaps.h"
 
 #include "common/qcmn_fourcc.h"
 

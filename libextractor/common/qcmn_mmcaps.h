@@ -1,5 +1,5 @@
 // What this device's video decoders can take: whether a codec is supported at all, and the
-// largest picture per orientation. The table behind it (qcmn_mmspec.cc) is the one place a
+// largest picture per orientation. The table behind it (qcmn_mmcaps.cc) is the one place a
 // device maker edits.
 #pragma once
 
