@@ -153,7 +153,7 @@ QVID_MM_LIMITS LimitsOf(uint32_t code, int32_t* result) {
   return l;
 }
 
-TEST(MmSpec, SupportFollowsThePublishedVideoCodes) {
+TEST(DecoderCaps, SupportFollowsThePublishedVideoCodes) {
   for (size_t i = 0; i < QCMN_VIDEO_CODE_COUNT; ++i) {
     QVID_MM_SUPPORT s = {0};
     EXPECT_EQ(qvid_get_mm_spec(QVID_MM_QUERY_SUPPORT, QCMN_VIDEO_CODES[i], &s), QVID_MM_OK);
@@ -168,7 +168,7 @@ TEST(MmSpec, SupportFollowsThePublishedVideoCodes) {
   }
 }
 
-TEST(MmSpec, LimitsFourKForModernCodecsFullHdOtherwise) {
+TEST(DecoderCaps, LimitsFourKForModernCodecsFullHdOtherwise) {
   int32_t r = 1;
   for (const char* c : {"avc1", "H264", "hev1", "hvc1", "VP90", "av01"}) {
     char cc[5] = {c[0], c[1], c[2], c[3], 0};
@@ -203,7 +203,7 @@ TEST(MmSpec, LimitsFourKForModernCodecsFullHdOtherwise) {
   EXPECT_EQ(l.portrait_height, 4u);
 }
 
-TEST(MmSpec, BadQueriesAndNullAnswers) {
+TEST(DecoderCaps, BadQueriesAndNullAnswers) {
   QVID_MM_LIMITS l = {1, 2, 3, 4};
   for (int32_t q : {0, 99, 102, -100, -1}) {
     EXPECT_EQ(qvid_get_mm_spec(q, qcmn_fourcc("avc1"), &l), QVID_MM_ERR_UNKNOWN_QUERY) << q;
