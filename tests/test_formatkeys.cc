@@ -342,6 +342,13 @@ TEST(AacConfig, HandBuiltSignalling) {
   bc.Put(11, 0x548).Put(1, 1);
   ExpectConfig(bc.bytes(), 29, 48000, 2);
 
+  // Error-resilient LC (17): after its GASpecificConfig (extension flag set: three resilience
+  // flags and extensionFlag3) come two bits of epConfig, then the same extension.
+  Bits er;
+  er.Put(5, 17).Put(4, 6).Put(4, 1).Put(2, 0).Put(1, 1).Put(3, 0).Put(1, 0).Put(2, 0);
+  er.Put(11, 0x2B7).Put(5, 5).Put(1, 1).Put(4, 3);
+  ExpectConfig(er.bytes(), 5, 48000, 1);
+
   // Explicit SBR: type 5, core index 6, stereo, extension index 3, core LC.
   Bits he;
   he.Put(5, 5).Put(4, 6).Put(4, 2).Put(4, 3).Put(5, 2).Put(3, 0);

@@ -93,6 +93,11 @@ Status ReadFrequency(BitReader* br, int32_t* rate) {
 }
 
 // The general audio types, whose configuration is a GASpecificConfig.
+// The error-resilient object types carry an epConfig after their specific configuration.
+bool IsErrorResilient(uint32_t aot) {
+  return (aot >= 17 && aot <= 27) || aot == 39;
+}
+
 bool IsGeneralAudio(uint32_t aot) {
   switch (aot) {
     case 1:
@@ -195,7 +200,8 @@ Status Parse(BitReader* br, QAUD_CONFIG* cfg) {
     }
     return Status::kOk;
   }
-  if (IsGeneralAudio(aot) && ReadGeneralAudioConfig(br, aot, channel_config, &cfg->channels)) {
+  if (IsGeneralAudio(aot) && ReadGeneralAudioConfig(br, aot, channel_config, &cfg->channels) &&
+      (!IsErrorResilient(aot) || br->Skip(2))) {  // epConfig comes before the extension
     ReadSyncExtension(br, cfg);
   }
   return Status::kOk;
