@@ -56,12 +56,7 @@ int32_t ParseSequenceHeader(const uint8_t* data, size_t size, QVID_CONFIG* out) 
   const uint64_t width = uint64_t{br.Bits(width_bits)} + 1;
   const uint64_t height = uint64_t{br.Bits(height_bits)} + 1;
   if (br.error()) return kBroken;
-  if (!SideOk(width) || !SideOk(height)) return kBroken;
-  out->profile = static_cast<int32_t>(profile);
-  out->level = static_cast<int32_t>(level);
-  out->width = static_cast<uint32_t>(width);
-  out->height = static_cast<uint32_t>(height);
-  return kFound;
+  return Found(out, profile, level, width, height);
 }
 
 // leb128() of at most 8 bytes; false when cut short or too large.

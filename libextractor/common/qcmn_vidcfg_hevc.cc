@@ -51,12 +51,7 @@ int32_t ParseSps(const uint8_t* rbsp, size_t size, QVID_CONFIG* out) {
     if ((left + right) * sub_w >= width || (top + bottom) * sub_h >= height) return kBroken;
   }
   if (br.error()) return kBroken;
-  if (!SideOk(width) || !SideOk(height)) return kBroken;
-  out->profile = static_cast<int32_t>(profile_idc);
-  out->level = static_cast<int32_t>(level_idc);
-  out->width = static_cast<uint32_t>(width);
-  out->height = static_cast<uint32_t>(height);
-  return kFound;
+  return Found(out, profile_idc, level_idc, width, height);
 }
 
 }  // namespace

@@ -24,6 +24,18 @@ inline bool SideOk(uint64_t v) {
   return v != 0 && v <= kMaxSide;
 }
 
+// Fills the record once a header is read through: kFound, or kBroken for a size no decoder
+// could be asked for.
+inline int32_t Found(QVID_CONFIG* out, int64_t profile, int64_t level, uint64_t width,
+                     uint64_t height) {
+  if (!SideOk(width) || !SideOk(height)) return kBroken;
+  out->profile = static_cast<int32_t>(profile);
+  out->level = static_cast<int32_t>(level);
+  out->width = static_cast<uint32_t>(width);
+  out->height = static_cast<uint32_t>(height);
+  return kFound;
+}
+
 // One unit behind a 00 00 01 start code: from the byte after the start code up to the next
 // start code (or the end). Returns false when there is none from *pos on.
 struct Unit {

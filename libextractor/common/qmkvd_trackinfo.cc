@@ -28,6 +28,15 @@ uint32_t NameLength(const QMKVD_TRACK& t) {
   return static_cast<uint32_t>(strnlen(t.name, sizeof(t.name)));
 }
 
+// The language and the borrowed name, which audio and text records carry alike.
+template <typename Info>
+void SetLanguageAndName(const QMKVD_TRACK& t, Info* info) {
+  CopyLanguage(t, info->language);
+  info->name_encoding = QMKVD_NAME_ENCODING_PLAIN;
+  info->name_length = NameLength(t);
+  info->name = t.name;
+}
+
 // Frames in the Segment's duration at the track's default duration, truncated to 32 bits.
 uint32_t FrameCount(const QMKVD_CTX* ctx, const QMKVD_TRACK& t) {
   if (t.default_duration == 0) return 0;
@@ -83,10 +92,7 @@ int32_t qmkvd_get_info_aud(QMKVD_CTX* ctx, int32_t track, QMKVD_AUDIO_INFO* info
   info->channels = t.audio.channels;
   info->present = 1;
   info->media_type = static_cast<uint32_t>(qcmn_fcc2mt_aud(s->codec_tag));
-  CopyLanguage(t, info->language);
-  info->name_encoding = QMKVD_NAME_ENCODING_PLAIN;
-  info->name_length = NameLength(t);
-  info->name = t.name;
+  SetLanguageAndName(t, info);
   info->seek_pre_roll = t.seek_pre_roll;
   info->codec_delay = t.codec_delay;
   return QMKVD_OK;
@@ -101,10 +107,7 @@ int32_t qmkvd_get_info_txt(QMKVD_CTX* ctx, int32_t track, QMKVD_TEXT_INFO* info)
   info->codec_tag = s->codec_tag;
   info->present = 1;
   info->media_type = static_cast<uint32_t>(qcmn_fcc2mt_sub(s->codec_tag));
-  CopyLanguage(t, info->language);
-  info->name_encoding = QMKVD_NAME_ENCODING_PLAIN;
-  info->name_length = NameLength(t);
-  info->name = t.name;
+  SetLanguageAndName(t, info);
   return QMKVD_OK;
 }
 
