@@ -432,12 +432,7 @@ void PrintCondition(const char* cond, const char*, const char*) {
   fprintf(stderr, "condition: %s\n", cond);
 }
 
-class PluginMisuseDeathTest : public ::testing::Test {
- protected:
-  void SetUp() override { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
-};
-
-TEST_F(PluginMisuseDeathTest, StartTwice) {
+TEST(PluginMisuseDeathTest, StartTwice) {
   Opened o(SecondsFile());
   ASSERT_EQ(o.track->Start(), AMEDIA_OK);
   EXPECT_DEATH(
@@ -449,7 +444,7 @@ TEST_F(PluginMisuseDeathTest, StartTwice) {
       "CHECK\\(!mStarted\\) failed\\.");
 }
 
-TEST_F(PluginMisuseDeathTest, StopOrReadWithoutStart) {
+TEST(PluginMisuseDeathTest, StopOrReadWithoutStart) {
   Opened o(SecondsFile());
   EXPECT_DEATH(
       {
@@ -461,7 +456,7 @@ TEST_F(PluginMisuseDeathTest, StopOrReadWithoutStart) {
   EXPECT_DEATH(o.track->Read(), "libextractor/qmkv_extractor:1407 CHECK\\(mStarted\\) failed\\.");
 }
 
-TEST_F(PluginMisuseDeathTest, SeekModeBeyondTheFour) {
+TEST(PluginMisuseDeathTest, SeekModeBeyondTheFour) {
   Opened o(SecondsFile());
   ASSERT_EQ(o.track->Start(), AMEDIA_OK);
   EXPECT_DEATH(
@@ -473,7 +468,7 @@ TEST_F(PluginMisuseDeathTest, SeekModeBeyondTheFour) {
       "libextractor/qmkv_extractor:1441 CHECK\\(!\"Should not be here\\.\"\\) failed\\.");
 }
 
-TEST_F(PluginMisuseDeathTest, FormatWithoutMaximumInputSize) {
+TEST(PluginMisuseDeathTest, FormatWithoutMaximumInputSize) {
   Opened o(SecondsFile());
   android::sp<android::QMKVDSF> holder = android::QMKVExtractorPeer::Holder(o.plugin.extractor());
   o.track.reset();  // closes the track's stream so that a new source can open it
