@@ -114,6 +114,18 @@ int Twice(int x) {
   return 2 * x;
 }
 
+TEST(PlatformLog, DebugReachesStderrOnlyWhenAskedFor) {
+  testing::internal::CaptureStderr();
+  __android_log_print(ANDROID_LOG_DEBUG, "t", "hidden %d", 1);
+  __android_log_print(ANDROID_LOG_INFO, "t", "shown %d", 2);
+  const int32_t before = __android_log_set_minimum_priority(ANDROID_LOG_DEBUG);
+  __android_log_print(ANDROID_LOG_DEBUG, "t", "now shown %d", 3);
+  __android_log_set_minimum_priority(before);
+  const std::string out = testing::internal::GetCapturedStderr();
+  EXPECT_EQ(before, ANDROID_LOG_INFO);
+  EXPECT_EQ(out, "t I shown 2\nt D now shown 3\n");
+}
+
 TEST(PlatformLogDeathTest, AssertHookSeesConditionTagAndMessage) {
   host_log_set_assert_hook(&PrintAssert);
   const int three = Twice(1) + 1;  // not foldable into a constant condition
