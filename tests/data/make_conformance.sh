@@ -18,14 +18,14 @@
 # h264_nolacing_mkvmerge.mkv   mkvmerge  H.264 without B-frames, AAC, Opus; --disable-lacing;
 #                                        no Cues
 # h264_ffmpeg.mkv              ffmpeg    H.264 with B-frames, AAC, SRT, ASS; subtitles in
-#                                        BlockGroups with BlockDuration; Cues in front; tiny
-#                                        Clusters; CRC-32 elements; tags, chapters
+#                                        BlockGroups with BlockDuration; DiscardPadding; Cues in
+#                                        front; tiny Clusters; CRC-32 elements; tags, chapters
 # h264_pipe_ffmpeg.mkv         ffmpeg    written to a pipe: Segment of unknown size, no Cues;
 #                                        H.264 without B-frames, MP3
 # hevc_hdr_mkvmerge.mkv        mkvmerge  HEVC Main 10 with B-frames and colour/mastering
 #                                        metadata set by mkvmerge; E-AC-3
 # vp8_vorbis_ffmpeg.mkv        ffmpeg    VP8, Vorbis
-# vp9_flac_mkvmerge.mkv        mkvmerge  VP9, FLAC; TimestampScale 100000; one block a Cluster
+# vp9_flac_mkvmerge.mkv        mkvmerge  VP9, FLAC; TimestampScale 100000; 1-2 blocks a Cluster
 # av1_opus_mkvmerge.mkv        mkvmerge  AV1 (libaom), Opus; BlockGroups only (no_simpleblocks)
 # mpeg4_mp2_mkvmerge.mkv       mkvmerge  MPEG-4 Part 2 with B-frames (native mode), MP2
 # mpeg2_ac3_ffmpeg.mkv         ffmpeg    MPEG-2 video with B-frames, AC-3
@@ -41,7 +41,9 @@
 set -euo pipefail
 cd "$(dirname "$0")"
 out=conformance
-rm -rf "$out"
+# Only what the script makes goes; README.md stays.
+rm -rf "$out/ref" "$out/damaged"
+rm -f "$out"/*.mkv "$out"/*.mka "$out"/*.webm
 mkdir -p "$out/ref" "$out/damaged" "$out/ref/damaged"
 tmp=$(mktemp -d)
 trap 'rm -rf "$tmp"' EXIT
