@@ -30,6 +30,7 @@
 # mpeg4_mp2_mkvmerge.mkv       mkvmerge  MPEG-4 Part 2 with B-frames (native mode), MP2
 # mpeg2_ac3_ffmpeg.mkv         ffmpeg    MPEG-2 video with B-frames, AC-3
 # h263_pcm_ffmpeg.mkv          ffmpeg    H.263 at 128x96, 16-bit PCM
+# zlib_mkvmerge.mkv            mkvmerge  MP3 and SRT, both zlib-compressed (ContentEncoding)
 # mjpeg_mp3_ffmpeg.mkv         ffmpeg    MJPEG (a codec the extractor does not take), MP3
 # pcm_ffmpeg.mka               ffmpeg    PCM u8, s16le, s24le, s32le, f32le, s16be, s24be,
 #                                        s32be, one track each with language and name
@@ -183,6 +184,10 @@ mkv -o "$out/vp9_flac_mkvmerge.mkv" --timestamp-scale 100000 --cluster-length 1 
 
 mkv -o "$out/av1_opus_mkvmerge.mkv" --engage no_simpleblocks "$tmp/av1.ivf" \
   --language 0:eng "$tmp/a.opus"
+
+# zlib on every track, as older mkvmerge versions did for subtitles by default.
+mkv -o "$out/zlib_mkvmerge.mkv" --compression 0:zlib --language 0:ger "$tmp/a.mp3" \
+  --compression 0:zlib --language 0:spa "$tmp/subs.srt"
 
 mkv -o "$out/mpeg4_mp2_mkvmerge.mkv" --engage native_mpeg4 "$tmp/mpeg4.avi" \
   --language 0:eng "$tmp/a.mp2"
