@@ -27,7 +27,7 @@
 # vp8_vorbis_ffmpeg.mkv        ffmpeg    VP8, Vorbis
 # vp9_flac_mkvmerge.mkv        mkvmerge  VP9, FLAC; TimestampScale 100000; 1-2 blocks a Cluster
 # av1_opus_mkvmerge.mkv        mkvmerge  AV1 (libaom), Opus; BlockGroups only (no_simpleblocks)
-# mpeg4_mp2_mkvmerge.mkv       mkvmerge  MPEG-4 Part 2 with B-frames (native mode), MP2
+# mpeg4_mp2_mkvmerge.mkv       mkvmerge  MPEG-4 ASP video with B-frames (native mode), MP2
 # mpeg2_ac3_ffmpeg.mkv         ffmpeg    MPEG-2 video with B-frames, AC-3
 # h263_pcm_ffmpeg.mkv          ffmpeg    H.263 at 128x96, 16-bit PCM
 # zlib_mkvmerge.mkv            mkvmerge  MP3 and SRT, both zlib-compressed (ContentEncoding)
