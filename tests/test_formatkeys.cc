@@ -5,6 +5,7 @@
 
 #include <set>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "common/qcmn_audcfg.h"
@@ -61,25 +62,14 @@ TEST(FormatKeys, DistinctNamespacedAndTyped) {
 }
 
 TEST(FourCC2MIME, SampleAgainstFrameworkStrings) {
-  EXPECT_STREQ(FourCC2MIME(qcmn_fourcc("avc1")), "video/avc");
+  // A few entries, where codes that look alike part (MPEG layers, 3 vs 4 of MPEG-4 Visual).
   EXPECT_STREQ(FourCC2MIME(qcmn_fourcc("X264")), "video/avc");
-  EXPECT_STREQ(FourCC2MIME(qcmn_fourcc("hev1")), "video/hevc");
-  EXPECT_STREQ(FourCC2MIME(qcmn_fourcc("VP90")), "video/x-vnd.on2.vp9");
-  EXPECT_STREQ(FourCC2MIME(qcmn_fourcc("av01")), "video/av01");
   EXPECT_STREQ(FourCC2MIME(qcmn_fourcc("XVID")), "video/mp4v-es");
   EXPECT_STREQ(FourCC2MIME(qcmn_fourcc("MP43")), "video/divx3");
   EXPECT_STREQ(FourCC2MIME(qcmn_fourcc("s263")), "video/3gpp");
-  EXPECT_STREQ(FourCC2MIME(qcmn_fourcc("mpg2")), "video/mpeg2");
-  EXPECT_STREQ(FourCC2MIME(0xFF), "audio/mp4a-latm");
   EXPECT_STREQ(FourCC2MIME(0x55), "audio/mpeg");
   EXPECT_STREQ(FourCC2MIME(0x50), "audio/mpeg-L2");
-  EXPECT_STREQ(FourCC2MIME(0x2674F), "audio/vorbis");
-  EXPECT_STREQ(FourCC2MIME(0x92), "audio/ac3");
-  EXPECT_STREQ(FourCC2MIME(qcmn_fourcc("ec-3")), "audio/eac3");
-  EXPECT_STREQ(FourCC2MIME(qcmn_fourcc("Opus")), "audio/opus");
   EXPECT_STREQ(FourCC2MIME(qcmn_fourcc("lpcm")), "audio/raw");
-  EXPECT_STREQ(FourCC2MIME(0x11), "audio/x-adpcm-dvi-ima");
-  EXPECT_STREQ(FourCC2MIME(0x161), "audio/x-ms-wma");
   EXPECT_STREQ(FourCC2MIME(qcmn_fourcc("SSRT")), "application/x-subrip");
   // Same strings as the framework's variables, whatever pointer they come from.
   EXPECT_STREQ(FourCC2MIME(qcmn_fourcc("AVC1")), android::MEDIA_MIMETYPE_VIDEO_AVC);
@@ -125,25 +115,19 @@ TEST(FourCC2MIME, EverySupportedCodeHasAKindMatchingType) {
 
 TEST(FourCC2MIME, UnknownCodesGiveTheUnknownType) {
   // Codes the demuxer makes for CodecIDs we have no decoder type for, and nonsense.
-  const uint32_t codes[] = {
-      0,
-      0xFFFFFFFF,
-      qcmn_fourcc("THEO"),
-      qcmn_fourcc("MPG1"),
-      qcmn_fourcc("RV40"),
-      qcmn_fourcc("*XYZ"),
-      qcmn_fourcc("#XYZ"),
-      QCMN_TAG_TTA,
-      QCMN_TAG_WAVPACK,
-      qcmn_fourcc("AVC2"),
-      qcmn_fourcc_bytes('a', 'v', 'c', 0),  // three characters and a zero byte
-      0xFE,
-      0x100};
+  // Case matters in codes: only the spellings we list are known.
+  const uint32_t codes[] = {0,
+                            0xFFFFFFFF,
+                            qcmn_fourcc("THEO"),
+                            qcmn_fourcc("*XYZ"),
+                            QCMN_TAG_TTA,
+                            0xFE,
+                            0x100,
+                            qcmn_fourcc("Avc1"),
+                            qcmn_fourcc_bytes('a', 'v', 'c', 0)};
   for (uint32_t code : codes) {
     EXPECT_STREQ(FourCC2MIME(code), QCMN_MIMETYPE_UNKNOWN) << std::hex << code;
   }
-  // Case matters in codes: only the spellings we list are known.
-  EXPECT_STREQ(FourCC2MIME(qcmn_fourcc("Avc1")), QCMN_MIMETYPE_UNKNOWN);
 }
 
 // Limits as the front end reads them: a preset record the call overwrites.
@@ -170,23 +154,19 @@ TEST(DecoderCaps, SupportFollowsThePublishedVideoCodes) {
 
 TEST(DecoderCaps, LimitsFourKForModernCodecsFullHdOtherwise) {
   int32_t r = 1;
-  for (const char* c : {"avc1", "H264", "hev1", "hvc1", "VP90", "av01"}) {
+  for (auto [c, w, h] : {std::tuple<const char*, uint32_t, uint32_t>{"H264", 4096, 2176},
+                         {"hvc1", 4096, 2176},
+                         {"av01", 4096, 2176},
+                         {"xvid", 1920, 1088},
+                         {"VP80", 1920, 1088},
+                         {"mpg2", 1920, 1088}}) {
     char cc[5] = {c[0], c[1], c[2], c[3], 0};
     QVID_MM_LIMITS l = LimitsOf(qcmn_fourcc(cc), &r);
     EXPECT_EQ(r, QVID_MM_OK) << c;
-    EXPECT_EQ(l.landscape_width, 4096u) << c;
-    EXPECT_EQ(l.landscape_height, 2176u) << c;
-    EXPECT_EQ(l.portrait_width, 2176u) << c;
-    EXPECT_EQ(l.portrait_height, 4096u) << c;
-  }
-  for (const char* c : {"MP4V", "xvid", "VP80", "MP43", "h263", "mpg2"}) {
-    char cc[5] = {c[0], c[1], c[2], c[3], 0};
-    QVID_MM_LIMITS l = LimitsOf(qcmn_fourcc(cc), &r);
-    EXPECT_EQ(r, QVID_MM_OK) << c;
-    EXPECT_EQ(l.landscape_width, 1920u) << c;
-    EXPECT_EQ(l.landscape_height, 1088u) << c;
-    EXPECT_EQ(l.portrait_width, 1088u) << c;
-    EXPECT_EQ(l.portrait_height, 1920u) << c;
+    EXPECT_EQ(l.landscape_width, w) << c;
+    EXPECT_EQ(l.landscape_height, h) << c;
+    EXPECT_EQ(l.portrait_width, h) << c;
+    EXPECT_EQ(l.portrait_height, w) << c;
   }
   // Every published code has limits that hold at least full HD in both orientations.
   for (size_t i = 0; i < QCMN_VIDEO_CODE_COUNT; ++i) {
@@ -298,18 +278,12 @@ const std::vector<uint8_t> kQuad48k = {0x11, 0x80, 0x04, 0xC4, 0x04, 0x00, 0x21,
 
 TEST(AacConfig, FfmpegEncoderOutput) {
   ExpectConfig({0x11, 0x90, 0x56, 0xE5, 0x00}, 2, 48000, 2);  // stereo
-  ExpectConfig({0x15, 0x88, 0x56, 0xE5, 0x00}, 2, 8000, 1);   // mono
-  ExpectConfig({0x12, 0x30, 0x56, 0xE5, 0x00}, 2, 44100, 6);  // 5.1
-  ExpectConfig({0x10, 0x10, 0x56, 0xE5, 0x00}, 2, 96000, 2);
   ExpectConfig({0x16, 0x08, 0x56, 0xE5, 0x00}, 2, 7350, 1);   // the last indexed rate
   ExpectConfig({0x11, 0xB8, 0x56, 0xE5, 0x00}, 2, 48000, 8);  // 7.1: configuration 7
   ExpectConfig(kQuad48k, 2, 48000, 4);
   ExpectConfig({0x13, 0x80, 0x05, 0xC8, 0x48, 0x00, 0x20, 0x00, 0xC4, 0x40, 0x0D, 'L',  'a', 'v',
                 'c',  '5',  '9',  '.',  '3',  '7',  '.',  '1',  '0',  '0',  0x56, 0xE5, 0x00},
                2, 22050, 7);  // 6.1
-  ExpectConfig({0x11, 0x80, 0x04, 0xC4, 0x01, 0x00, 0x20, 0x00, 0x0D, 'L',  'a',  'v', 'c',
-                '5',  '9',  '.',  '3',  '7',  '.',  '1',  '0',  '0',  0x56, 0xE5, 0x00},
-               2, 48000, 3);  // 2.1
   // The bare two bytes, as muxers that drop the extension write them.
   ExpectConfig({0x11, 0x90}, 2, 48000, 2);
 }
