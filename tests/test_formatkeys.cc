@@ -8,6 +8,7 @@
 #include <tuple>
 #include <vector>
 
+#include "bit_writer.h"
 #include "common/qcmn_audcfg.h"
 #include "common/qcmn_codecs.h"
 #include "common/qcmn_formatkeys.h"
@@ -19,6 +20,8 @@
 #include "real_file.h"
 
 namespace {
+
+using mkvtest::BitWriter;
 
 TEST(FormatKeys, DistinctNamespacedAndTyped) {
   const char* const named[] = {
@@ -198,25 +201,6 @@ TEST(DecoderCaps, BadQueriesAndNullAnswers) {
   EXPECT_NE(QVID_MM_ERR_UNKNOWN_QUERY, QVID_MM_ERR_UNSUPPORTED);
 }
 
-// MSB-first bit packer for building configurations field by field.
-class Bits {
- public:
-  Bits& Put(uint32_t count, uint32_t value) {
-    for (uint32_t i = count; i-- > 0;) {
-      if (used_ % 8 == 0) bytes_.push_back(0);
-      if ((value >> i) & 1) bytes_.back() |= static_cast<uint8_t>(0x80 >> (used_ % 8));
-      ++used_;
-    }
-    return *this;
-  }
-  uint32_t used() const { return used_; }
-  const std::vector<uint8_t>& bytes() const { return bytes_; }
-
- private:
-  std::vector<uint8_t> bytes_;
-  uint32_t used_ = 0;
-};
-
 const QAUD_CONFIG kUntouched = {-77, -77, -77};
 
 // Runs the parser with a sentinel output; on failure the output must come back untouched.
@@ -295,8 +279,8 @@ TEST(AacConfig, SyncExtensionAfterProgramConfig) {
   he.back() = 0x80;
   ExpectConfig(he, 5, 96000, 4);
   // The same with PS after it; PS leaves a four-channel count alone.
-  Bits ps;
-  ps.Put(1, 1).Put(4, 0).Put(11, 0x548).Put(1, 1);
+  BitWriter ps;
+  ps.Bits(1, 1).Bits(0, 4).Bits(0x548, 11).Bits(1, 1);
   he.pop_back();
   he.insert(he.end(), ps.bytes().begin(), ps.bytes().end());
   ExpectConfig(he, 29, 96000, 4);
@@ -309,56 +293,63 @@ TEST(AacConfig, SyncExtensionAfterProgramConfig) {
 
 TEST(AacConfig, HandBuiltSignalling) {
   // LC, 24 kHz core, mono, GASpecificConfig, then backward-compatible SBR at 48 kHz and PS.
-  Bits bc;
-  bc.Put(5, 2).Put(4, 6).Put(4, 1).Put(3, 0);
-  bc.Put(11, 0x2B7).Put(5, 5).Put(1, 1).Put(4, 3);
+  BitWriter bc;
+  bc.Bits(2, 5).Bits(6, 4).Bits(1, 4).Bits(0, 3);
+  bc.Bits(0x2B7, 11).Bits(5, 5).Bits(1, 1).Bits(3, 4);
   ExpectConfig(bc.bytes(), 5, 48000, 1);
-  bc.Put(11, 0x548).Put(1, 1);
+  bc.Bits(0x548, 11).Bits(1, 1);
   ExpectConfig(bc.bytes(), 29, 48000, 2);
 
   // Error-resilient LC (17): after its GASpecificConfig (extension flag set: three resilience
   // flags and extensionFlag3) come two bits of epConfig, then the same extension.
-  Bits er;
-  er.Put(5, 17).Put(4, 6).Put(4, 1).Put(2, 0).Put(1, 1).Put(3, 0).Put(1, 0).Put(2, 0);
-  er.Put(11, 0x2B7).Put(5, 5).Put(1, 1).Put(4, 3);
+  BitWriter er;
+  er.Bits(17, 5).Bits(6, 4).Bits(1, 4).Bits(0, 2).Bits(1, 1).Bits(0, 3).Bits(0, 1).Bits(0, 2);
+  er.Bits(0x2B7, 11).Bits(5, 5).Bits(1, 1).Bits(3, 4);
   ExpectConfig(er.bytes(), 5, 48000, 1);
 
   // Explicit SBR: type 5, core index 6, stereo, extension index 3, core LC.
-  Bits he;
-  he.Put(5, 5).Put(4, 6).Put(4, 2).Put(4, 3).Put(5, 2).Put(3, 0);
+  BitWriter he;
+  he.Bits(5, 5).Bits(6, 4).Bits(2, 4).Bits(3, 4).Bits(2, 5).Bits(0, 3);
   ExpectConfig(he.bytes(), 5, 48000, 2);
   // Explicit PS on mono: two channels out.
-  Bits hps;
-  hps.Put(5, 29).Put(4, 8).Put(4, 1).Put(4, 5).Put(5, 2);
+  BitWriter hps;
+  hps.Bits(29, 5).Bits(8, 4).Bits(1, 4).Bits(5, 4).Bits(2, 5);
   ExpectConfig(hps.bytes(), 29, 32000, 2);
   // Explicit SBR with escaped rates on both sides and an escaped core type.
-  Bits esc;
-  esc.Put(5, 5).Put(4, 15).Put(24, 11000).Put(4, 2).Put(4, 15).Put(24, 22000).Put(5, 31).Put(6, 1);
+  BitWriter esc;
+  esc.Bits(5, 5)
+      .Bits(15, 4)
+      .Bits(11000, 24)
+      .Bits(2, 4)
+      .Bits(15, 4)
+      .Bits(22000, 24)
+      .Bits(31, 5)
+      .Bits(1, 6);
   ExpectConfig(esc.bytes(), 5, 22000, 2);
 
   // Escaped object types: 31 then six bits, 32 + value.
-  Bits xhe;
-  xhe.Put(5, 31).Put(6, 10).Put(4, 3).Put(4, 2);
+  BitWriter xhe;
+  xhe.Bits(31, 5).Bits(10, 6).Bits(3, 4).Bits(2, 4);
   ExpectConfig(xhe.bytes(), 42, 48000, 2);
-  Bits esc0;
-  esc0.Put(5, 31).Put(6, 0).Put(4, 4).Put(4, 1);
+  BitWriter esc0;
+  esc0.Bits(31, 5).Bits(0, 6).Bits(4, 4).Bits(1, 4);
   ExpectConfig(esc0.bytes(), 32, 44100, 1);
-  Bits esc63;
-  esc63.Put(5, 31).Put(6, 63).Put(4, 4).Put(4, 1);
+  BitWriter esc63;
+  esc63.Bits(31, 5).Bits(63, 6).Bits(4, 4).Bits(1, 4);
   ExpectConfig(esc63.bytes(), 95, 44100, 1);
   // Escaped frequency: any 24-bit rate, up to the largest.
-  Bits rate;
-  rate.Put(5, 2).Put(4, 15).Put(24, 22000).Put(4, 2);
+  BitWriter rate;
+  rate.Bits(2, 5).Bits(15, 4).Bits(22000, 24).Bits(2, 4);
   ExpectConfig(rate.bytes(), 2, 22000, 2);
-  Bits top;
-  top.Put(5, 23).Put(4, 15).Put(24, 0xFFFFFF).Put(4, 1);
+  BitWriter top;
+  top.Bits(23, 5).Bits(15, 4).Bits(0xFFFFFF, 24).Bits(1, 4);
   ExpectConfig(top.bytes(), 23, 16777215, 1);
 
   // Channel configurations: the later additions, and reserved values that say nothing.
   for (auto [config, channels] :
        {std::pair<uint32_t, int32_t>{11, 7}, {12, 8}, {13, 24}, {14, 8}, {8, 0}, {15, 0}, {0, 0}}) {
-    Bits b;
-    b.Put(5, 2).Put(4, 3).Put(4, config);
+    BitWriter b;
+    b.Bits(2, 5).Bits(3, 4).Bits(config, 4);
     SCOPED_TRACE(config);
     ExpectConfig(b.bytes(), 2, 48000, channels);
   }
@@ -367,9 +358,9 @@ TEST(AacConfig, HandBuiltSignalling) {
 TEST(AacConfig, InvalidFields) {
   QAUD_CONFIG c;
   auto with = [](std::initializer_list<std::pair<uint32_t, uint32_t>> fields) {
-    Bits b;
-    for (auto [n, v] : fields) b.Put(n, v);
-    b.Put(8, 0);  // room, so nothing reads as truncated
+    BitWriter b;
+    for (auto [n, v] : fields) b.Bits(v, n);
+    b.Bits(0, 8);  // room, so nothing reads as truncated
     return b.bytes();
   };
   EXPECT_EQ(Parse({0x00, 0x00}, &c), QAUD_CFG_ERR_INVALID);                     // type 0
@@ -383,18 +374,18 @@ TEST(AacConfig, InvalidFields) {
   EXPECT_EQ(Parse(with({{5, 29}, {4, 6}, {4, 1}, {4, 15}, {24, 0}, {5, 2}}), &c),
             QAUD_CFG_ERR_INVALID);
   // A bad frequency in the backward-compatible extension only loses the extension.
-  Bits bc;
-  bc.Put(5, 2).Put(4, 6).Put(4, 2).Put(3, 0).Put(11, 0x2B7).Put(5, 5).Put(1, 1).Put(4, 14);
+  BitWriter bc;
+  bc.Bits(2, 5).Bits(6, 4).Bits(2, 4).Bits(0, 3).Bits(0x2B7, 11).Bits(5, 5).Bits(1, 1).Bits(14, 4);
   ExpectConfig(bc.bytes(), 2, 24000, 2);
 }
 
 TEST(AacConfig, EveryTruncation) {
   // Each configuration with the number of bits every configuration of its kind must have;
   // every shorter cut fails, every longer one succeeds with the same fixed fields.
-  Bits he;
-  he.Put(5, 5).Put(4, 6).Put(4, 2).Put(4, 15).Put(24, 44100).Put(5, 31).Put(6, 0).Put(3, 0);
-  Bits esc;
-  esc.Put(5, 31).Put(6, 10).Put(4, 15).Put(24, 32000).Put(4, 2);
+  BitWriter he;
+  he.Bits(5, 5).Bits(6, 4).Bits(2, 4).Bits(15, 4).Bits(44100, 24).Bits(31, 5).Bits(0, 6).Bits(0, 3);
+  BitWriter esc;
+  esc.Bits(31, 5).Bits(10, 6).Bits(15, 4).Bits(32000, 24).Bits(2, 4);
   struct Case {
     std::vector<uint8_t> bytes;
     uint32_t required_bits;

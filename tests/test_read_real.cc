@@ -7,7 +7,6 @@
 
 #include <ctype.h>
 #include <stdint.h>
-#include <string.h>
 
 #include <algorithm>
 #include <string>
@@ -364,74 +363,6 @@ std::string TestName(const ::testing::TestParamInfo<const char*>& info) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Files, ReadReal, ::testing::ValuesIn(kFiles), TestName);
-
-// The reference parser the checks above rest on (a wrong MD5 could not match ffprobe's hashes).
-TEST(ReadRealSupport, PacketRecordsWithSideDataAndMissingPts) {
-  std::vector<RefPacket> packets;
-  std::string text =
-      "packet|codec_type=video|stream_index=0|pts=N/A|pts_time=N/A|dts=0|dts_time=0.0|"
-      "duration=40|duration_time=0.04|size=12|pos=100|flags=__|data_hash=MD5:"
-      "0123456789abcdef0123456789abcdef\n"
-      "packet|codec_type=audio|stream_index=1|pts=2008|pts_time=2.008|dts=2008|dts_time=2.008|"
-      "duration=20|duration_time=0.02|size=153|pos=43601|flags=K_|side_data|"
-      "side_data_type=Skip Samples|skip_samples=0|discard_padding=648\n"
-      "|data_hash=MD5:6c9ac77796336337568ae2a69d397933\n";
-  ASSERT_EQ(ParsePackets(text, &packets), "");
-  ASSERT_EQ(packets.size(), 2u);
-  EXPECT_FALSE(packets[0].has_pts);
-  EXPECT_FALSE(packets[0].key);
-  EXPECT_EQ(packets[0].size, 12u);
-  EXPECT_EQ(packets[1].stream, 1);
-  EXPECT_EQ(packets[1].pts, 2008);
-  EXPECT_EQ(packets[1].pos, 43601);
-  EXPECT_TRUE(packets[1].key);
-  EXPECT_EQ(packets[1].md5, "6c9ac77796336337568ae2a69d397933");
-  EXPECT_NE(ParsePackets("packet|stream_index=0|pts=1\n", &packets), "");
-  EXPECT_NE(ParsePackets("garbage\n", &packets), "");
-}
-
-TEST(ReadRealSupport, StreamTimeBasesAndTicksIn100ns) {
-  std::vector<RefStream> streams;
-  std::string json =
-      "{\n    \"streams\": [\n        {\n            \"index\": 0,\n"
-      "            \"codec_name\": \"ac3\",\n            \"codec_type\": \"audio\",\n"
-      "            \"time_base\": \"651/31250000\",\n            \"tags\": {\n"
-      "                \"language\": \"eng\"\n            }\n        },\n"
-      "        {\n            \"index\": 1,\n            \"codec_type\": \"attachment\",\n"
-      "            \"time_base\": \"1/90000\"\n        }\n    ],\n"
-      "    \"format\": {\n        \"nb_streams\": 2\n    }\n}\n";
-  ASSERT_EQ(ParseStreams(json, &streams), "");
-  ASSERT_EQ(streams.size(), 2u);
-  EXPECT_EQ(streams[0].codec_name, "ac3");
-  EXPECT_EQ(streams[0].time_base_num, 651);
-  EXPECT_EQ(streams[0].time_base_den, 31250000);
-  EXPECT_EQ(streams[1].codec_type, "attachment");
-
-  int64_t t = 0;
-  bool exact = false;
-  ASSERT_TRUE(PtsTo100ns(1234, 1, 1000, &t, &exact));
-  EXPECT_EQ(t, 12340000);
-  EXPECT_TRUE(exact);
-  ASSERT_TRUE(PtsTo100ns(3, 651, 31250000, &t, &exact));  // 3 ticks of 20832 ns = 624.96
-  EXPECT_EQ(t, 624);
-  EXPECT_FALSE(exact);
-  ASSERT_TRUE(PtsTo100ns(-3, 651, 31250000, &t, &exact));
-  EXPECT_EQ(t, -625);
-}
-
-TEST(ReadRealSupport, StartCodesBackToLengthFields) {
-  std::vector<uint8_t> out;
-  std::vector<uint8_t> in = {0, 0, 0, 1, 0x65, 0xAA, 0, 0, 0, 1, 0x41, 0, 0, 0, 1};
-  ASSERT_EQ(ToLengthPrefixed(in, 4, &out), "");
-  EXPECT_EQ(out, (std::vector<uint8_t>{0, 0, 0, 2, 0x65, 0xAA, 0, 0, 0, 1, 0x41, 0, 0, 0, 0}));
-  ASSERT_EQ(ToLengthPrefixed(in, 2, &out), "");
-  EXPECT_EQ(out, (std::vector<uint8_t>{0, 2, 0x65, 0xAA, 0, 1, 0x41, 0, 0}));
-  EXPECT_NE(ToLengthPrefixed({0x65, 0, 0, 0, 1}, 4, &out), "");
-  EXPECT_NE(ToLengthPrefixed(std::vector<uint8_t>(4, 0), 4, &out), "");
-  std::vector<uint8_t> big = {0, 0, 0, 1};
-  big.resize(4 + 300, 0x11);
-  EXPECT_NE(ToLengthPrefixed(big, 1, &out), "");
-}
 
 }  // namespace
 }  // namespace mkvtest

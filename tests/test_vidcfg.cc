@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "bit_writer.h"
 #include "common/qcmn_bitreader.h"
 #include "common/qcmn_fourcc.h"
 #include "common/qcmn_vidcfg.h"
@@ -18,40 +19,6 @@ namespace mkvtest {
 namespace {
 
 using Bytes = std::vector<uint8_t>;
-
-// MSB-first writer for hand-built headers.
-class BitWriter {
- public:
-  BitWriter& Bits(uint64_t v, int n) {
-    for (int i = n - 1; i >= 0; --i) Bit((v >> i) & 1);
-    return *this;
-  }
-  BitWriter& Ue(uint32_t v) {
-    const uint64_t x = uint64_t{v} + 1;
-    int len = 0;
-    while ((x >> len) > 1) ++len;
-    Bits(0, len);
-    return Bits(x, len + 1);
-  }
-  BitWriter& Se(int32_t v) {
-    return Ue(v > 0 ? static_cast<uint32_t>(2 * v - 1) : static_cast<uint32_t>(-2 * int64_t{v}));
-  }
-  // rbsp_trailing_bits
-  Bytes Finish() {
-    Bit(1);
-    while (n_ % 8) Bit(0);
-    return bytes_;
-  }
-
- private:
-  void Bit(uint64_t b) {
-    if (n_ % 8 == 0) bytes_.push_back(0);
-    if (b) bytes_.back() |= static_cast<uint8_t>(0x80 >> (n_ % 8));
-    ++n_;
-  }
-  Bytes bytes_;
-  size_t n_ = 0;
-};
 
 // Escapes an RBSP into a NAL payload: an 03 after every two zeros that precede a byte <= 3.
 Bytes Escape(const Bytes& rbsp) {
