@@ -6,6 +6,7 @@
 #include <set>
 #include <string>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 #include "bit_writer.h"
@@ -65,15 +66,21 @@ TEST(FormatKeys, DistinctNamespacedAndTyped) {
 }
 
 TEST(FourCC2MIME, SampleAgainstFrameworkStrings) {
-  // A few entries, where codes that look alike part (MPEG layers, 3 vs 4 of MPEG-4 Visual).
-  EXPECT_STREQ(FourCC2MIME(qcmn_fourcc("X264")), "video/avc");
-  EXPECT_STREQ(FourCC2MIME(qcmn_fourcc("XVID")), "video/mp4v-es");
-  EXPECT_STREQ(FourCC2MIME(qcmn_fourcc("MP43")), "video/divx3");
-  EXPECT_STREQ(FourCC2MIME(qcmn_fourcc("s263")), "video/3gpp");
-  EXPECT_STREQ(FourCC2MIME(0x55), "audio/mpeg");
-  EXPECT_STREQ(FourCC2MIME(0x50), "audio/mpeg-L2");
-  EXPECT_STREQ(FourCC2MIME(qcmn_fourcc("lpcm")), "audio/raw");
-  EXPECT_STREQ(FourCC2MIME(qcmn_fourcc("SSRT")), "application/x-subrip");
+  // One code for each type, so that any entry pointing at a wrong type shows.
+  // clang-format off
+  const std::pair<uint32_t, const char*> kOnePerType[] = {
+      {qcmn_fourcc("X264"), "video/avc"},     {qcmn_fourcc("hev1"), "video/hevc"},
+      {qcmn_fourcc("VP90"), "video/x-vnd.on2.vp9"}, {qcmn_fourcc("av01"), "video/av01"},
+      {qcmn_fourcc("XVID"), "video/mp4v-es"}, {qcmn_fourcc("MP43"), "video/divx3"},
+      {qcmn_fourcc("s263"), "video/3gpp"},    {qcmn_fourcc("mpg2"), "video/mpeg2"},
+      {0xFF, "audio/mp4a-latm"},              {0x55, "audio/mpeg"},
+      {0x50, "audio/mpeg-L2"},                {0x2674F, "audio/vorbis"},
+      {0x92, "audio/ac3"},                    {qcmn_fourcc("ec-3"), "audio/eac3"},
+      {qcmn_fourcc("Opus"), "audio/opus"},    {qcmn_fourcc("lpcm"), "audio/raw"},
+      {0x11, "audio/x-adpcm-dvi-ima"},        {0x161, "audio/x-ms-wma"},
+      {qcmn_fourcc("SSRT"), "application/x-subrip"}};
+  // clang-format on
+  for (const auto& [code, mime] : kOnePerType) EXPECT_STREQ(FourCC2MIME(code), mime) << mime;
   // Same strings as the framework's variables, whatever pointer they come from.
   EXPECT_STREQ(FourCC2MIME(qcmn_fourcc("AVC1")), android::MEDIA_MIMETYPE_VIDEO_AVC);
   EXPECT_STREQ(FourCC2MIME(qcmn_fourcc("alac")), android::MEDIA_MIMETYPE_AUDIO_ALAC);
