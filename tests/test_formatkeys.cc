@@ -126,15 +126,12 @@ TEST(FourCC2MIME, EverySupportedCodeHasAKindMatchingType) {
 TEST(FourCC2MIME, UnknownCodesGiveTheUnknownType) {
   // Codes the demuxer makes for CodecIDs we have no decoder type for, and nonsense.
   // Case matters in codes: only the spellings we list are known.
-  const uint32_t codes[] = {0,
-                            0xFFFFFFFF,
-                            qcmn_fourcc("THEO"),
-                            qcmn_fourcc("*XYZ"),
-                            QCMN_TAG_TTA,
-                            0xFE,
-                            0x100,
-                            qcmn_fourcc("Avc1"),
-                            qcmn_fourcc_bytes('a', 'v', 'c', 0)};
+  // clang-format off
+  const uint32_t codes[] = {0, 0xFFFFFFFF, qcmn_fourcc("THEO"), qcmn_fourcc("MPG1"),
+                            qcmn_fourcc("RV40"), qcmn_fourcc("*XYZ"), qcmn_fourcc("#XYZ"),
+                            QCMN_TAG_TTA, QCMN_TAG_WAVPACK, qcmn_fourcc("AVC2"),
+                            qcmn_fourcc_bytes('a', 'v', 'c', 0), 0xFE, 0x100, qcmn_fourcc("Avc1")};
+  // clang-format on
   for (uint32_t code : codes) {
     EXPECT_STREQ(FourCC2MIME(code), QCMN_MIMETYPE_UNKNOWN) << std::hex << code;
   }
@@ -164,12 +161,13 @@ TEST(DecoderCaps, SupportFollowsThePublishedVideoCodes) {
 
 TEST(DecoderCaps, LimitsFourKForModernCodecsFullHdOtherwise) {
   int32_t r = 1;
-  for (auto [c, w, h] : {std::tuple<const char*, uint32_t, uint32_t>{"H264", 4096, 2176},
-                         {"hvc1", 4096, 2176},
-                         {"av01", 4096, 2176},
-                         {"xvid", 1920, 1088},
-                         {"VP80", 1920, 1088},
-                         {"mpg2", 1920, 1088}}) {
+  // clang-format off
+  const std::tuple<const char*, uint32_t, uint32_t> kCases[] = {
+      {"avc1", 4096, 2176}, {"H264", 4096, 2176}, {"hev1", 4096, 2176}, {"hvc1", 4096, 2176},
+      {"VP90", 4096, 2176}, {"av01", 4096, 2176}, {"MP4V", 1920, 1088}, {"xvid", 1920, 1088},
+      {"VP80", 1920, 1088}, {"MP43", 1920, 1088}, {"h263", 1920, 1088}, {"mpg2", 1920, 1088}};
+  // clang-format on
+  for (const auto& [c, w, h] : kCases) {
     char cc[5] = {c[0], c[1], c[2], c[3], 0};
     QVID_MM_LIMITS l = LimitsOf(qcmn_fourcc(cc), &r);
     EXPECT_EQ(r, QVID_MM_OK) << c;
@@ -269,6 +267,9 @@ const std::vector<uint8_t> kQuad48k = {0x11, 0x80, 0x04, 0xC4, 0x04, 0x00, 0x21,
 
 TEST(AacConfig, FfmpegEncoderOutput) {
   ExpectConfig({0x11, 0x90, 0x56, 0xE5, 0x00}, 2, 48000, 2);  // stereo
+  ExpectConfig({0x15, 0x88, 0x56, 0xE5, 0x00}, 2, 8000, 1);   // mono
+  ExpectConfig({0x12, 0x30, 0x56, 0xE5, 0x00}, 2, 44100, 6);  // 5.1
+  ExpectConfig({0x10, 0x10, 0x56, 0xE5, 0x00}, 2, 96000, 2);
   ExpectConfig({0x16, 0x08, 0x56, 0xE5, 0x00}, 2, 7350, 1);   // the last indexed rate
   ExpectConfig({0x11, 0xB8, 0x56, 0xE5, 0x00}, 2, 48000, 8);  // 7.1: configuration 7
   ExpectConfig(kQuad48k, 2, 48000, 4);
