@@ -34,23 +34,6 @@ class MfalTest : public ::testing::Test {
   QCMN_MFAL_FILE* fp_ = nullptr;
 };
 
-TEST_F(MfalTest, RecordHoldsTheNineFunctionsInOrder) {
-  const QCMN_MFAL& m = file_.mfal;
-  EXPECT_EQ(m.open, &qcmn_mfal_open);
-  EXPECT_EQ(m.close, &qcmn_mfal_close);
-  EXPECT_EQ(m.read, &qcmn_mfal_read);
-  EXPECT_EQ(m.write, &qcmn_mfal_write);
-  EXPECT_EQ(m.getpos, &qcmn_mfal_getpos);
-  EXPECT_EQ(m.setpos, &qcmn_mfal_setpos);
-  EXPECT_EQ(m.skip, &qcmn_mfal_skip);
-  EXPECT_EQ(m.getsize, &qcmn_mfal_getsize);
-  EXPECT_EQ(m.ioctl, &qcmn_mfal_ioctl);
-  const QCMN_MFAL_PRIVATE* priv = static_cast<const QCMN_MFAL_PRIVATE*>(m.user);
-  ASSERT_NE(priv, nullptr);
-  EXPECT_EQ(priv->source, file_.source.helper());
-  for (uint8_t b : priv->area) ASSERT_EQ(b, 0);
-}
-
 TEST_F(MfalTest, ReadsAdvanceTheHandlePositionOnly) {
   ASSERT_NE(fp_, nullptr);
   uint8_t buf[4] = {};
@@ -156,10 +139,9 @@ TEST_F(MfalTest, NullArgumentsAreReportedWithFixedLines) {
   EXPECT_EQ(qcmn_mfal_ioctl(fp_, 1, nullptr), -1);
 
   const std::vector<std::pair<int, const char*>> expected = {
-      {102, "mfal"}, {134, "fp"},    {151, "buf"},   {152, "fp"}, {151, "buf"},
-      {165, "fp"},   {174, "p"},     {175, "fp"},    {188, "p"},  {189, "fp"},
-      {203, "fsize"}, {204, "fp"},   {224, "fsize"}, {225, "fp"}, {239, "fp"},
-      {240, "arg"}};
+      {102, "mfal"},  {134, "fp"}, {151, "buf"}, {152, "fp"}, {151, "buf"},   {165, "fp"},
+      {174, "p"},     {175, "fp"}, {188, "p"},   {189, "fp"}, {203, "fsize"}, {204, "fp"},
+      {224, "fsize"}, {225, "fp"}, {239, "fp"},  {240, "arg"}};
   ASSERT_EQ(log.lines().size(), expected.size()) << log.Dump();
   for (size_t i = 0; i < expected.size(); ++i) {
     EXPECT_EQ(log.lines()[i].text, AssertText(expected[i].first, expected[i].second)) << i;

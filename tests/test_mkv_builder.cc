@@ -1,4 +1,6 @@
-// The test-file builder itself: every other test trusts its bytes, so these pin them down.
+// The test-file builder itself, where it and the reader could share a mistake unseen: size
+// widths, forced and declared sizes, integer widths and the three lacings. Plain IDs, strings and
+// floats show up wrong in every other test at once.
 #include <gtest/gtest.h>
 
 #include "mkv_builder.h"
@@ -18,14 +20,6 @@ B Concat(const std::vector<B>& parts) {
   B out;
   for (const B& p : parts) out.insert(out.end(), p.begin(), p.end());
   return out;
-}
-
-TEST(MkvBuilder, IdsKeepTheirBytesAndLength) {
-  EXPECT_EQ(Serialize(Binary(0xEC, {})), (B{0xEC, 0x80}));
-  EXPECT_EQ(Serialize(Binary(0x4286, {})), (B{0x42, 0x86, 0x80}));
-  EXPECT_EQ(Serialize(Binary(0x2AD7B1, {})), (B{0x2A, 0xD7, 0xB1, 0x80}));
-  EXPECT_EQ(Serialize(Binary(0x1A45DFA3, {})), (B{0x1A, 0x45, 0xDF, 0xA3, 0x80}));
-  EXPECT_EQ(EncodeId(0x1F43B675), (B{0x1F, 0x43, 0xB6, 0x75}));
 }
 
 // An ID whose first byte announces another length cannot be written as given.
@@ -70,7 +64,7 @@ TEST(MkvBuilder, DeclaredSizeOverridesThePayloadLength) {
   EXPECT_EQ(EncodedSize(String(0x7BA9, "abc").DeclaredSize(60)), 6u);
 }
 
-TEST(MkvBuilder, UintWidths) {
+TEST(MkvBuilder, IntegerWidths) {
   EXPECT_EQ(Serialize(Uint(0xD7, 0)), (B{0xD7, 0x81, 0x00}));
   EXPECT_EQ(Serialize(Uint(0xD7, 255)), (B{0xD7, 0x81, 0xFF}));
   EXPECT_EQ(Serialize(Uint(0xD7, 256)), (B{0xD7, 0x82, 0x01, 0x00}));
@@ -79,34 +73,10 @@ TEST(MkvBuilder, UintWidths) {
   EXPECT_EQ(Serialize(Uint(0xD7, 0x1234).Width(4)), (B{0xD7, 0x84, 0x00, 0x00, 0x12, 0x34}));
   EXPECT_EQ(Serialize(Uint(0xD7, 1).Width(9)), (B{0xD7, 0x89, 0, 0, 0, 0, 0, 0, 0, 0, 0x01}));
   EXPECT_EQ(Serialize(Uint(0xD7, 0).Width(0)), (B{0xD7, 0x80}));
-}
-
-TEST(MkvBuilder, IntWidths) {
-  EXPECT_EQ(Serialize(Int(0xFB, 0)), (B{0xFB, 0x81, 0x00}));
-  EXPECT_EQ(Serialize(Int(0xFB, -1)), (B{0xFB, 0x81, 0xFF}));
-  EXPECT_EQ(Serialize(Int(0xFB, 127)), (B{0xFB, 0x81, 0x7F}));
-  EXPECT_EQ(Serialize(Int(0xFB, 128)), (B{0xFB, 0x82, 0x00, 0x80}));
+  // Signed values take the fewest bytes that keep the sign bit.
   EXPECT_EQ(Serialize(Int(0xFB, -128)), (B{0xFB, 0x81, 0x80}));
+  EXPECT_EQ(Serialize(Int(0xFB, 128)), (B{0xFB, 0x82, 0x00, 0x80}));
   EXPECT_EQ(Serialize(Int(0xFB, -129)), (B{0xFB, 0x82, 0xFF, 0x7F}));
-  EXPECT_EQ(Serialize(Int(0xFB, INT64_MIN)), (B{0xFB, 0x88, 0x80, 0, 0, 0, 0, 0, 0, 0}));
-  EXPECT_EQ(Serialize(Int(0xFB, -2).Width(9)),
-            (B{0xFB, 0x89, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFE}));
-}
-
-TEST(MkvBuilder, FloatsAreBigEndianIeee) {
-  EXPECT_EQ(Serialize(Float(0x4489, 1234.75, 4)), (B{0x44, 0x89, 0x84, 0x44, 0x9A, 0x58, 0x00}));
-  EXPECT_EQ(Serialize(Float(0x4489, 1234.75)),
-            (B{0x44, 0x89, 0x88, 0x40, 0x93, 0x4B, 0x00, 0x00, 0x00, 0x00, 0x00}));
-  EXPECT_EQ(Serialize(Float(0x4489, -2.0, 4)), (B{0x44, 0x89, 0x84, 0xC0, 0x00, 0x00, 0x00}));
-}
-
-TEST(MkvBuilder, StringsAndRaw) {
-  EXPECT_EQ(Serialize(String(0x86, "V_VP9")), (B{0x86, 0x85, 'V', '_', 'V', 'P', '9'}));
-  EXPECT_EQ(Serialize(String(0x86, "")), (B{0x86, 0x80}));
-  EXPECT_EQ(Serialize(Raw({0x00, 0x81})), (B{0x00, 0x81}));
-  EXPECT_EQ(HeaderSize(Raw({0x00, 0x81})), 0u);
-  EXPECT_EQ(EncodedSize(Raw({0x00, 0x81})), 2u);
-  EXPECT_EQ(Serialize(Element()), B{});
 }
 
 TEST(MkvBuilder, MasterSizeCoversNestedChildren) {
@@ -124,27 +94,6 @@ TEST(MkvBuilder, MasterSizeCoversNestedChildren) {
   EXPECT_EQ(Serialize(std::vector<Element>{Cues({}), Cluster({})}),
             (B{0x1C, 0x53, 0xBB, 0x6B, 0x80, 0x1F, 0x43, 0xB6, 0x75, 0x80}));
   EXPECT_EQ(EncodedSize(std::vector<Element>{Cues({}), Cluster({}), Raw({1})}), 11u);
-}
-
-TEST(MkvBuilder, EbmlHeaderBytes) {
-  const B expected = {0x1A, 0x45, 0xDF, 0xA3, 0xA3,                    // EBML, 35 bytes
-                      0x42, 0x86, 0x81, 0x01, 0x42, 0xF7, 0x81, 0x01,  // versions
-                      0x42, 0xF2, 0x81, 0x04, 0x42, 0xF3, 0x81, 0x08,  // max lengths
-                      0x42, 0x82, 0x88, 'm',  'a',  't',  'r',  'o',  's', 'k', 'a',  // DocType
-                      0x42, 0x87, 0x81, 0x04, 0x42, 0x85, 0x81, 0x02};  // DocType versions
-  EXPECT_EQ(Serialize(EbmlHeader()), expected);
-  EXPECT_EQ(Serialize(EbmlHeader("webm", 2)),
-            (B{0x1A, 0x45, 0xDF, 0xA3, 0x9F, 0x42, 0x86, 0x81, 0x01, 0x42, 0xF7, 0x81,
-               0x01, 0x42, 0xF2, 0x81, 0x04, 0x42, 0xF3, 0x81, 0x08, 0x42, 0x82, 0x84,
-               'w',  'e',  'b',  'm',  0x42, 0x87, 0x81, 0x02, 0x42, 0x85, 0x81, 0x02}));
-}
-
-TEST(MkvBuilder, SeekEntryBytes) {
-  EXPECT_EQ(Serialize(SeekEntry(0x1549A966, 0x1234)),
-            (B{0x4D, 0xBB, 0x8C, 0x53, 0xAB, 0x84, 0x15, 0x49, 0xA9, 0x66, 0x53, 0xAC, 0x82, 0x12,
-               0x34}));
-  EXPECT_EQ(Serialize(SeekEntry(0xAE, 0)),
-            (B{0x4D, 0xBB, 0x88, 0x53, 0xAB, 0x81, 0xAE, 0x53, 0xAC, 0x81, 0x00}));
 }
 
 TEST(MkvBuilder, BlockBytes) {

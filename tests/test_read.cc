@@ -12,8 +12,13 @@ namespace mkvtest {
 namespace {
 
 enum : uint32_t {
-  kTimecode = 0xE7, kVoid = 0xEC, kDefaultDuration = 0x23E383, kCodecPrivate = 0x63A2,
-  kBlockDuration = 0x9B, kReferenceBlock = 0xFB, kTimecodeScale = 0x2AD7B1,
+  kTimecode = 0xE7,
+  kVoid = 0xEC,
+  kDefaultDuration = 0x23E383,
+  kCodecPrivate = 0x63A2,
+  kBlockDuration = 0x9B,
+  kReferenceBlock = 0xFB,
+  kTimecodeScale = 0x2AD7B1,
 };
 
 const int64_t kMs = 10000;  // 100-ns units per millisecond
@@ -41,7 +46,6 @@ class Opened {
     EXPECT_NE(s_, nullptr);
   }
   QMKVDS_CTX* s() { return s_; }
-  Created& created() { return c_; }
 
  private:
   Created c_;
@@ -105,10 +109,11 @@ TEST(ReadFrames, TimecodeScaleOtherThanAMillisecond) {
 }
 
 TEST(ReadFrames, BlockGroupSyncIsTheFlagBitAlone) {
-  Opened o(FileOf({VideoTrack(1)},
-                  {ClusterAt(0, {BlockGroup({Block(1, 0, 0x00, {1})}),
-                                 BlockGroup({Block(1, 40, 0x80, {2}), Int(kReferenceBlock, -40)}),
-                                 BlockGroup({Block(1, 80, 0x00, {3}), Int(kReferenceBlock, -40)})})}));
+  Opened o(
+      FileOf({VideoTrack(1)},
+             {ClusterAt(0, {BlockGroup({Block(1, 0, 0x00, {1})}),
+                            BlockGroup({Block(1, 40, 0x80, {2}), Int(kReferenceBlock, -40)}),
+                            BlockGroup({Block(1, 80, 0x00, {3}), Int(kReferenceBlock, -40)})})}));
   std::vector<Frame> frames = ReadAll(o.s());
   ASSERT_EQ(frames.size(), 4u);
   EXPECT_EQ(frames[0].sync, 0);  // no ReferenceBlock, yet not flagged
@@ -117,25 +122,26 @@ TEST(ReadFrames, BlockGroupSyncIsTheFlagBitAlone) {
 }
 
 TEST(ReadFrames, AnElementBetweenBlocksEndsThatCluster) {
-  Opened o(FileOf({VideoTrack(1)},
-                  {ClusterAt(0, {SimpleBlock(1, 0, 0x80, {1}), Binary(kVoid, {0, 0}),
-                                 SimpleBlock(1, 40, 0x80, {2})}),
-                   ClusterAt(80, {SimpleBlock(1, 0, 0x80, {3})})}));
+  Opened o(
+      FileOf({VideoTrack(1)}, {ClusterAt(0, {SimpleBlock(1, 0, 0x80, {1}), Binary(kVoid, {0, 0}),
+                                             SimpleBlock(1, 40, 0x80, {2})}),
+                               ClusterAt(80, {SimpleBlock(1, 0, 0x80, {3})})}));
   EXPECT_EQ(Payloads(ReadAll(o.s())), (std::vector<Bytes>{{1}, {3}}));
 }
 
 TEST(ReadFrames, ClustersWithoutBlocksAndEmptyGroupsArePassed) {
-  Opened o(FileOf({VideoTrack(1)},
-                  {ClusterAt(0, {}), ClusterAt(10, {BlockGroup({}), SimpleBlock(1, 0, 0x80, {1})}),
-                   ClusterAt(20, {BlockGroup({Uint(kBlockDuration, 5)}),
-                                  SimpleBlock(1, 0, 0x80, {2})})}));
+  Opened o(FileOf(
+      {VideoTrack(1)},
+      {ClusterAt(0, {}), ClusterAt(10, {BlockGroup({}), SimpleBlock(1, 0, 0x80, {1})}),
+       ClusterAt(20, {BlockGroup({Uint(kBlockDuration, 5)}), SimpleBlock(1, 0, 0x80, {2})})}));
   EXPECT_EQ(Payloads(ReadAll(o.s())), (std::vector<Bytes>{{1}, {2}}));
 }
 
 TEST(ReadFrames, TwentySecondsWithoutTheTrackEndsIt) {
-  Opened o(FileOf({VideoTrack(1), VideoTrack(2)},
-                  {ClusterAt(0, {SimpleBlock(1, 0, 0x80, {1}), SimpleBlock(2, 100, 0x80, {9})}),
-                   ClusterAt(20101, {SimpleBlock(2, 0, 0x80, {9}), SimpleBlock(1, 0, 0x80, {2})})}));
+  Opened o(
+      FileOf({VideoTrack(1), VideoTrack(2)},
+             {ClusterAt(0, {SimpleBlock(1, 0, 0x80, {1}), SimpleBlock(2, 100, 0x80, {9})}),
+              ClusterAt(20101, {SimpleBlock(2, 0, 0x80, {9}), SimpleBlock(1, 0, 0x80, {2})})}));
   EXPECT_EQ(ReadFrame(o.s()).bytes, Bytes{1});
   // The walk starts at track 2's block at 0.1 s; the block at 20.101 s is past the span.
   EXPECT_EQ(ReadFrame(o.s()).status, 1);
@@ -147,12 +153,13 @@ TEST(ReadFrames, TwentySecondsWithoutTheTrackEndsIt) {
 }
 
 TEST(ReadFrames, SubtitleWithNothingNearYieldsAnEarlyEmptyFrame) {
-  Opened o(FileOf({VideoTrack(1), TextTrack(2)},
-                  {ClusterAt(0, {SimpleBlock(1, 0, 0x80, {1}), SimpleBlock(1, 400, 0x80, {2}),
-                                 SimpleBlock(1, 501, 0x80, {3}),
-                                 BlockGroup({Block(2, 2000, 0x80, {'h', 'i'}),
-                                             Uint(kBlockDuration, 1500)})})}),
-           1);
+  Opened o(
+      FileOf({VideoTrack(1), TextTrack(2)},
+             {ClusterAt(
+                 0, {SimpleBlock(1, 0, 0x80, {1}), SimpleBlock(1, 400, 0x80, {2}),
+                     SimpleBlock(1, 501, 0x80, {3}),
+                     BlockGroup({Block(2, 2000, 0x80, {'h', 'i'}), Uint(kBlockDuration, 1500)})})}),
+      1);
   Frame empty = ReadFrame(o.s());
   EXPECT_EQ(empty.status, 0);
   EXPECT_EQ(empty.size, 0u);
@@ -186,8 +193,12 @@ TEST(ReadFrames, AnAnnouncedEmptySubtitleFrameIsTheOneDelivered) {
 
 // --- lacing ---
 
-Element OpusTrack(uint64_t number = 1) { return AudioTrack(number, {}, "A_OPUS"); }
-Element FlacTrack(uint64_t number = 1) { return AudioTrack(number, {}, "A_FLAC"); }
+Element OpusTrack(uint64_t number = 1) {
+  return AudioTrack(number, {}, "A_OPUS");
+}
+Element FlacTrack(uint64_t number = 1) {
+  return AudioTrack(number, {}, "A_FLAC");
+}
 
 TEST(Lacing, XiphSizesOf255Continue) {
   const Bytes a = Filled(265, 0), b = Filled(7, 100), c = Filled(3, 200);
@@ -207,15 +218,15 @@ TEST(Lacing, FixedSizeDropsTheRemainder) {
   // 10 bytes of payload for 3 frames: three frames of 3 bytes, the tenth byte is lost.
   Bytes block = {0x81, 0x00, 0x00, 0x84, 0x02};
   for (uint8_t i = 0; i < 10; ++i) block.push_back(i);
-  Opened o(FileOf({OpusTrack()},
-                  {ClusterAt(0, {Raw(EncodeId(0xA3)), Raw(EncodeVint(block.size())), Raw(block)})}));
+  Opened o(FileOf({OpusTrack()}, {ClusterAt(0, {Raw(EncodeId(0xA3)), Raw(EncodeVint(block.size())),
+                                                Raw(block)})}));
   EXPECT_EQ(Payloads(ReadAll(o.s())), (std::vector<Bytes>{{0, 1, 2}, {3, 4, 5}, {6, 7, 8}}));
 }
 
 TEST(Lacing, LaceCountByteFromHalfUpIsRefused) {
   Bytes block = {0x81, 0x00, 0x00, 0x84, 0xFF, 1, 2, 3, 4};
-  Opened o(FileOf({OpusTrack()},
-                  {ClusterAt(0, {Raw(EncodeId(0xA3)), Raw(EncodeVint(block.size())), Raw(block)})}));
+  Opened o(FileOf({OpusTrack()}, {ClusterAt(0, {Raw(EncodeId(0xA3)), Raw(EncodeVint(block.size())),
+                                                Raw(block)})}));
   EXPECT_EQ(ReadFrame(o.s()).status, -2);
 }
 
@@ -223,9 +234,8 @@ TEST(Lacing, SizesBeyondTheBlockFailTheRead) {
   // Xiph sizes 200 + 5 for a block that holds 10 bytes of frames.
   Bytes block = {0x81, 0x00, 0x00, 0x82, 0x01, 200};
   for (uint8_t i = 0; i < 10; ++i) block.push_back(i);
-  Opened o(FileOf({OpusTrack()},
-                  {ClusterAt(0, {Raw(EncodeId(0xA3)), Raw(EncodeVint(block.size())), Raw(block),
-                                 SimpleBlock(1, 10, 0x80, {7})})}));
+  Opened o(FileOf({OpusTrack()}, {ClusterAt(0, {Raw(EncodeId(0xA3)), Raw(EncodeVint(block.size())),
+                                                Raw(block), SimpleBlock(1, 10, 0x80, {7})})}));
   EXPECT_EQ(ReadFrame(o.s()).status, -1);
   EXPECT_EQ(ReadFrame(o.s()).bytes, Bytes{7});  // the walk goes on after the broken block
 }
@@ -274,8 +284,7 @@ TEST(Lacing, TwoLacesKeepTheBlockTime) {
 
 TEST(HeaderStripping, EveryLaceGetsTheStrippedBytesBack) {
   Element lace_by_lace = AudioTrack(1, {}, "A_OPUS", {HeaderStripping({0xAA, 0xBB})});
-  Opened o(FileOf({lace_by_lace},
-                  {ClusterAt(0, {XiphLacedBlock(1, 0, 0x80, {{1, 2}, {3}, {}})})}));
+  Opened o(FileOf({lace_by_lace}, {ClusterAt(0, {XiphLacedBlock(1, 0, 0x80, {{1, 2}, {3}, {}})})}));
   EXPECT_EQ(Payloads(ReadAll(o.s())),
             (std::vector<Bytes>{{0xAA, 0xBB, 1, 2}, {0xAA, 0xBB, 3}, {0xAA, 0xBB}}));
 
@@ -327,7 +336,8 @@ TEST(SizeQuery, TooSmallABuffer) {
   EXPECT_EQ(ReadFrame(video.s(), 2).status, -8);
   EXPECT_EQ(ReadFrame(video.s()).bytes, Bytes{4});
 
-  Opened audio(FileOf({OpusTrack()}, {ClusterAt(0, {XiphLacedBlock(1, 0, 0x80, {{1, 2, 3}, {4}})})}));
+  Opened audio(
+      FileOf({OpusTrack()}, {ClusterAt(0, {XiphLacedBlock(1, 0, 0x80, {{1, 2, 3}, {4}})})}));
   EXPECT_EQ(ReadFrame(audio.s(), 2).status, -8);
   EXPECT_EQ(ReadFrame(audio.s()).bytes, (Bytes{1, 2, 3}));
   EXPECT_EQ(ReadFrame(audio.s()).bytes, Bytes{4});
@@ -360,14 +370,17 @@ TEST(AvcFrames, LengthPrefixesBecomeStartCodes) {
 }
 
 TEST(AvcFrames, ALacedBlockCannotBeRewritten) {
-  Opened o(FileOf({AvcTrack(0xFF)},
-                  {ClusterAt(0, {XiphLacedBlock(1, 0, 0x80, {{0, 0, 0, 1, 0x65}, {0, 0, 0, 1, 0x41}}),
-                                 SimpleBlock(1, 40, 0x80, {0, 0, 0, 1, 0x65})})}));
+  Opened o(
+      FileOf({AvcTrack(0xFF)},
+             {ClusterAt(0, {XiphLacedBlock(1, 0, 0x80, {{0, 0, 0, 1, 0x65}, {0, 0, 0, 1, 0x41}}),
+                            SimpleBlock(1, 40, 0x80, {0, 0, 0, 1, 0x65})})}));
   EXPECT_EQ(ReadFrame(o.s()).status, -3);
   EXPECT_EQ(ReadFrame(o.s()).bytes, (Bytes{0, 0, 0, 1, 0x65}));
 }
 
-Bytes AvcFrame(uint8_t nal_type_byte) { return {0, 0, 0, 2, nal_type_byte, 0x80}; }
+Bytes AvcFrame(uint8_t nal_type_byte) {
+  return {0, 0, 0, 2, nal_type_byte, 0x80};
+}
 
 TEST(AvcFrames, AfterASeekNonKeyFramesAreDroppedUntilAnIdr) {
   Opened o(FileOf({AvcTrack(0xFF)},
@@ -403,8 +416,8 @@ TEST(AvcFrames, AFlaggedBlockEndsTheWaitWithoutALook) {
 TEST(AvcFrames, GivesUpAfterTenThousandDroppedFrames) {
   std::vector<Element> blocks;
   for (int i = 0; i < 10002; ++i) {
-    blocks.push_back(SimpleBlock(1, static_cast<int16_t>(i % 30000), 0x00,
-                                 AvcFrame(i == 10001 ? 0x65 : 0x41)));
+    blocks.push_back(
+        SimpleBlock(1, static_cast<int16_t>(i % 30000), 0x00, AvcFrame(i == 10001 ? 0x65 : 0x41)));
   }
   Opened o(FileOf({AvcTrack(0xFF)}, {ClusterAt(0, std::move(blocks))}));
   o.s()->key_frame_pending = 1;
@@ -434,16 +447,16 @@ namespace {
 // Every prefix of a file with every kind of block: whatever is cut, reading ends in a status.
 TEST(ReadRobustness, EveryPrefixReadsToAStatus) {
   const Bytes f = {1, 2, 3};
-  std::vector<uint8_t> bytes = FileOf(
-      {AvcTrack(0xFD), AudioTrack(2, {}, "A_OPUS", {HeaderStripping({0xAA})}), FlacTrack(3),
-       TextTrack(4)},
-      {ClusterAt(0, {SimpleBlock(1, 0, 0x80, {0, 2, 0x65, 1, 0, 9, 0x41}),
-                     XiphLacedBlock(2, 0, 0x80, {f, f, Filled(300, 0)}),
-                     EbmlLacedBlock(3, 0, 0x80, {f, Filled(200, 0), f}),
-                     FixedLacedBlock(3, 5, 0x80, {f, f}),
-                     BlockGroup({Block(4, 10, 0, {'a'}), Uint(kBlockDuration, 20)})}),
-       ClusterAt(100, {BlockGroup({Block(1, 0, 0, {0, 1, 0x41})}),
-                       XiphLacedBlock(2, 0, 0x80, {f, f}, false)})});
+  std::vector<uint8_t> bytes =
+      FileOf({AvcTrack(0xFD), AudioTrack(2, {}, "A_OPUS", {HeaderStripping({0xAA})}), FlacTrack(3),
+              TextTrack(4)},
+             {ClusterAt(0, {SimpleBlock(1, 0, 0x80, {0, 2, 0x65, 1, 0, 9, 0x41}),
+                            XiphLacedBlock(2, 0, 0x80, {f, f, Filled(300, 0)}),
+                            EbmlLacedBlock(3, 0, 0x80, {f, Filled(200, 0), f}),
+                            FixedLacedBlock(3, 5, 0x80, {f, f}),
+                            BlockGroup({Block(4, 10, 0, {'a'}), Uint(kBlockDuration, 20)})}),
+              ClusterAt(100, {BlockGroup({Block(1, 0, 0, {0, 1, 0x41})}),
+                              XiphLacedBlock(2, 0, 0x80, {f, f}, false)})});
   for (size_t n = 0; n <= bytes.size(); ++n) {
     Created c(Bytes(bytes.begin(), bytes.begin() + n));
     if (c.err() != 0) continue;

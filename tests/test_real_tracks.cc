@@ -171,23 +171,6 @@ TEST(RealTracks, MkvmergeFileWithFourTracks) {
              /*attachments=*/true});
 }
 
-// NAL length-field sizes, from the configuration records: mkvmerge writes 4 bytes; nal2.mkv
-// (corpus/ref/nal2.mkvinfo.txt) is an mkvmerge file rewritten to 2-byte lengths.
-TEST(RealTracks, NalLengthSizes) {
-  Created hevc(ReadCorpus("hevc_mkvmerge.mkv"));
-  ASSERT_EQ(hevc.err(), 0);
-  EXPECT_EQ(hevc.ctx()->streams[0].nal_length_size, 4);
-  EXPECT_EQ(hevc.ctx()->streams[1].nal_length_size, 0);  // Vorbis
-
-  Created nal2(ReadCorpus("nal2.mkv"));
-  ASSERT_EQ(nal2.err(), 0);
-  ASSERT_EQ(nal2.info().stream_count, 2u);
-  EXPECT_STREQ(nal2.ctx()->streams[0].track.codec_id, "V_MPEG4/ISO/AVC");
-  EXPECT_EQ(nal2.ctx()->streams[0].nal_length_size, 2);
-  EXPECT_STREQ(nal2.ctx()->streams[1].track.codec_id, "V_MPEGH/ISO/HEVC");
-  EXPECT_EQ(nal2.ctx()->streams[1].nal_length_size, 2);
-}
-
 // Opus tracks: "Codec-inherent delay" and "Seek pre-roll" lines of avc_ffmpeg and vp9_remux.
 TEST(RealTracks, OpusDelayAndPreRoll) {
   for (const char* file : {"avc_ffmpeg.mkv", "vp9_remux.mkv"}) {
@@ -227,27 +210,14 @@ TEST(RealTracks, FfmpegFileRemuxedByMkvmerge) {
 
 // corpus/ref/hdrstrip.mkvinfo.txt: both tracks header-stripped (ContentCompAlgo 3).
 TEST(RealTracks, HeaderStrippedTracks) {
-  CheckFile(
-      {"hdrstrip.mkv",
-       "",
-       {
-           {1,
-            kVideo,
-            "V_MPEG4/ISO/ASP",
-            "und",
-            "MPEG-4 video",
-            40000000,
-            160,
-            120,
-            0,
-            0,
-            0,
-            {0x00, 0x00, 0x01}},
-           {2, kAudio, "A_AC3", "dan", "AC-3 stripped", 32000000, 0, 0, 48000, 2, 0, {0x0B, 0x77}},
-       },
-       {},
-       /*chapters=*/false,
-       /*attachments=*/false});
+  // clang-format off
+  CheckFile({"hdrstrip.mkv", "",
+             {{1, kVideo, "V_MPEG4/ISO/ASP", "und", "MPEG-4 video", 40000000, 160, 120, 0, 0, 0,
+               {0x00, 0x00, 0x01}},
+              {2, kAudio, "A_AC3", "dan", "AC-3 stripped", 32000000, 0, 0, 48000, 2, 0,
+               {0x0B, 0x77}}},
+             {}, /*chapters=*/false, /*attachments=*/false});
+  // clang-format on
 }
 
 // corpus/ref/fixed_lacing.mkvinfo.txt: the two English tracks have no Language element; the

@@ -82,7 +82,6 @@ class Opened {
     return s;
   }
   QMKVD_CTX* ctx() { return c_.ctx(); }
-  Created& created() { return c_; }
 
  private:
   Created c_;
