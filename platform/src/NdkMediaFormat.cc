@@ -4,6 +4,8 @@
 // buffers are shared between copies.
 #include <media/NdkMediaFormat.h>
 
+#include <host/host_media_format.h>
+
 #include <android/log.h>
 #include <inttypes.h>
 #include <stdio.h>
@@ -213,6 +215,28 @@ void AMediaFormat_setBuffer(AMediaFormat* format, const char* name, const void* 
   const uint8_t* bytes = static_cast<const uint8_t*>(data);
   Slot(format, name, Type::kBuffer)->bytes =
       std::make_shared<const std::vector<uint8_t>>(bytes, bytes + (bytes ? size : 0));
+}
+
+size_t host_format_count(AMediaFormat* format) {
+  return format ? format->entries.size() : 0;
+}
+
+bool host_format_entry(AMediaFormat* format, size_t index, const char** name,
+                       host_format_type* type) {
+  if (!format || index >= format->entries.size()) return false;
+  const Entry& e = format->entries[index];
+  switch (e.type) {
+    case Type::kInt32: *type = HOST_FORMAT_INT32; break;
+    case Type::kInt64: *type = HOST_FORMAT_INT64; break;
+    case Type::kFloat: *type = HOST_FORMAT_FLOAT; break;
+    case Type::kDouble: *type = HOST_FORMAT_DOUBLE; break;
+    case Type::kSize: *type = HOST_FORMAT_SIZE; break;
+    case Type::kRect: *type = HOST_FORMAT_RECT; break;
+    case Type::kString: *type = HOST_FORMAT_STRING; break;
+    case Type::kBuffer: *type = HOST_FORMAT_BUFFER; break;
+  }
+  *name = e.name.c_str();
+  return true;
 }
 
 // The format keys, with their API 30 string values.

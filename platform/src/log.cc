@@ -12,6 +12,7 @@ constexpr int kLogBufferSize = 1024;  // the device logger cuts messages at 1023
 
 host_log_sink g_sink = nullptr;
 void* g_sink_user = nullptr;
+host_assert_hook g_assert_hook = nullptr;
 
 char PriorityLetter(int prio) {
   static const char kLetters[] = "??VDIWEFS";
@@ -33,6 +34,10 @@ int Emit(int prio, const char* tag, const char* text) {
 extern "C" void host_log_set_sink(host_log_sink sink, void* user) {
   g_sink = sink;
   g_sink_user = user;
+}
+
+extern "C" void host_log_set_assert_hook(host_assert_hook hook) {
+  g_assert_hook = hook;
 }
 
 extern "C" int __android_log_write(int prio, const char* tag, const char* text) {
@@ -64,6 +69,7 @@ extern "C" void __android_log_assert(const char* cond, const char* tag, const ch
     snprintf(buf, sizeof(buf), "%s%s", cond ? "Assertion failed: " : "Unspecified assertion failed",
              cond ? cond : "");
   }
+  if (g_assert_hook) g_assert_hook(cond, tag ? tag : "", buf);
   fprintf(stderr, "%s\n", buf);
   Emit(ANDROID_LOG_FATAL, tag, buf);
   abort();

@@ -7,6 +7,9 @@
 #include <media/NdkMediaFormat.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <utils/Errors.h>
+#include <utils/Log.h>
+#include <utils/RefBase.h>
 
 #include <map>
 
