@@ -1,0 +1,200 @@
+// The plug-in's entry, its sniffer, and the extractor's framework-facing operations.
+#include "qmkv_extractor.h"
+
+#include <string.h>
+
+#include <new>
+
+#include <media/stagefright/MediaDefs.h>
+
+#include "common/qcmn_log.h"
+#include "demux/qmkvd_header.h"
+#include "demux/qmkvd_stream.h"
+#include "mfal/qcmn_mfal_android_q.h"
+
+namespace android {
+
+namespace {
+
+// The EBML DocType element with a one-byte size and the value "matroska". "webm" files are
+// left to the extractors that serve them.
+const uint8_t kSniffPattern[] = {0x42, 0x82, 0x88, 'm', 'a', 't', 'r', 'o', 's', 'k', 'a'};
+const char* kExtensions[] = {"mkv", "mka", nullptr};
+constexpr size_t kSniffBytes = 128;
+// The last start tried is 116: the pattern's last byte then sits at 126.
+constexpr size_t kSniffLastStart = 116;
+constexpr uint32_t kPauseOnly = MediaExtractorPluginHelper::CAN_PAUSE;
+constexpr uint32_t kAllFlags =
+    MediaExtractorPluginHelper::CAN_SEEK_BACKWARD | MediaExtractorPluginHelper::CAN_SEEK_FORWARD |
+    MediaExtractorPluginHelper::CAN_PAUSE | MediaExtractorPluginHelper::CAN_SEEK;
+
+}  // namespace
+
+CMediaExtractor* CreateExtractor(CDataSource* source, void* /*meta*/) {
+  return wrap(new QMKVExtractor(new DataSourceHelper(source)));
+}
+
+CreatorFunc Sniff(CDataSource* source, float* confidence, void** /*meta*/,
+                  FreeMetaFunc* /*freeMeta*/) {
+  uint8_t buffer[kSniffBytes] = {};
+  ssize_t got = source->readAt(source->handle, 0, buffer, sizeof(buffer));
+  if (static_cast<size_t>(got) < sizeof(buffer)) {
+    qcmn_log(QCMN_LOG_ERROR, QCMN_TAG_FRONTEND, "can't read buffer size of maxScanOffset");
+    return nullptr;
+  }
+  for (size_t start = 0; start <= kSniffLastStart; ++start) {
+    if (memcmp(buffer + start, kSniffPattern, sizeof(kSniffPattern)) == 0) {
+      *confidence = 0.7f;
+      return CreateExtractor;
+    }
+  }
+  return nullptr;
+}
+
+extern "C" {
+
+__attribute__((visibility("default"))) ExtractorDef GETEXTRACTORDEF() {
+  return {
+      EXTRACTORDEF_VERSION,
+      UUID("f223cc60-82b3-11e9-b475-0800200c9a66"),
+      1,
+      "QOR MKV Extractor",
+      {.v3 = {Sniff, kExtensions}},
+  };
+}
+
+}  // extern "C"
+
+// --- The holder ---------------------------------------------------------------------------------
+
+QMKVDSF::QMKVDSF()
+    : mDemuxer(nullptr),
+      mStreams(),
+      mInfo(),
+      mOpenFlags(0),
+      mVideoInfo(),
+      mCodedWidth(),
+      mCodedHeight(),
+      mIsMp4Dp(),
+      mAudioInfo(),
+      mTextInfo(),
+      mMfal(),
+      mOpusSeekPreRoll(0),
+      mStreamCount(0),
+      mLastStream(),
+      mLastTrack(),
+      mSourceCount(),
+      mStartOffsetNs(0) {}
+
+QMKVDSF::~QMKVDSF() {
+  if (mDemuxer) {
+    // Sources closed their own streams already; closing again only logs, which is expected.
+    for (int32_t i = 0; i < mStreamCount; ++i) {
+      if (mStreams[i]) {
+        qmkvds_close(mStreams[i]);
+        mStreams[i] = nullptr;
+      }
+    }
+    qmkvd_delete(mDemuxer);
+    mDemuxer = nullptr;
+  }
+  qcmn_mfal_deinit(&mMfal);
+}
+
+// --- The extractor ------------------------------------------------------------------------------
+
+QMKVExtractor::QMKVExtractor(DataSourceHelper* source)
+    : mDataSource(source),
+      mHolder(),
+      mFileMeta(AMediaFormat_new()),
+      mFirstTrack(nullptr),
+      mLastTrack(nullptr),
+      mTrackCount(0),
+      mMetaDataRead(false),
+      mHasVideo(false),
+      mValid(true) {}
+
+QMKVExtractor::~QMKVExtractor() {
+  TrackNode* node = mFirstTrack;
+  while (node) {
+    TrackNode* next = node->next;
+    AMediaFormat_delete(node->format);
+    delete node;
+    node = next;
+  }
+  mFirstTrack = mLastTrack = nullptr;
+  AMediaFormat_delete(mFileMeta);
+  mHolder.clear();
+  delete mDataSource;
+}
+
+int32_t QMKVExtractor::readMetaData() {
+  if (!mValid) return QMKV_ERROR_INVALID;
+  if (mMetaDataRead) return 0;
+  int32_t status = init_qmkvff();
+  if (status != 0) return status;
+  if (mMetaDataRead) {
+    AMediaFormat_setString(mFileMeta, AMEDIAFORMAT_KEY_MIME,
+                           mHasVideo ? MEDIA_MIMETYPE_CONTAINER_MATROSKA : "audio/x-matroska");
+  }
+  return 0;
+}
+
+QMKVExtractor::TrackNode* QMKVExtractor::nodeAt(size_t index) const {
+  if (index >= mTrackCount) return nullptr;
+  TrackNode* node = mFirstTrack;
+  for (size_t i = 0; node && i < index; ++i) node = node->next;
+  return node;
+}
+
+QMKVExtractor::TrackNode* QMKVExtractor::appendNode(int32_t index) {
+  TrackNode* node = new (std::nothrow) TrackNode();
+  if (!node) return nullptr;
+  node->format = AMediaFormat_new();
+  node->constant = 10000000;
+  node->index = index;
+  if (mLastTrack) {
+    mLastTrack->next = node;
+  } else {
+    mFirstTrack = node;
+  }
+  mLastTrack = node;
+  ++mTrackCount;
+  return node;
+}
+
+size_t QMKVExtractor::countTracks() {
+  return readMetaData() != 0 ? 0 : mTrackCount;
+}
+
+MediaTrackHelper* QMKVExtractor::getTrack(size_t index) {
+  if (readMetaData() != 0) return nullptr;
+  TrackNode* node = nodeAt(index);
+  if (!node) return nullptr;
+  return new QMKVSource(node->format, mDataSource, mHolder, node->index);
+}
+
+media_status_t QMKVExtractor::getTrackMetaData(AMediaFormat* meta, size_t index,
+                                               uint32_t /*flags*/) {
+  if (readMetaData() != 0) return AMEDIA_ERROR_UNKNOWN;
+  TrackNode* node = nodeAt(index);
+  if (!node) return AMEDIA_ERROR_UNKNOWN;
+  return AMediaFormat_copy(meta, node->format);
+}
+
+media_status_t QMKVExtractor::getMetaData(AMediaFormat* meta) {
+  if (readMetaData() != 0) return AMEDIA_ERROR_UNKNOWN;
+  AMediaFormat_copy(meta, mFileMeta);
+  return AMEDIA_OK;
+}
+
+uint32_t QMKVExtractor::flags() const {
+  // Asked before the first query there is no summary yet: promise nothing beyond pausing.
+  return (mHolder != nullptr && mHolder->seekable()) ? kAllFlags : kPauseOnly;
+}
+
+media_status_t QMKVExtractor::setMediaCas(const uint8_t* /*casToken*/, size_t /*size*/) {
+  return AMEDIA_ERROR_INVALID_OPERATION;
+}
+
+}  // namespace android

@@ -1,0 +1,325 @@
+// The keys of the track and file formats the extractor publishes: what a decoder needs
+// (MIME, codec-specific data, sizes, rates), what a player shows (language, name, tags), and our
+// own keys that explain a track the device cannot play.
+#include <android-base/properties.h>
+#include <android/binder_ibinder.h>
+#include <media/stagefright/MediaDefs.h>
+#include <media/stagefright/foundation/ColorUtils.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <strings.h>
+
+#include <string>
+
+#include "common/qcmn_formatkeys.h"
+#include "common/qcmn_fourcc.h"
+#include "common/qcmn_log.h"
+#include "common/qcmn_mimetypes.h"
+#include "common/qcmn_mt.h"
+#include "demux/qmkvd_seek.h"
+#include "qmkv_extractor.h"
+#include "qmkv_extractor_internal.h"
+
+namespace android {
+
+namespace {
+
+constexpr int32_t kPcm16Bit = 2;
+constexpr int32_t kPcmFloat = 4;
+constexpr uid_t kMediaServerUid = 1013;
+constexpr int32_t kEncodingPlain = 703;
+constexpr int32_t kEncodingFirst = 700;
+constexpr int64_t kIsoUnspecified = 2;
+constexpr uint8_t kAvcNalPps = 8;
+
+// Float PCM only for the media server, and only when the device asks for it.
+int32_t PcmEncodingFor(uint32_t bits) {
+  if (bits <= 16) return kPcm16Bit;
+  if (AIBinder_getCallingUid() == kMediaServerUid &&
+      android::base::GetBoolProperty("media.extractor.float", false)) {
+    return kPcmFloat;
+  }
+  return kPcm16Bit;
+}
+
+const char* MimeOr(uint32_t code, const char* unknown) {
+  const char* mime = FourCC2MIME(code);
+  return strcasecmp(mime, QCMN_MIMETYPE_UNKNOWN) == 0 ? unknown : mime;
+}
+
+void SetName(AMediaFormat* format, const char* name, uint32_t length) {
+  if (name && length >= 1)
+    AMediaFormat_setBuffer(format, AMEDIAFORMAT_KEY_TRACK_NAME, name, length);
+}
+
+bool IsWholeBlockAudio(uint32_t code) {
+  switch (code) {
+    case QCMN_TAG_MS_ADPCM:
+    case QCMN_TAG_IMA_ADPCM:
+    case QCMN_TAG_AAC:
+    case QCMN_TAG_FLAC:
+    case QCMN_TAG_WMA1:
+    case QCMN_TAG_WMA2:
+    case QCMN_TAG_WMA_PRO:
+    case QCMN_TAG_WMA_LOSSLESS:
+    case QCMN_TAG_DTS: return true;
+    default: return false;
+  }
+}
+
+// Xiph-laced Vorbis headers (identification, comment, setup) with one-byte lengths: the
+// identification header becomes csd-0 and the setup header csd-1. -1003 when the block is not
+// that.
+int32_t SetVorbisCsd(AMediaFormat* format, const uint8_t* b, uint32_t length) {
+  if (length < 4 || b[0] != 2) {
+    qcmn_log(QCMN_LOG_DEBUG, QCMN_TAG_FRONTEND, "buf[0] != 0x02");
+    return QMKV_ERROR_CONFIG;
+  }
+  const uint32_t id_length = b[1];
+  const uint32_t comment_length = b[2];
+  const uint32_t setup_start = 3 + id_length + comment_length;
+  if (length > setup_start && b[3] == 1 && b[3 + id_length] == 3 && b[setup_start] == 5) {
+    AMediaFormat_setBuffer(format, AMEDIAFORMAT_KEY_CSD_0, b + 3, id_length);
+    AMediaFormat_setBuffer(format, AMEDIAFORMAT_KEY_CSD_1, b + setup_start, length - setup_start);
+    return 0;
+  }
+  qcmn_log(QCMN_LOG_DEBUG, QCMN_TAG_FRONTEND, "vorbis csd is malformed");
+  return QMKV_ERROR_CONFIG;
+}
+
+// Sequence parameters before the first picture parameter set go to csd-0, the rest to csd-1.
+void SetAvcCsd(AMediaFormat* format, const uint8_t* b, uint32_t length) {
+  for (uint32_t p = 0; p + 5 <= length; ++p) {
+    if (b[p] == 0 && b[p + 1] == 0 && b[p + 2] == 0 && b[p + 3] == 1 &&
+        (b[p + 4] & 0x1F) == kAvcNalPps) {
+      AMediaFormat_setBuffer(format, AMEDIAFORMAT_KEY_CSD_0, b, p);
+      AMediaFormat_setBuffer(format, AMEDIAFORMAT_KEY_CSD_1, b + p, length - p);
+      return;
+    }
+  }
+}
+
+int32_t IsoValue(int64_t value) {
+  return (value == QMKVD_COLOUR_ABSENT || value < INT32_MIN || value > INT32_MAX)
+             ? static_cast<int32_t>(kIsoUnspecified)
+             : static_cast<int32_t>(value);
+}
+
+void SetColourAspects(AMediaFormat* format, const QMKVD_COLOUR& c) {
+  int32_t range = 0, standard = 0, transfer = 0;
+  // Matroska's Range 2 is full range; an absent Range counts as that code too.
+  const bool full_range = IsoValue(c.range) == 2;
+  ColorUtils::convertIsoColorAspectsToPlatformAspects(
+      IsoValue(c.primaries), IsoValue(c.transfer_characteristics), IsoValue(c.matrix_coefficients),
+      full_range, &range, &standard, &transfer);
+  if (range != 0) AMediaFormat_setInt32(format, AMEDIAFORMAT_KEY_COLOR_RANGE, range);
+  if (standard != 0) AMediaFormat_setInt32(format, AMEDIAFORMAT_KEY_COLOR_STANDARD, standard);
+  if (transfer != 0) AMediaFormat_setInt32(format, AMEDIAFORMAT_KEY_COLOR_TRANSFER, transfer);
+}
+
+uint16_t Scaled(float value, float scale) {
+  return static_cast<uint16_t>(value * scale + 0.5f);
+}
+
+bool InUnit(const QMKVD_CHROMATICITY* c) {
+  return c && c->x >= 0.0f && c->x <= 1.0f && c->y >= 0.0f && c->y <= 1.0f;
+}
+
+void SetPrimary(HDRStaticInfo::Primaries1* out, const QMKVD_CHROMATICITY* c) {
+  out->x = Scaled(c->x, 50000.0f);
+  out->y = Scaled(c->y, 50000.0f);
+}
+
+void FillMastering(const QMKVD_MASTERING& m, HDRStaticInfo::Type1* t) {
+  if (m.luminance_max >= 0.5f && m.luminance_max < 65535.5f) {
+    t->mMaxDisplayLuminance = Scaled(m.luminance_max, 1.0f);
+  }
+  if (m.luminance_min >= 0.00005f && m.luminance_min < 6.55355f) {
+    t->mMinDisplayLuminance = Scaled(m.luminance_min, 10000.0f);
+  }
+  if (InUnit(m.white_point)) SetPrimary(&t->mW, m.white_point);
+  if (InUnit(m.red) && InUnit(m.green) && InUnit(m.blue)) {
+    SetPrimary(&t->mR, m.red);
+    SetPrimary(&t->mG, m.green);
+    SetPrimary(&t->mB, m.blue);
+  }
+}
+
+void SetHdrStaticInfo(AMediaFormat* format, const QMKVD_COLOUR& c) {
+  HDRStaticInfo info;
+  memset(&info, 0, sizeof(info));
+  info.mID = HDRStaticInfo::kType1;
+  HDRStaticInfo::Type1* t = &info.sType1;
+  if (c.max_cll >= 0 && c.max_cll <= 65535) t->mMaxContentLightLevel = c.max_cll;
+  if (c.max_fall >= 0 && c.max_fall <= 65535) t->mMaxFrameAverageLightLevel = c.max_fall;
+  if (c.mastering) FillMastering(*c.mastering, t);
+  static const HDRStaticInfo kEmpty = {};
+  if (memcmp(&info, &kEmpty, sizeof(info)) != 0) {
+    ColorUtils::setHDRStaticInfoIntoAMediaFormat(info, format);
+  }
+}
+
+// One entry of the file's tag record, in the order the file format lists them.
+struct FileTag {
+  const char* key;
+  bool integer;
+  int32_t slot;  // text slot of the demuxer's metadata (1-based); 0 none
+};
+
+}  // namespace
+
+void QMKVExtractor::setCommonKeys(AMediaFormat* format, int32_t status, uint32_t code) {
+  AMediaFormat_setInt64(format, AMEDIAFORMAT_KEY_DURATION, mHolder->mInfo.duration / 10);
+  AMediaFormat_setInt32(format, AMEDIAFORMAT_KEY_ALLOW_FRAME_REORDERING, 1);
+  AMediaFormat_setInt32(format, AMEDIAFORMAT_KEY_ERROR_TYPE, status);
+  if (status == QMKV_ERROR_UNSUPPORTED) {
+    AMediaFormat_setInt32(format, AMEDIAFORMAT_KEY_TRACK_FOURCC, static_cast<int32_t>(code));
+    AMediaFormat_setInt32(format, AMEDIAFORMAT_KEY_ERROR_LOGGABLE, 1);
+  }
+}
+
+void QMKVExtractor::setSubtitleKeys(AMediaFormat* format, int32_t slot) {
+  const QMKVD_TEXT_INFO& info = mHolder->mTextInfo[slot];
+  AMediaFormat_setString(format, AMEDIAFORMAT_KEY_MIME, FourCC2MIME(info.codec_tag));
+  AMediaFormat_setInt32(format, AMEDIAFORMAT_KEY_FOURCC, static_cast<int32_t>(info.codec_tag));
+  AMediaFormat_setString(format, AMEDIAFORMAT_KEY_LANGUAGE, info.language);
+  AMediaFormat_setInt32(format, AMEDIAFORMAT_KEY_MAX_INPUT_SIZE, QMKV_MAX_INPUT_TEXT);
+  SetName(format, info.name, info.name_length);
+}
+
+int32_t QMKVExtractor::setAudioKeys(AMediaFormat* format, int32_t index, int32_t slot,
+                                    int32_t status, int32_t aac_profile) {
+  const QMKVD_AUDIO_INFO& info = mHolder->mAudioInfo[slot];
+  const uint32_t code = info.codec_tag;
+  const uint32_t bits = info.bits_per_sample ? info.bits_per_sample : 16;
+  AMediaFormat_setString(format, AMEDIAFORMAT_KEY_MIME, MimeOr(code, QCMN_MIMETYPE_AUDIO_UNKNOWN));
+  AMediaFormat_setInt32(format, AMEDIAFORMAT_KEY_FOURCC, static_cast<int32_t>(code));
+  AMediaFormat_setInt32(format, AMEDIAFORMAT_KEY_CHANNEL_COUNT,
+                        static_cast<int32_t>(info.channels));
+  AMediaFormat_setInt32(format, AMEDIAFORMAT_KEY_SAMPLE_RATE,
+                        static_cast<int32_t>(info.sampling_frequency));
+  AMediaFormat_setInt32(format, AMEDIAFORMAT_KEY_BITS_PER_SAMPLE, static_cast<int32_t>(bits));
+  AMediaFormat_setInt32(format, AMEDIAFORMAT_KEY_PCM_ENCODING, PcmEncodingFor(bits));
+  AMediaFormat_setString(format, AMEDIAFORMAT_KEY_LANGUAGE, info.language);
+  AMediaFormat_setInt32(format, AMEDIAFORMAT_KEY_MAX_INPUT_SIZE, QMKV_MAX_INPUT_AUDIO);
+  AMediaFormat_setInt64(format, AMEDIAFORMAT_KEY_DURATION, mHolder->mInfo.duration / 10);
+  SetName(format, info.name, info.name_length);
+  if (aac_profile >= 0) AMediaFormat_setInt32(format, AMEDIAFORMAT_KEY_AAC_PROFILE, aac_profile);
+
+  uint32_t length = 0;
+  uint8_t* block = QmkvFetchFormat(mHolder->mDemuxer, index, &length, nullptr);
+  if (IsWholeBlockAudio(code)) {
+    if (length >= 1) AMediaFormat_setBuffer(format, AMEDIAFORMAT_KEY_CSD_0, block, length);
+  } else if (code == QCMN_TAG_VORBIS || code == 0x6751) {
+    if (SetVorbisCsd(format, block, block ? length : 0) != 0) {
+      status = QMKV_ERROR_CONFIG;
+      AMediaFormat_setInt32(format, AMEDIAFORMAT_KEY_ERROR_TYPE, status);
+    }
+  } else if (code == qcmn_fourcc("Opus")) {
+    if (length >= 1) AMediaFormat_setBuffer(format, AMEDIAFORMAT_KEY_CSD_0, block, length);
+    AMediaFormat_setBuffer(format, AMEDIAFORMAT_KEY_CSD_1, &info.codec_delay,
+                           sizeof(info.codec_delay));
+    AMediaFormat_setBuffer(format, AMEDIAFORMAT_KEY_CSD_2, &info.seek_pre_roll,
+                           sizeof(info.seek_pre_roll));
+    mHolder->mOpusSeekPreRoll = static_cast<int64_t>(info.seek_pre_roll);
+  }
+  free(block);
+  return status;
+}
+
+void QMKVExtractor::setVideoKeys(AMediaFormat* format, int32_t index, int32_t slot, int32_t status,
+                                 int32_t max_input_size) {
+  const QMKVD_VIDEO_INFO& info = mHolder->mVideoInfo[slot];
+  const uint32_t code = info.codec_tag;
+  const char* mime = MimeOr(code, QCMN_MIMETYPE_VIDEO_UNKNOWN);
+  AMediaFormat_setString(format, AMEDIAFORMAT_KEY_MIME, mime);
+  AMediaFormat_setInt32(format, AMEDIAFORMAT_KEY_FOURCC, static_cast<int32_t>(code));
+  AMediaFormat_setInt32(format, AMEDIAFORMAT_KEY_WIDTH, static_cast<int32_t>(info.width));
+  AMediaFormat_setInt32(format, AMEDIAFORMAT_KEY_HEIGHT, static_cast<int32_t>(info.height));
+  AMediaFormat_setInt32(format, AMEDIAFORMAT_KEY_MAX_INPUT_SIZE, max_input_size);
+  AMediaFormat_setInt64(format, AMEDIAFORMAT_KEY_DURATION, mHolder->mInfo.duration / 10);
+  AMediaFormat_setInt32(format, AMEDIAFORMAT_KEY_DISPLAY_WIDTH, static_cast<int32_t>(info.width));
+  AMediaFormat_setInt32(format, AMEDIAFORMAT_KEY_DISPLAY_HEIGHT, static_cast<int32_t>(info.height));
+  AMediaFormat_setInt32(format, AMEDIAFORMAT_KEY_FRAME_RATE, static_cast<int32_t>(info.frame_rate));
+  AMediaFormat_setInt32(format, AMEDIAFORMAT_KEY_IS_MP4_DP, mHolder->mIsMp4Dp[slot]);
+  if (status == 0) setIFrameInterval(format, index);
+  if (code != qcmn_fourcc("VP80")) {
+    uint32_t length = 0;
+    uint8_t* block = QmkvFetchFormat(mHolder->mDemuxer, index, &length, nullptr);
+    if (block && length >= 1) {
+      if (strcmp(mime, MEDIA_MIMETYPE_VIDEO_AVC) == 0) {
+        SetAvcCsd(format, block, length);
+      } else {
+        AMediaFormat_setBuffer(format, AMEDIAFORMAT_KEY_CSD_0, block, length);
+      }
+    }
+    free(block);
+  }
+  if (info.colour) {
+    SetColourAspects(format, *info.colour);
+    SetHdrStaticInfo(format, *info.colour);
+  }
+}
+
+// The average distance between key frames, from the cues' key-frame index.
+void QMKVExtractor::setIFrameInterval(AMediaFormat* format, int32_t index) {
+  uint32_t bytes = 0, entries = 0;
+  if (qmkvd_get_idx_table(mHolder->mDemuxer, index, nullptr, 0, &bytes, &entries) != 0) return;
+  if (entries == 0 || bytes == 0 || bytes > INT32_MAX) return;
+  void* table = malloc(bytes);
+  if (!table) return;
+  if (qmkvd_get_idx_table(mHolder->mDemuxer, index, table, static_cast<int32_t>(bytes), &bytes,
+                          &entries) == 0 &&
+      entries > 0) {
+    const int64_t interval = mHolder->mInfo.duration / static_cast<int64_t>(entries) / 10;
+    AMediaFormat_setInt64(format, AMEDIAFORMAT_KEY_I_FRAME_AVG_INTERVAL, interval);
+  }
+  free(table);
+}
+
+void QMKVExtractor::setFileMetaData() {
+  // The demuxer's text slots: 1 title, 2 artist, 3 album, 4 genre or comment, 7 composer,
+  // 8 writer, 9 release date. Track and disc numbers, album artist, author and compilation
+  // have no Matroska tag we read.
+  static const FileTag kTags[] = {
+      {AMEDIAFORMAT_KEY_CDTRACKNUMBER, true, 0}, {AMEDIAFORMAT_KEY_DISCNUMBER, true, 0},
+      {AMEDIAFORMAT_KEY_ALBUM, false, 3},        {AMEDIAFORMAT_KEY_ARTIST, false, 2},
+      {AMEDIAFORMAT_KEY_ALBUMARTIST, false, 0},  {AMEDIAFORMAT_KEY_AUTHOR, false, 0},
+      {AMEDIAFORMAT_KEY_COMPOSER, false, 7},     {AMEDIAFORMAT_KEY_DATE, false, 9},
+      {AMEDIAFORMAT_KEY_GENRE, false, 4},        {AMEDIAFORMAT_KEY_TITLE, false, 1},
+      {AMEDIAFORMAT_KEY_YEAR, true, 0},          {AMEDIAFORMAT_KEY_WRITER, false, 8},
+      {AMEDIAFORMAT_KEY_COMPILATION, true, 0},
+  };
+  const QMKVD_METADATA* meta = mHolder->mInfo.metadata;
+  if (!meta) return;
+  std::string encodings;
+  for (const FileTag& tag : kTags) {
+    if (tag.integer) {
+      // Only the year is known; 0 means the file has no date.
+      const int32_t value = (tag.key == AMEDIAFORMAT_KEY_YEAR && meta->year > 0) ? meta->year : -1;
+      if (value < 0) continue;
+      char text[16];
+      snprintf(text, sizeof(text), "%d", value);
+      AMediaFormat_setString(mFileMeta, tag.key, text);
+      continue;
+    }
+    if (tag.slot == 0) continue;
+    const QMKVD_METADATA_SLOT& s = meta->slots[tag.slot - 1];
+    if (s.length == 0 || !s.text) continue;
+    const int32_t encoding = static_cast<int32_t>(s.kind);
+    AMediaFormat_setString(
+        mFileMeta, tag.key,
+        encoding == kEncodingPlain
+            ? std::string(reinterpret_cast<const char*>(s.text), s.length).c_str()
+            : "");
+    if (encoding >= kEncodingFirst && encoding <= kEncodingPlain) {
+      encodings += std::string(tag.key) + "=" + std::to_string(encoding - kEncodingFirst) + ":";
+    }
+  }
+  if (!encodings.empty()) {
+    AMediaFormat_setString(mFileMeta, AMEDIAFORMAT_KEY_CHAR_ENCODING_TYPES, encodings.c_str());
+  }
+}
+
+}  // namespace android

@@ -1,0 +1,325 @@
+// One track as the framework reads it: frames into the framework's buffers, with times, sync
+// flags and seeks; PCM turned into the sample format the track's format promises.
+#include <android/log.h>
+#include <string.h>
+
+#include "audio/qaud_pcm.h"
+#include "common/qcmn_fourcc.h"
+#include "common/qcmn_log.h"
+#include "common/qcmn_mt.h"
+#include "demux/qmkvd_seek.h"
+#include "demux/qmkvd_stream.h"
+#include "qmkv_extractor.h"
+#include "qmkv_extractor_internal.h"
+
+// Framework misuse (start twice, read before start...) is fatal, as everywhere in the media
+// stack; the messages name a fixed place so that crash reports stay comparable across builds.
+#define QMKV_CHECK(cond, line, cond_text, check_text)                                              \
+  do {                                                                                             \
+    if (!(cond)) {                                                                                 \
+      __android_log_assert("!(" cond_text ")", QCMN_TAG_FRONTEND, "%s",                            \
+                           "libextractor/qmkv_extractor:" #line " CHECK(" check_text ") failed."); \
+    }                                                                                              \
+  } while (0)
+
+namespace android {
+
+namespace {
+
+constexpr int32_t kMaxStreams = QMKVD_MAX_TRACKS;
+constexpr int32_t kPcm16Bit = 2;
+constexpr int32_t kPcmFloat = 4;
+constexpr uint32_t kVorbisWaveTag = 0x6751;
+#define QMKV_MAX_SIZE_CHECK \
+  "AMediaFormat_getInt32(mFormat, AMEDIAFORMAT_KEY_MAX_INPUT_SIZE, &max_size)"
+
+// previous-sync, next-sync, closest-sync, closest.
+const uint32_t kSeekModes[4] = {QMKVD_SEEK_BEFORE, QMKVD_SEEK_AFTER, QMKVD_SEEK_NEAREST,
+                                QMKVD_SEEK_BEFORE};
+
+int32_t KindSlot(int32_t stream_type) {
+  return stream_type == QMKV_TYPE_VIDEO ? 0 : stream_type == QMKV_TYPE_AUDIO ? 1 : 2;
+}
+
+// Big-endian PCM made little-endian in place; depths other than 16, 24 and 32 stay as they are.
+void SwapToLittleEndian(uint8_t* d, uint32_t size, uint32_t bits) {
+  if (bits == 16) {
+    for (uint32_t i = 0; i + 2 <= size; i += 2) {
+      const uint8_t t = d[i];
+      d[i] = d[i + 1];
+      d[i + 1] = t;
+    }
+  } else if (bits == 32) {
+    for (uint32_t i = 0; i + 4 <= size; i += 4) {
+      uint8_t t = d[i];
+      d[i] = d[i + 3];
+      d[i + 3] = t;
+      t = d[i + 1];
+      d[i + 1] = d[i + 2];
+      d[i + 2] = t;
+    }
+  } else if (bits == 24) {
+    for (uint32_t i = 0; i + 3 <= size; i += 3) {
+      const uint8_t t = d[i];
+      d[i] = d[i + 2];
+      d[i + 2] = t;
+    }
+  }
+}
+
+// 0 to 3 for 8, 16, 24 and 32 bits; anything else lands far above.
+uint32_t DepthIndex(uint32_t bits) {
+  const uint32_t v = bits - 8;
+  return (v >> 3) | (v << 29);
+}
+
+}  // namespace
+
+QMKVSource::QMKVSource(AMediaFormat* format, DataSourceHelper* source, sp<QMKVDSF> holder,
+                       int32_t index)
+    : mFormat(format),
+      mDataSource(source),
+      mHolder(holder),
+      mBuffer(nullptr),
+      mTrackIndex(index),
+      mStreamType(0),
+      mCodec(0),
+      mStreamHandle(nullptr),
+      mLastTimeUs(0),
+      mStarted(false) {
+  pthread_mutex_init(&mLock, nullptr);
+  QMKVDSF* h = mHolder.get();
+  const uint32_t count =
+      h->mInfo.stream_count < QMKVD_MAX_TRACKS ? h->mInfo.stream_count : QMKVD_MAX_TRACKS;
+  const int32_t type = (index >= 0 && static_cast<uint32_t>(index) < count)
+                           ? static_cast<int32_t>(h->mInfo.stream_type[index])
+                           : 0;
+  int32_t ordinal = 0;
+  for (int32_t i = 0; i < index && static_cast<uint32_t>(i) < count; ++i) {
+    if (static_cast<int32_t>(h->mInfo.stream_type[i]) == type) ++ordinal;
+  }
+  if (type != QMKV_TYPE_VIDEO && type != QMKV_TYPE_AUDIO && type != QMKV_TYPE_TEXT) {
+    mStreamType = 255;
+    return;
+  }
+  mStreamType = type;
+  const int32_t kind = KindSlot(mStreamType);
+  int32_t err = 0;
+  QMKVDS_CTX* handle = qmkvds_open(h->mDemuxer, index, &err);
+  // The holder keeps at most one handle per slot; past that a source still owns and closes its
+  // own handle.
+  if (h->mStreamCount < kMaxStreams) h->mStreams[h->mStreamCount] = handle;
+  h->mLastStream[kind] = handle;
+  mStreamHandle = handle;
+  if (!handle) {
+    h->mLastStream[kind] = nullptr;
+    mHolder.clear();
+    return;
+  }
+  h->mLastTrack[kind] = index;
+  if (mStreamType == QMKV_TYPE_VIDEO) {
+    mCodec = h->mVideoInfo[ordinal].codec_tag;
+  } else if (mStreamType == QMKV_TYPE_AUDIO) {
+    mCodec = h->mAudioInfo[ordinal].codec_tag;
+  } else {
+    mCodec = h->mTextInfo[ordinal].codec_tag;
+  }
+  if (h->mStreamCount < kMaxStreams) ++h->mStreamCount;
+  ++h->mSourceCount[kind];
+}
+
+QMKVSource::~QMKVSource() {
+  if (mStarted) stop();
+  if (mStreamHandle) {
+    qmkvds_close(mStreamHandle);
+    mStreamHandle = nullptr;
+  }
+  mHolder.clear();
+  pthread_mutex_destroy(&mLock);
+}
+
+media_status_t QMKVSource::start() {
+  pthread_mutex_lock(&mLock);
+  QMKV_CHECK(!mStarted, 1366, "!mStarted", "!mStarted");
+  if (mHolder == nullptr) {
+    qcmn_log(QCMN_LOG_INFO, QCMN_TAG_FRONTEND, "QMKVSource::start() MKV demuxer is NULL");
+    pthread_mutex_unlock(&mLock);
+    return AMEDIA_ERROR_UNSUPPORTED;
+  }
+  if (mStreamType == 255) {
+    qcmn_log(QCMN_LOG_INFO, QCMN_TAG_FRONTEND, "QMKVSource::start() mStreamType is unknown");
+    pthread_mutex_unlock(&mLock);
+    return AMEDIA_ERROR_UNSUPPORTED;
+  }
+  int32_t max_size = 0;
+  const bool has_size = AMediaFormat_getInt32(mFormat, AMEDIAFORMAT_KEY_MAX_INPUT_SIZE, &max_size);
+  QMKV_CHECK(has_size, 1379, QMKV_MAX_SIZE_CHECK, QMKV_MAX_SIZE_CHECK);
+  mBufferGroup->add_buffer(static_cast<size_t>(max_size));
+  mStarted = true;
+  pthread_mutex_unlock(&mLock);
+  return AMEDIA_OK;
+}
+
+media_status_t QMKVSource::stop() {
+  pthread_mutex_lock(&mLock);
+  QMKV_CHECK(mStarted, 1398, "mStarted", "mStarted");
+  mStarted = false;
+  pthread_mutex_unlock(&mLock);
+  return AMEDIA_OK;
+}
+
+media_status_t QMKVSource::getFormat(AMediaFormat* format) {
+  pthread_mutex_lock(&mLock);
+  AMediaFormat_copy(format, mFormat);
+  pthread_mutex_unlock(&mLock);
+  return AMEDIA_OK;
+}
+
+// Gives the buffer back to its group before a read ends without a frame.
+media_status_t QMKVSource::failLocked(media_status_t status) {
+  mBuffer->release();
+  mBuffer = nullptr;
+  pthread_mutex_unlock(&mLock);
+  return status;
+}
+
+media_status_t QMKVSource::seekLocked(const ReadOptions* options) {
+  int64_t time_us = 0;
+  ReadOptions::SeekMode mode = ReadOptions::SEEK_CLOSEST_SYNC;
+  if (!options || !options->getSeekTo(&time_us, &mode)) return AMEDIA_OK;
+  QMKV_CHECK(static_cast<uint32_t>(mode) < 4, 1441, "!\"Should not be here.\"",
+             "!\"Should not be here.\"");
+  const QMKVDSF* h = mHolder.get();
+  if (!h->seekable() && time_us != 0) return AMEDIA_OK;
+  // Microseconds far beyond any file would overflow the nanoseconds: they are past the end.
+  int64_t target = 0;
+  if (time_us > INT64_MAX / 1000) {
+    target = INT64_MAX;
+  } else if (time_us > 0) {
+    target = (time_us * 1000 - h->mStartOffsetNs) / 100;
+  }
+  if (target < 1) target = 0;
+  if (target > h->mInfo.duration) return AMEDIA_ERROR_END_OF_STREAM;
+  int64_t landed = 0;
+  if (qmkvds_seek(mStreamHandle, &target, &landed, kSeekModes[mode]) != 0) {
+    return AMEDIA_ERROR_END_OF_STREAM;
+  }
+  return AMEDIA_OK;
+}
+
+int64_t QMKVSource::convertPcmLocked(uint8_t* data, uint32_t size, size_t capacity) {
+  int32_t bits = 0;
+  if (mStreamType != QMKV_TYPE_AUDIO ||
+      !AMediaFormat_getInt32(mFormat, AMEDIAFORMAT_KEY_BITS_PER_SAMPLE, &bits)) {
+    return size;
+  }
+  const bool big_endian = mCodec == qcmn_fourcc("lpcm");
+  if (big_endian) SwapToLittleEndian(data, size, static_cast<uint32_t>(bits));
+  int32_t encoding = kPcm16Bit;
+  AMediaFormat_getInt32(mFormat, AMEDIAFORMAT_KEY_PCM_ENCODING, &encoding);
+  int16_t* out16 = reinterpret_cast<int16_t*>(data);
+  float* outf = reinterpret_cast<float*>(data);
+  if (mCodec == QCMN_TAG_IEEE_FLOAT) {
+    if (encoding != kPcm16Bit) return size;
+    memcpy_to_i16_from_float(out16, reinterpret_cast<const float*>(data), size / 4);
+    return int64_t{size / 4} * 2;
+  }
+  if (!big_endian && mCodec != QCMN_TAG_PCM) return size;
+  if (encoding != kPcm16Bit && encoding != kPcmFloat) return size;
+  const uint32_t depth = DepthIndex(static_cast<uint32_t>(bits));
+  if (depth > 3) return 0;
+  const uint32_t samples = size / (depth + 1);
+  const int64_t grown = int64_t{samples} * (encoding == kPcm16Bit ? 2 : 4);
+  // Widening conversions grow the block in place: it has to fit the buffer it is in.
+  if (grown > static_cast<int64_t>(capacity)) return -1;
+  if (encoding == kPcm16Bit) {
+    if (depth == 0) memcpy_to_i16_from_u8(out16, data, samples);
+    if (depth == 2) memcpy_to_i16_from_p24(out16, data, samples);
+    if (depth == 3) memcpy_to_i16_from_i32(out16, reinterpret_cast<const int32_t*>(data), samples);
+  } else {
+    if (depth == 0) memcpy_to_float_from_u8(outf, data, samples);
+    if (depth == 1) memcpy_to_float_from_i16(outf, reinterpret_cast<const int16_t*>(data), samples);
+    if (depth == 2) memcpy_to_float_from_p24(outf, data, samples);
+    if (depth == 3) memcpy_to_float_from_i32(outf, reinterpret_cast<const int32_t*>(data), samples);
+  }
+  return grown;
+}
+
+media_status_t QMKVSource::setMetaLocked(uint32_t size, int64_t time, int64_t end, int32_t sync) {
+  QMKV_CHECK(mBuffer != nullptr, 1595, "mBuffer != __null", "mBuffer != NULL");
+  AMediaFormat* meta = mBuffer->meta_data();
+  AMediaFormat_clear(meta);
+  bool duration_known = false;
+  if (mStreamType == QMKV_TYPE_TEXT) {
+    if (size < 1 || size >= mBuffer->size()) {
+      AMediaFormat_setInt64(meta, AMEDIAFORMAT_KEY_DURATION, -1);
+      duration_known = true;
+    } else {
+      static_cast<uint8_t*>(mBuffer->data())[size] = 0;  // decoders take the text as a C string
+      ++size;
+    }
+  }
+  if (!duration_known && time < end) {
+    AMediaFormat_setInt64(meta, AMEDIAFORMAT_KEY_DURATION, (end - time) / 10);
+  }
+  if (mCodec == QCMN_TAG_VORBIS || mCodec == kVorbisWaveTag) {
+    int32_t rate = 0;
+    int64_t duration = 0;
+    if (!AMediaFormat_getInt32(mFormat, AMEDIAFORMAT_KEY_SAMPLE_RATE, &rate) ||
+        !AMediaFormat_getInt64(mFormat, AMEDIAFORMAT_KEY_DURATION, &duration)) {
+      return failLocked(AMEDIA_ERROR_MALFORMED);
+    }
+    const int64_t now = time / 10;
+    if (now < duration && rate > 0) {
+      // The samples left to the end of the track; saturated, a hostile duration cannot wrap.
+      const int64_t left_us = duration - now;
+      const int64_t samples = left_us > INT64_MAX / rate ? INT32_MAX : left_us * rate / 1000000;
+      AMediaFormat_setInt32(meta, AMEDIAFORMAT_KEY_VALID_SAMPLES,
+                            samples > INT32_MAX ? INT32_MAX : static_cast<int32_t>(samples));
+    }
+  }
+  mBuffer->set_range(0, size);
+  mLastTimeUs = time / 10;
+  AMediaFormat_setInt64(meta, AMEDIAFORMAT_KEY_TIME_US, time / 10);
+  AMediaFormat_setInt32(meta, AMEDIAFORMAT_KEY_IS_SYNC_FRAME, sync);
+  return AMEDIA_OK;
+}
+
+media_status_t QMKVSource::read(MediaBufferHelper** out, const ReadOptions* options) {
+  pthread_mutex_lock(&mLock);
+  QMKV_CHECK(mStarted, 1407, "mStarted", "mStarted");
+  *out = nullptr;
+  media_status_t err = mBufferGroup->acquire_buffer(&mBuffer, false, 0);
+  if (err != AMEDIA_OK || mBuffer == nullptr) {
+    QMKV_CHECK(mBuffer == nullptr, 1418, "mBuffer == __null", "mBuffer == NULL");
+    qcmn_log(QCMN_LOG_WARN, QCMN_TAG_FRONTEND, "QMKVSource::read() acquire_buffer returns %d", err);
+    pthread_mutex_unlock(&mLock);
+    return AMEDIA_ERROR_UNKNOWN;
+  }
+  media_status_t seek = seekLocked(options);
+  if (seek != AMEDIA_OK) return failLocked(seek);
+
+  uint8_t* data = static_cast<uint8_t*>(mBuffer->data());
+  const size_t capacity = mBuffer->size();
+  const int32_t room = capacity > INT32_MAX ? INT32_MAX : static_cast<int32_t>(capacity);
+  uint32_t size = 0;
+  int64_t time = 0, end = 0;
+  int32_t sync = 0;
+  int32_t result = qmkvds_get_frm(mStreamHandle, data, room, &size, &time, &end, &sync);
+  if (result != 0) {
+    return failLocked(result == 1 ? AMEDIA_ERROR_END_OF_STREAM : AMEDIA_ERROR_IO);
+  }
+  const int64_t converted = convertPcmLocked(data, size, capacity);
+  if (converted < 0) {
+    qcmn_log(QCMN_LOG_WARN, QCMN_TAG_FRONTEND, "QMKVSource::read() PCM block of %u bytes too big",
+             size);
+    return failLocked(AMEDIA_ERROR_IO);
+  }
+  media_status_t meta = setMetaLocked(static_cast<uint32_t>(converted), time, end, sync);
+  if (meta != AMEDIA_OK) return meta;
+  *out = mBuffer;
+  pthread_mutex_unlock(&mLock);
+  return AMEDIA_OK;
+}
+
+}  // namespace android
