@@ -32,15 +32,41 @@ std::string Printable(const std::string& text) {
   return out;
 }
 
+// A buffer's size, and its text when it is short printable text (a track name).
+std::string BufferText(const FormatEntry& e) {
+  const std::string size = std::to_string(e.size) + " bytes";
+  if (e.size == 0 || e.size > 64) return size;
+  for (size_t i = 0; i < e.size; ++i) {
+    if (e.bytes[i] < 0x20 || e.bytes[i] == 0x7F) return size;
+  }
+  return "\"" + std::string(reinterpret_cast<const char*>(e.bytes), e.size) + "\" (" + size + ")";
+}
+
+// Codec codes are four characters packed first byte lowest; shown as such when printable.
+std::string IntegerText(const FormatEntry& e) {
+  std::string text = std::to_string(e.integer);
+  const size_t n = e.name.size();
+  if (e.kind != FormatEntry::kInt32 || n < 6 || e.name.compare(n - 6, 6, "fourcc") != 0) {
+    return text;
+  }
+  std::string chars;
+  for (int i = 0; i < 4; ++i) {
+    const char c = static_cast<char>((static_cast<uint32_t>(e.integer) >> (8 * i)) & 0xFF);
+    if (c < 0x20 || c > 0x7E) return text;
+    chars += c;
+  }
+  return text + " (" + chars + ")";
+}
+
 std::string ValueText(const FormatEntry& e) {
   switch (e.kind) {
-    case FormatEntry::kInt32:
+    case FormatEntry::kInt32: return IntegerText(e);
     case FormatEntry::kInt64:
     case FormatEntry::kSize: return std::to_string(e.integer);
     case FormatEntry::kFloat: return JsonReal(e.real, true);
     case FormatEntry::kDouble: return JsonReal(e.real, false);
     case FormatEntry::kString: return Printable(e.text);
-    case FormatEntry::kBuffer: return std::to_string(e.size) + " bytes";
+    case FormatEntry::kBuffer: return BufferText(e);
     case FormatEntry::kRect: {
       char r[64];
       snprintf(r, sizeof(r), "(%d, %d)-(%d, %d)", e.rect[0], e.rect[1], e.rect[2], e.rect[3]);
