@@ -79,6 +79,7 @@ QMKVDSF::QMKVDSF()
       mAudioInfo(),
       mTextInfo(),
       mMfal(),
+      mSource(nullptr),
       mOpusSeekPreRoll(0),
       mStreamCount(0),
       mLastStream(),
@@ -99,6 +100,7 @@ QMKVDSF::~QMKVDSF() {
     mDemuxer = nullptr;
   }
   qcmn_mfal_deinit(&mMfal);
+  delete mSource;
 }
 
 // --- The extractor ------------------------------------------------------------------------------

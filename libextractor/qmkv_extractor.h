@@ -51,6 +51,9 @@ class QMKVDSF : public RefBase {
   QMKVD_AUDIO_INFO mAudioInfo[QMKVD_MAX_TRACKS];
   QMKVD_TEXT_INFO mTextInfo[QMKVD_MAX_TRACKS];
   QCMN_MFAL mMfal;
+  // The holder's own helper over the extractor's data source: sources may read after the
+  // extractor (and its helper) are gone.
+  DataSourceHelper* mSource;
   int64_t mOpusSeekPreRoll;  // ns
   int32_t mStreamCount;      // slots of mStreams in use
   // Per stream kind (video, audio, text): the last handle opened, its track, sources made.

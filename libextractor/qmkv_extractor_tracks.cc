@@ -74,7 +74,8 @@ int32_t QMKVExtractor::init_qmkvff() {
   mMetaDataRead = true;
   QMKVDSF* h = mHolder.get();
   int32_t err = 0;
-  if (qcmn_mfal_init(&h->mMfal, mDataSource) == 0) {
+  h->mSource = new (std::nothrow) DataSourceHelper(mDataSource);
+  if (h->mSource && qcmn_mfal_init(&h->mMfal, h->mSource) == 0) {
     h->mOpenFlags |= 1;
     h->mDemuxer = qmkvd_create(&h->mMfal, &h->mOpenFlags, &h->mInfo, &err);
   } else {

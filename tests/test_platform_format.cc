@@ -3,6 +3,7 @@
 // handed-out strings and the 64-entry limit.
 #include <gtest/gtest.h>
 
+#include <host/host_media_format.h>
 #include <media/NdkMediaFormat.h>
 #include <string.h>
 
@@ -86,6 +87,28 @@ TEST(HostMediaFormat, StringsAndBuffersLiveAsTheFrameworksDo) {
   EXPECT_EQ(nc, 3u);
   EXPECT_EQ(static_cast<uint8_t*>(c)[0], 7);
   EXPECT_EQ(AMediaFormat_copy(nullptr, m.f), AMEDIA_ERROR_INVALID_PARAMETER);
+}
+
+TEST(HostMediaFormat, EntriesEnumerateInFirstSetOrder) {
+  Format m;
+  AMediaFormat_setString(m.f, "mime", "video/hevc");
+  AMediaFormat_setRect(m.f, "crop", 0, 0, 9, 9);
+  AMediaFormat_setInt64(m.f, "durationUs", 1);
+  AMediaFormat_setBuffer(m.f, "mime", "x", 1);  // retyped in place
+  const char* names[] = {"mime", "crop", "durationUs"};
+  const host_format_type types[] = {HOST_FORMAT_BUFFER, HOST_FORMAT_RECT, HOST_FORMAT_INT64};
+  ASSERT_EQ(host_format_count(m.f), 3u);
+  for (size_t i = 0; i < 3; ++i) {
+    const char* name = nullptr;
+    host_format_type type = HOST_FORMAT_STRING;
+    ASSERT_TRUE(host_format_entry(m.f, i, &name, &type));
+    EXPECT_STREQ(name, names[i]);
+    EXPECT_EQ(type, types[i]);
+  }
+  const char* name = nullptr;
+  host_format_type type;
+  EXPECT_FALSE(host_format_entry(m.f, 3, &name, &type));
+  EXPECT_EQ(host_format_count(nullptr), 0u);
 }
 
 TEST(HostMediaFormatDeathTest, SixtyFiveNamesAbort) {

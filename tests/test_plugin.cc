@@ -12,18 +12,11 @@
 #include "log_capture.h"
 #include "mkv_shapes.h"
 #include "plugin_harness.h"
-#include "qmkv_extractor.h"
+#include "plugin_peer.h"
 #include "real_file.h"
 
 namespace android {
 extern "C" ExtractorDef GETEXTRACTORDEF();
-
-// Reaches what the framework cannot see: the status behind a failed query, and the holder.
-struct QMKVExtractorPeer {
-  static int32_t ReadMetaData(CMediaExtractor* e) {
-    return static_cast<QMKVExtractor*>(e->data)->readMetaData();
-  }
-};
 }  // namespace android
 
 namespace mkvtest {

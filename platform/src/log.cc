@@ -3,6 +3,8 @@
 #include <android/log.h>
 #include <host/host_log.h>
 
+#include <errno.h>
+#include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
 
@@ -11,6 +13,9 @@ namespace {
 constexpr int kLogBufferSize = 1024;  // the device logger cuts messages at 1023 characters
 
 host_log_sink g_sink = nullptr;
+// As the host liblog: debug and verbose messages reach stderr only when asked for. A test's
+// sink sees every message.
+int32_t g_min_priority = ANDROID_LOG_INFO;
 void* g_sink_user = nullptr;
 host_assert_hook g_assert_hook = nullptr;
 
@@ -25,11 +30,18 @@ int Emit(int prio, const char* tag, const char* text) {
     g_sink(prio, safe_tag, text, g_sink_user);
     return 1;
   }
+  if (prio < g_min_priority) return -EPERM;
   fprintf(stderr, "%s %c %s\n", safe_tag, PriorityLetter(prio), text);
   return 1;
 }
 
 }  // namespace
+
+extern "C" int32_t __android_log_set_minimum_priority(int32_t priority) {
+  const int32_t previous = g_min_priority;
+  g_min_priority = priority;
+  return previous;
+}
 
 extern "C" void host_log_set_sink(host_log_sink sink, void* user) {
   g_sink = sink;

@@ -80,10 +80,14 @@ media_status_t PluginTrack::ReadAll(std::vector<Packet>* packets, size_t limit) 
 Plugin::Plugin(std::vector<uint8_t> bytes) : source_(std::move(bytes)) {}
 
 Plugin::~Plugin() {
-  if (extractor_) {
-    extractor_->free(extractor_->data);
-    free(extractor_);
-  }
+  Close();
+}
+
+void Plugin::Close() {
+  if (!extractor_) return;
+  extractor_->free(extractor_->data);
+  free(extractor_);
+  extractor_ = nullptr;
 }
 
 android::CreatorFunc Plugin::Sniff(float* confidence) {

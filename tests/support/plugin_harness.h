@@ -77,6 +77,8 @@ class Plugin {
   // Sniffs and creates the extractor; false when the file is not claimed.
   bool Open();
   android::CMediaExtractor* extractor() { return extractor_; }
+  // Frees the extractor as the framework does (its tracks may live on).
+  void Close();
   size_t CountTracks() { return extractor_->countTracks(extractor_->data); }
   media_status_t TrackFormat(size_t index, Format* format) {
     return extractor_->getTrackMetaData(extractor_->data, format->f, index, 0);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <stdarg.h>
+#include <stdint.h>
 
 #ifdef __cplusplus
 extern "C" {
@@ -24,6 +25,9 @@ int __android_log_print(int prio, const char* tag, const char* fmt, ...)
     __attribute__((__format__(printf, 3, 4)));
 int __android_log_vprint(int prio, const char* tag, const char* fmt, va_list ap)
     __attribute__((__format__(printf, 3, 0)));
+// Messages below this priority are dropped (host default: ANDROID_LOG_INFO). Returns the
+// previous value.
+int32_t __android_log_set_minimum_priority(int32_t priority);
 void __android_log_assert(const char* cond, const char* tag, const char* fmt, ...)
     __attribute__((__noreturn__, __format__(printf, 3, 4)));
 
