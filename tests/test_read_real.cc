@@ -21,6 +21,9 @@
 namespace mkvtest {
 namespace {
 
+using qmkvtools::Md5;
+using qmkvtools::Md5Hex;
+
 // Paths under tests/data. References sit in ref/ beside each file.
 const char* const kFiles[] = {
     "sample.mkv",           "corpus/avc_ffmpeg.mkv",   "corpus/hevc_mkvmerge.mkv",

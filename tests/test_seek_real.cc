@@ -22,6 +22,9 @@
 namespace mkvtest {
 namespace {
 
+using qmkvtools::Md5;
+using qmkvtools::Md5Hex;
+
 struct Packet {
   int64_t time;  // 100-ns units
   RefPacket ref;

@@ -1,213 +1,289 @@
-// qmkvprobe: opens a Matroska file through the extractor's file access layer and reports what
-// the demuxer made of it.
-#include <inttypes.h>
+// qmkvprobe: the host's stand-in for the media framework in front of the extractor plug-in.
+// Loads the plug-in library, sniffs a file with it, opens it and reads every track through the
+// plug-in's C tables in the framework's order, then reports what came out: a summary, or with
+// --json every packet (time, size, sync, MD5 of the payload).
+//
+// Exit status: 0 the file was read; 1 the plug-in could not be loaded, did not claim the file or
+// could not open it (or --extract could not write); 2 usage error.
+#include <errno.h>
+#include <limits.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <string>
 #include <vector>
 
-#include "demux/qmkvd_header.h"
-#include "demux/qmkvd_seek.h"
-#include "demux/qmkvd_status.h"
-#include "demux/qmkvd_stream.h"
 #include "file_source.h"
-#include "mfal/qcmn_mfal_android_q.h"
+#include "probe_extract.h"
+#include "probe_plugin.h"
+#include "probe_report.h"
 
 namespace {
 
-void PrintHeader(const QMKVD_CTX* ctx) {
-  const QMKVD_INFO& info = ctx->info;
-  printf("doctype: %s (version %u, read version %u)\n", ctx->doctype, ctx->doctype_version,
-         ctx->doctype_read_version);
-  printf("segment: data at %" PRId64 ", size %" PRId64 "\n", ctx->segment_data_pos,
-         ctx->segment_size);
-  printf("timecode scale: %u ns\n", info.timecode_scale);
-  printf("duration: %.3f ticks\n", info.duration);
-  printf("title: %s\n", info.title);
-  printf("muxing app: %s\n", info.muxing_app);
-  printf("writing app: %s\n", info.writing_app);
-  printf(
-      "found: info=%d tracks=%d cues=%d cluster=%d seekhead=%d tags=%d chapters=%d "
-      "attachments=%d\n",
-      ctx->found.info, ctx->found.tracks, ctx->found.cues, ctx->found.cluster, ctx->found.seekhead,
-      ctx->found.tags, ctx->found.chapters, ctx->found.attachments);
-  printf("tracks element: data at %" PRId64 ", size %u\n", ctx->tracks.pos.data_pos,
-         ctx->tracks.pos.size);
-  printf("first cluster: data at %" PRId64 ", size %u\n", ctx->first_cluster.pos.data_pos,
-         ctx->first_cluster.pos.size);
-  if (ctx->found.cues) {
-    printf("cues: data at %" PRId64 ", size %u, %u cue points\n", ctx->cues.data_pos,
-           ctx->cues.size, ctx->cues.count);
-  }
-}
+using qmkvtools::PacketSink;
+using qmkvtools::PacketView;
 
-void PrintStreams(const QMKVD_CTX* ctx, const QMKVD_FILE_INFO& info) {
-  for (uint32_t i = 0; i < info.stream_count; ++i) {
-    const QMKVDS_CTX& s = ctx->streams[i];
-    const QMKVD_TRACK& t = s.track;
-    printf("stream %u: track %u type %u codec %s tag 0x%08x language %s", i, t.number, t.type,
-           t.codec_id, info.codec_tag[i], t.language);
-    if (t.type == 1) printf(" video %ux%u", t.video.pixel_width, t.video.pixel_height);
-    if (t.type == 2) {
-      printf(" audio %u Hz %u ch", t.audio.sampling_frequency, t.audio.channels);
-    }
-    if (t.codec_private_size) printf(" private %u bytes", t.codec_private_size);
-    printf("\n");
-  }
-}
+const char kUsage[] =
+    "usage: qmkvprobe [options] FILE\n"
+    "  --json                 print every packet as one JSON document\n"
+    "  --plugin PATH          plug-in library (default: libqmkvextractor.so beside qmkvprobe)\n"
+    "  --track N              only track N\n"
+    "  --seek US              seek each track to US microseconds before its first read\n"
+    "  --mode MODE            seek mode: previous, next, closest-sync (default), closest\n"
+    "  --count K              stop each track after K packets\n"
+    "  --extract N OUT        write track N's payloads to OUT (Annex-B, IVF, ADTS, FLAC or raw)\n"
+    "exit status: 0 read, 1 not loaded, not claimed or not opened, 2 usage error\n";
 
-void PrintMetadata(const QMKVD_METADATA* m) {
-  if (!m) return;
-  static const char* const kNames[] = {"title", "artist",   "album",  "comment", "",
-                                       "",      "composer", "writer", "date"};
-  for (int i = 0; i < 9; ++i) {
-    if (m->slots[i].length == 0) continue;
-    printf("metadata %s: %.*s\n", kNames[i], static_cast<int>(m->slots[i].length),
-           reinterpret_cast<const char*>(m->slots[i].text));
-  }
-  if (m->year) printf("metadata year: %d\n", m->year);
-}
-
-// A seek asked for on the command line: a time in microseconds and a mode (0 sync at or
-// before, 1 sync at or after, 2 the cue before the last one used, 3 nearest sync).
-struct SeekRequest {
-  bool wanted = false;
-  int64_t time_us = 0;
-  uint32_t mode = 0;
+struct Options {
+  bool json = false;
+  std::string plugin;
+  bool one_track = false;
+  size_t track = 0;
+  qmkvtools::ReadRequest read;
+  bool mode_given = false;
+  bool extract = false;
+  size_t extract_track = 0;
+  std::string extract_path;
+  std::string file;
 };
 
-// Seeks the stream as a track source would before its first read, and prints where it landed.
-// False when the seek failed (the stream is then not read).
-bool Seek(QMKVDS_CTX* s, uint32_t index, const SeekRequest& seek,
-          const qmkvtools::FileSource& file) {
-  const uint64_t reads_before = file.read_calls();
-  const int64_t time = seek.time_us * 10;
-  int64_t landed = -1;
-  const int32_t status = qmkvds_seek(s, &time, &landed, seek.mode);
-  printf("stream %u: seek %" PRId64 " us mode %u: status %d landed %" PRId64 " us reads %" PRIu64
-         "\n",
-         index, seek.time_us, seek.mode, status, landed / 10,
-         static_cast<uint64_t>(file.read_calls() - reads_before));
-  return status == 0;
+int UsageError(const std::string& why) {
+  fprintf(stderr, "qmkvprobe: %s (qmkvprobe --help for usage)\n", why.c_str());
+  return 2;
 }
 
-// Reads every frame of one stream to its end, as a track source would, and prints a summary.
-void ReadStream(QMKVD_CTX* ctx, uint32_t index, const SeekRequest& seek,
-                const qmkvtools::FileSource& file) {
-  int32_t err = 0;
-  QMKVDS_CTX* s = qmkvds_open(ctx, static_cast<int32_t>(index), &err);
-  if (!s) {
-    printf("stream %u: open failed (%d)\n", index, err);
-    return;
-  }
-  if (seek.wanted && !Seek(s, index, seek, file)) {
-    qmkvds_close(s);
-    return;
-  }
-  const uint64_t reads_before = file.read_calls();
-  std::vector<uint8_t> buffer(1 << 20);
-  uint64_t frames = 0, keys = 0, bytes = 0;
-  int64_t first = 0, last = 0;
-  int32_t status = 0;
-  for (;;) {
-    uint32_t size = 0;
-    int64_t time = 0, end = 0;
-    int32_t sync = 0;
-    status = qmkvds_get_frm(s, buffer.data(), static_cast<int32_t>(buffer.size()), &size, &time,
-                            &end, &sync);
-    if (status == QMKVD_ERR_SMALL && buffer.size() < (64u << 20)) {
-      buffer.resize(buffer.size() * 4);  // the frame stays pending only for a size query
-      continue;
-    }
-    if (status != 0) break;
-    if (frames == 0) {
-      first = time;
-      if (seek.wanted)
-        printf("stream %u: first frame %" PRId64 " us sync %d\n", index, time / 10, sync);
-    }
-    last = time;
-    frames++;
-    keys += sync ? 1 : 0;
-    bytes += size;
-  }
-  const uint64_t reads = file.read_calls() - reads_before;
-  printf("stream %u: frames %" PRIu64 " key %" PRIu64 " bytes %" PRIu64 " first %" PRId64
-         " us last %" PRId64 " us end %d reads %" PRIu64 "\n",
-         index, frames, keys, bytes, first / 10, last / 10, status, reads);
-  qmkvds_close(s);
+bool ParseInt(const char* text, long long min, long long* value) {
+  char* end = nullptr;
+  errno = 0;
+  *value = strtoll(text, &end, 10);
+  return text[0] != '\0' && *end == '\0' && errno == 0 && *value >= min;
 }
 
-// Runs the header parse alone, so that the report shows what was found even when creation
-// refuses the file.
-int ProbeHeader(QCMN_MFAL* mfal) {
-  QMKVD_CTX* ctx = static_cast<QMKVD_CTX*>(calloc(1, sizeof(QMKVD_CTX)));
-  if (!ctx) return -1;
-  ctx->check = QMKVD_CHECK;
-  ctx->self = ctx;
-  ctx->mfal = *mfal;
-  int status = qmkvd_header_parse(ctx);
-  printf("header parse: %d\n", status);
-  PrintHeader(ctx);
-  qmkvd_delete(ctx);
-  return status;
+bool ParseMode(const char* text, uint32_t* mode) {
+  static const char* const kModes[] = {"previous", "next", "closest-sync", "closest"};
+  for (uint32_t i = 0; i < 4; ++i) {
+    if (strcmp(text, kModes[i]) == 0) {
+      *mode = i;
+      return true;
+    }
+  }
+  return false;
+}
+
+// Returns -1 when the options are fine, else the exit status to leave with.
+int ParseOptions(int argc, char** argv, Options* o) {
+  for (int i = 1; i < argc; ++i) {
+    const std::string arg = argv[i];
+    const bool has_value = i + 1 < argc;
+    long long n = 0;
+    if (arg == "--help" || arg == "-h") {
+      fputs(kUsage, stdout);
+      return 0;
+    } else if (arg == "--json") {
+      o->json = true;
+    } else if (arg == "--plugin" || arg == "--track" || arg == "--seek" || arg == "--mode" ||
+               arg == "--count" || arg == "--extract") {
+      if (!has_value || (arg == "--extract" && i + 2 >= argc)) {
+        return UsageError(arg + " needs a value");
+      }
+      const char* value = argv[++i];
+      if (arg == "--plugin") {
+        o->plugin = value;
+      } else if (arg == "--mode") {
+        if (!ParseMode(value, &o->read.mode))
+          return UsageError("unknown seek mode " + std::string(value));
+        o->mode_given = true;
+      } else if (arg == "--seek") {
+        if (!ParseInt(value, LLONG_MIN, &n)) return UsageError("bad time " + std::string(value));
+        o->read.seek = true;
+        o->read.seek_us = n;
+      } else if (arg == "--count") {
+        if (!ParseInt(value, 1, &n)) return UsageError("bad count " + std::string(value));
+        o->read.count = static_cast<uint64_t>(n);
+      } else {
+        if (!ParseInt(value, 0, &n)) return UsageError("bad track " + std::string(value));
+        if (arg == "--track") {
+          o->one_track = true;
+          o->track = static_cast<size_t>(n);
+        } else {
+          o->extract = true;
+          o->extract_track = static_cast<size_t>(n);
+          o->extract_path = argv[++i];
+        }
+      }
+    } else if (arg.size() > 1 && arg[0] == '-') {
+      return UsageError("unknown option " + arg);
+    } else if (!o->file.empty()) {
+      return UsageError("one file at a time");
+    } else {
+      o->file = arg;
+    }
+  }
+  if (o->file.empty()) return UsageError("no file given");
+  if (o->mode_given && !o->read.seek) return UsageError("--mode goes with --seek");
+  if (o->extract && o->one_track && o->extract_track != o->track) {
+    return UsageError("--extract names a track that --track leaves out");
+  }
+  return -1;
+}
+
+// libqmkvextractor.so in the directory of this executable.
+std::string DefaultPlugin() {
+  char self[PATH_MAX];
+  const ssize_t n = readlink("/proc/self/exe", self, sizeof(self) - 1);
+  std::string dir = ".";
+  if (n > 0) {
+    self[n] = '\0';
+    const char* slash = strrchr(self, '/');
+    if (slash) dir.assign(self, slash - self);
+  }
+  return dir + "/libqmkvextractor.so";
+}
+
+// Hands each packet to the report and, for the extracted track, to the payload writer.
+class Tee : public PacketSink {
+ public:
+  Tee(PacketSink* a, PacketSink* b) : a_(a), b_(b) {}
+  void Packet(const PacketView& p) override {
+    a_->Packet(p);
+    if (b_) b_->Packet(p);
+  }
+
+ private:
+  PacketSink* a_;
+  PacketSink* b_;
+};
+
+// The open extractor and the formats the framework fetched at open time.
+struct Session {
+  android::CMediaExtractor* extractor = nullptr;
+  AMediaFormat* metadata = nullptr;
+  media_status_t metadata_status = AMEDIA_OK;
+  std::vector<AMediaFormat*> formats;
+  std::vector<media_status_t> format_status;
+
+  ~Session() {
+    for (AMediaFormat* f : formats) AMediaFormat_delete(f);
+    if (metadata) AMediaFormat_delete(metadata);
+    qmkvtools::FreeExtractor(extractor);
+  }
+};
+
+// countTracks, getMetaData, getTrackMetaData for each track, each into a fresh format.
+void FetchFormats(Session* s) {
+  const size_t count = s->extractor->countTracks(s->extractor->data);
+  s->metadata = AMediaFormat_new();
+  s->metadata_status = s->extractor->getMetaData(s->extractor->data, s->metadata);
+  for (size_t i = 0; i < count; ++i) {
+    s->formats.push_back(AMediaFormat_new());
+    s->format_status.push_back(
+        s->extractor->getTrackMetaData(s->extractor->data, s->formats.back(), i, 0));
+  }
+}
+
+// A path that cannot be a media file gets one line and status 1 before the plug-in is loaded.
+bool CheckPath(const std::string& path) {
+  struct stat st;
+  if (stat(path.c_str(), &st) != 0) {
+    fprintf(stderr, "qmkvprobe: %s: %s\n", path.c_str(), strerror(errno));
+    return false;
+  }
+  if (!S_ISREG(st.st_mode)) {
+    fprintf(stderr, "qmkvprobe: %s: not a regular file\n", path.c_str());
+    return false;
+  }
+  return true;
+}
+
+// Reads the tracks asked for, in index order. Returns false when the extraction failed.
+bool ReadTracks(const Options& o, Session* s, qmkvtools::Report* report) {
+  std::unique_ptr<qmkvtools::PayloadWriter> writer;
+  std::string error;
+  if (o.extract) {
+    writer = qmkvtools::MakePayloadWriter(s->formats[o.extract_track], o.extract_path, &error);
+    if (!writer) {
+      fprintf(stderr, "qmkvprobe: --extract %zu: %s\n", o.extract_track, error.c_str());
+      return false;
+    }
+  }
+  for (size_t i = 0; i < s->formats.size(); ++i) {
+    if (o.one_track && i != o.track) continue;
+    report->TrackFormat(i, s->formats[i], s->format_status[i]);
+    Tee sink(report, o.extract && i == o.extract_track ? writer.get() : nullptr);
+    const qmkvtools::TrackResult result = qmkvtools::ReadTrack(s->extractor, i, o.read, &sink);
+    report->TrackRead(result);
+    if (result.buffers_held > 0) {
+      fprintf(stderr, "qmkvprobe: track %zu: the plug-in still holds %zu buffers after stop\n", i,
+              result.buffers_held);
+    }
+  }
+  if (writer && !writer->Close(&error)) {
+    fprintf(stderr, "qmkvprobe: --extract %zu: %s\n", o.extract_track, error.c_str());
+    return false;
+  }
+  return true;
+}
+
+// Sniffs, opens and reads; the report has been told everything when this returns.
+int Probe(const Options& o, const qmkvtools::Plugin& plugin, qmkvtools::Report* report) {
+  qmkvtools::FileSource file(o.file.c_str());
+  if (!file.ok()) {
+    fprintf(stderr, "qmkvprobe: %s: %s\n", o.file.c_str(), strerror(errno));
+    return 1;
+  }
+  const qmkvtools::SniffResult sniff = qmkvtools::Sniff(plugin, file.csource());
+  qmkvtools::SniffInfo info{o.file, &plugin, sniff.creator != nullptr, sniff.confidence};
+  Session session;
+  if (sniff.creator) session.extractor = qmkvtools::Create(sniff, file.csource());
+  if (session.extractor) FetchFormats(&session);
+
+  const size_t tracks = session.formats.size();
+  for (size_t n : {o.one_track ? o.track : 0, o.extract ? o.extract_track : 0}) {
+    if (tracks > 0 && n >= tracks) {
+      fprintf(stderr, "qmkvprobe: no track %zu: %s has %zu\n", n, o.file.c_str(), tracks);
+      return 2;
+    }
+  }
+  report->Sniffed(info);
+  if (session.extractor) report->Opened(session.metadata, session.metadata_status, tracks);
+
+  const char* failure = nullptr;
+  if (!sniff.creator)
+    failure = "the plug-in does not claim it (not a Matroska file?)";
+  else if (!session.extractor)
+    failure = "the plug-in claimed it but could not open it";
+  else if (tracks == 0)
+    failure = "the extractor found no tracks";
+  else if (session.metadata_status != AMEDIA_OK)
+    failure = "the extractor has no file metadata";
+  bool extracted = true;
+  if (!failure) extracted = ReadTracks(o, &session, report);
+  report->Finish();
+  if (failure) {
+    fprintf(stderr, "qmkvprobe: %s: %s\n", o.file.c_str(), failure);
+    return 1;
+  }
+  return extracted ? 0 : 1;
 }
 
 }  // namespace
 
-// [--seek MICROSECONDS MODE] FILE
-bool ParseArgs(int argc, char** argv, SeekRequest* seek, const char** path) {
-  int at = 1;
-  if (argc == 5 && strcmp(argv[1], "--seek") == 0) {
-    char* end = nullptr;
-    seek->time_us = strtoll(argv[2], &end, 10);
-    if (*end != '\0' || seek->time_us < 0) return false;
-    const unsigned long mode = strtoul(argv[3], &end, 10);
-    if (*end != '\0' || mode > 3) return false;
-    seek->mode = static_cast<uint32_t>(mode);
-    seek->wanted = true;
-    at = 4;
-  }
-  if (argc != at + 1) return false;
-  *path = argv[at];
-  return true;
-}
-
 int main(int argc, char** argv) {
-  SeekRequest seek;
-  const char* path = nullptr;
-  if (!ParseArgs(argc, argv, &seek, &path)) {
-    fprintf(stderr, "usage: %s [--seek MICROSECONDS MODE] FILE.mkv\n", argv[0]);
-    fprintf(stderr, "  MODE: 0 sync at or before, 1 sync at or after, 2 previous cue, 3 nearest\n");
-    return 2;
-  }
-  qmkvtools::FileSource file(path);
-  if (!file.ok()) {
-    fprintf(stderr, "cannot open %s\n", path);
-    return 2;
-  }
-  android::DataSourceHelper source(file.csource());
-  QCMN_MFAL mfal;
-  if (qcmn_mfal_init(&mfal, &source) != 0) return 1;
+  Options options;
+  const int parsed = ParseOptions(argc, argv, &options);
+  if (parsed >= 0) return parsed;
+  if (!CheckPath(options.file)) return 1;
 
-  int header = ProbeHeader(&mfal);
-  QMKVD_FILE_INFO info;
-  int32_t err = 0;
-  uint32_t flags = QMKVD_FLAG_PTS;
-  QMKVD_CTX* ctx = qmkvd_create(&mfal, &flags, &info, &err);
-  printf("create: %d\n", err);
-  if (ctx) {
-    printf("streams: %u (video %u, audio %u, text %u)\n", info.stream_count, info.video_count,
-           info.audio_count, info.text_count);
-    printf("duration: %" PRId64 " us\n", info.duration / 10);
-    PrintStreams(ctx, info);
-    PrintMetadata(info.metadata);
-    for (uint32_t i = 0; i < info.stream_count; ++i) {
-      ReadStream(ctx, i, seek, file);
-    }
+  qmkvtools::Plugin plugin;
+  std::string error;
+  if (!plugin.Load(options.plugin.empty() ? DefaultPlugin() : options.plugin, &error)) {
+    fprintf(stderr, "qmkvprobe: %s\n", error.c_str());
+    return 1;
   }
-  qmkvd_delete(ctx);
-  qcmn_mfal_deinit(&mfal);
-  printf("reads: %llu\n", file.read_calls());
-  return header == 0 ? 0 : 1;
+  std::unique_ptr<qmkvtools::Report> report =
+      options.json ? qmkvtools::MakeJsonReport(stdout) : qmkvtools::MakeTextReport(stdout);
+  return Probe(options, plugin, report.get());
 }

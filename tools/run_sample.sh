@@ -1,10 +1,15 @@
 #!/usr/bin/env bash
-# The main job: builds the native flavour and runs the bundled sample through the extractor.
-# Arguments, when given, go to qmkvprobe instead: [--seek MICROSECONDS MODE] FILE.
+# The main job: builds the native flavour (qmkvprobe and the plug-in library it loads) and runs
+# the bundled sample through the plug-in as the media framework would.
+# Arguments, when given, go to qmkvprobe instead: bash tools/run_sample.sh --json FILE
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash tools/install_deps.sh
 cmake -S . -B build/native -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
-ninja -C build/native qmkvprobe >/dev/null
-if [ $# -eq 0 ]; then set -- tests/data/sample.mkv; fi
+targets=(qmkvprobe)
+if ninja -C build/native -t targets all | grep -q '^qmkvextractor:'; then
+  targets+=(qmkvextractor)
+fi
+ninja -C build/native "${targets[@]}" >/dev/null
+if [ $# -eq 0 ]; then set -- samples/sample.mkv; fi
 exec build/native/qmkvprobe "$@"

@@ -1,5 +1,5 @@
-// MD5 for comparing frame payloads with the hashes ffprobe prints. Tests only: nothing here is
-// meant to resist an attacker.
+// MD5 for comparing frame payloads with the hashes ffprobe prints. A checksum for comparing
+// outputs, nothing here is meant to resist an attacker.
 #pragma once
 
 #include <stddef.h>
@@ -7,7 +7,7 @@
 
 #include <string>
 
-namespace mkvtest {
+namespace qmkvtools {
 
 // Feed bytes in any number of pieces, then take the digest once.
 class Md5 {
@@ -28,4 +28,4 @@ class Md5 {
 
 std::string Md5Hex(const void* data, size_t size);
 
-}  // namespace mkvtest
+}  // namespace qmkvtools

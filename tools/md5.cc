@@ -2,7 +2,7 @@
 
 #include <string.h>
 
-namespace mkvtest {
+namespace qmkvtools {
 namespace {
 
 // Per-step left rotations, four rounds of four.
@@ -113,4 +113,4 @@ std::string Md5Hex(const void* data, size_t size) {
   return md5.HexDigest();
 }
 
-}  // namespace mkvtest
+}  // namespace qmkvtools
