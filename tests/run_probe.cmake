@@ -2,15 +2,17 @@
 # status. Optionally checks that its output holds each MATCH pattern, and with JSON_CHECK that
 # its standard output is a well-formed qmkvprobe JSON document, and with WRITTEN that the file
 # --extract wrote starts with the bytes WRITTEN_HEX (lowercase hex).
-#   -DPROBE=path -DEMULATOR=a|b|c -DARGS=a|b|c -DEXPECT=status -DOUT=file
+#   -DPROBE=path -DEMULATOR=a|b|c -DARGS=a|b|c -DEXPECT=status|status -DOUT=file
 #   [-DMATCH=regex|regex...] [-DJSON_CHECK=path of json_check] [-DWRITTEN=file -DWRITTEN_HEX=hex]
+cmake_minimum_required(VERSION 3.18)
 get_filename_component(program ${PROBE} NAME)
 string(REPLACE "|" ";" emulator "${EMULATOR}")
 string(REPLACE "|" ";" args "${ARGS}")
 execute_process(COMMAND ${emulator} ${PROBE} ${args}
                 RESULT_VARIABLE status OUTPUT_FILE ${OUT} ERROR_VARIABLE errors)
 file(READ ${OUT} output)
-if(NOT "${status}" STREQUAL "${EXPECT}")
+string(REPLACE "|" ";" expected "${EXPECT}")
+if(NOT "${status}" IN_LIST expected)
   message(FATAL_ERROR "${program} ${args}: exit status ${status}, expected ${EXPECT}\n"
                       "stderr:\n${errors}\nstdout:\n${output}")
 endif()

@@ -6,10 +6,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 bash tools/install_deps.sh
 cmake -S . -B build/native -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
-targets=(qmkvprobe)
-if ninja -C build/native -t targets all | grep -q '^qmkvextractor:'; then
-  targets+=(qmkvextractor)
-fi
+targets=(qmkvprobe qmkvextractor)
 ninja -C build/native "${targets[@]}" >/dev/null
 if [ $# -eq 0 ]; then set -- samples/sample.mkv; fi
 exec build/native/qmkvprobe "$@"
