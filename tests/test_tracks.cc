@@ -137,6 +137,8 @@ TEST(Tracks, AudioRatesAndTheirOrder) {
       // SamplingFrequency writes both rates, so an earlier OutputSamplingFrequency is lost.
       AudioTrack(
           3, {Float(kOutputSamplingFrequency, 48000.0, 4), Float(kSamplingFrequency, 24000.0, 8)}),
+      // What mkvmerge writes for 8 kHz mono: neither the rate nor the channel count.
+      AudioTrack(4, {Uint(kBitDepth, 8)}),
   }));
   ASSERT_EQ(c.err(), 0);
   const QMKVD_AUDIO& a0 = c.ctx()->tracks.slots[0].audio;
@@ -147,6 +149,11 @@ TEST(Tracks, AudioRatesAndTheirOrder) {
   EXPECT_EQ(c.ctx()->tracks.slots[1].audio.sampling_frequency, 24000u);
   EXPECT_EQ(c.ctx()->tracks.slots[1].audio.output_sampling_frequency, 48000u);
   EXPECT_EQ(c.ctx()->tracks.slots[2].audio.output_sampling_frequency, 24000u);
+  const QMKVD_AUDIO& a3 = c.ctx()->tracks.slots[3].audio;
+  EXPECT_EQ(a3.sampling_frequency, 8000u);
+  EXPECT_EQ(a3.output_sampling_frequency, 8000u);
+  EXPECT_EQ(a3.channels, 1u);
+  EXPECT_EQ(a3.bit_depth, 8u);
 }
 
 TEST(Tracks, BadEntriesAreDroppedAndTheRestCloseUp) {

@@ -68,9 +68,8 @@ int ReadEncodings(QMKVD_WALK* walk, const QMKVD_CHILD* child, void* record) {
   QMKVD_ENCODINGS* encodings = &static_cast<QMKVD_TRACK*>(record)->encodings;
   encodings->data_pos = child->data_pos;
   encodings->size = static_cast<uint32_t>(child->size);
-  return parse_contentencodings(walk->ctx, walk->mfal, walk->fp, encodings) == 0
-             ? QMKVD_WALK_NEXT
-             : -1;
+  return parse_contentencodings(walk->ctx, walk->mfal, walk->fp, encodings) == 0 ? QMKVD_WALK_NEXT
+                                                                                 : -1;
 }
 
 const QMKVD_CHILD_RULE kTrackEntryRules[] = {
@@ -163,6 +162,8 @@ const QMKVD_CHILD_RULE kAudioRules[] = {
     QMKVD_RULE_UINT(MKV_ID_CHANNELS, QMKVD_AUDIO, channels, QMKVD_UINT_MAX),
     QMKVD_RULE_UINT(MKV_ID_BIT_DEPTH, QMKVD_AUDIO, bit_depth, QMKVD_UINT_MAX),
 };
+constexpr uint32_t kDefaultSamplingFrequency = 8000;
+constexpr uint32_t kDefaultChannels = 1;
 const QMKVD_MASTER kAudio = QMKVD_MASTER_OF(kAudioRules, /*skip_empty=*/true,
                                             /*cap_size=*/false, QMKVD_OVERRUN_FOLLOW);
 
@@ -262,7 +263,9 @@ const QMKVD_CHILD_RULE kTracksRules[] = {
 const QMKVD_MASTER kTracks = QMKVD_MASTER_OF(kTracksRules, /*skip_empty=*/false,
                                              /*cap_size=*/true, QMKVD_OVERRUN_FOLLOW);
 
-int WalkResult(int walked) { return walked < 0 ? -1 : 0; }
+int WalkResult(int walked) {
+  return walked < 0 ? -1 : 0;
+}
 
 }  // namespace
 
@@ -283,19 +286,24 @@ int parse_track(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, QMKVD_TRACK
 
 int parse_track_entry(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, QMKVD_TRACK* track) {
   strcpy(track->language, "eng");
-  return WalkResult(qmkvd_walk_children(ctx, mfal, fp, track->data_pos, track->size,
-                                        &kTrackEntry, track, nullptr));
+  return WalkResult(qmkvd_walk_children(ctx, mfal, fp, track->data_pos, track->size, &kTrackEntry,
+                                        track, nullptr));
 }
 
 int parse_video(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, QMKVD_VIDEO* video) {
-  return WalkResult(qmkvd_walk_children(ctx, mfal, fp, video->data_pos,
-                                        static_cast<uint64_t>(video->size), &kVideo, video,
-                                        nullptr));
+  return WalkResult(qmkvd_walk_children(
+      ctx, mfal, fp, video->data_pos, static_cast<uint64_t>(video->size), &kVideo, video, nullptr));
 }
 
 int parse_audio(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, QMKVD_AUDIO* audio) {
-  return WalkResult(qmkvd_walk_children(ctx, mfal, fp, audio->data_pos, audio->size, &kAudio,
-                                        audio, nullptr));
+  // Muxers leave out what equals the format's defaults (mkvmerge writes no SamplingFrequency
+  // for 8 kHz and no Channels for mono): a track without them is 8 kHz mono, not 0 Hz with
+  // no channels.
+  audio->sampling_frequency = kDefaultSamplingFrequency;
+  audio->output_sampling_frequency = kDefaultSamplingFrequency;
+  audio->channels = kDefaultChannels;
+  return WalkResult(
+      qmkvd_walk_children(ctx, mfal, fp, audio->data_pos, audio->size, &kAudio, audio, nullptr));
 }
 
 int parse_contentencodings(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp,
