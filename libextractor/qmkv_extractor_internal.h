@@ -17,6 +17,9 @@ enum : int32_t {
   QMKV_MAX_INPUT_TEXT = 2048,
 };
 
+// PCM encodings of the format's pcm-encoding key: what a PCM track's buffers hold.
+enum : int32_t { QMKV_PCM_16BIT = 2, QMKV_PCM_FLOAT = 4 };
+
 // The track's codec-configuration block (malloc'd, the caller frees it), or null with *length 0
 // when there is none. A block that exists but cannot be fetched sets *status to -1001.
 uint8_t* QmkvFetchFormat(QMKVD_CTX* ctx, int32_t index, uint32_t* length, int32_t* status);

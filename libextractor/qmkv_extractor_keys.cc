@@ -25,8 +25,6 @@ namespace android {
 
 namespace {
 
-constexpr int32_t kPcm16Bit = 2;
-constexpr int32_t kPcmFloat = 4;
 constexpr uid_t kMediaServerUid = 1013;
 constexpr int32_t kEncodingPlain = 703;
 constexpr int32_t kEncodingFirst = 700;
@@ -35,12 +33,12 @@ constexpr uint8_t kAvcNalPps = 8;
 
 // Float PCM only for the media server, and only when the device asks for it.
 int32_t PcmEncodingFor(uint32_t bits) {
-  if (bits <= 16) return kPcm16Bit;
+  if (bits <= 16) return QMKV_PCM_16BIT;
   if (AIBinder_getCallingUid() == kMediaServerUid &&
       android::base::GetBoolProperty("media.extractor.float", false)) {
-    return kPcmFloat;
+    return QMKV_PCM_FLOAT;
   }
-  return kPcm16Bit;
+  return QMKV_PCM_16BIT;
 }
 
 const char* MimeOr(uint32_t code, const char* unknown) {

@@ -27,8 +27,6 @@ namespace android {
 namespace {
 
 constexpr int32_t kMaxStreams = QMKVD_MAX_TRACKS;
-constexpr int32_t kPcm16Bit = 2;
-constexpr int32_t kPcmFloat = 4;
 constexpr uint32_t kVorbisWaveTag = 0x6751;
 #define QMKV_MAX_SIZE_CHECK \
   "AMediaFormat_getInt32(mFormat, AMEDIAFORMAT_KEY_MAX_INPUT_SIZE, &max_size)"
@@ -215,24 +213,24 @@ int64_t QMKVSource::convertPcmLocked(uint8_t* data, uint32_t size, size_t capaci
   }
   const bool big_endian = mCodec == qcmn_fourcc("lpcm");
   if (big_endian) SwapToLittleEndian(data, size, static_cast<uint32_t>(bits));
-  int32_t encoding = kPcm16Bit;
+  int32_t encoding = QMKV_PCM_16BIT;
   AMediaFormat_getInt32(mFormat, AMEDIAFORMAT_KEY_PCM_ENCODING, &encoding);
   int16_t* out16 = reinterpret_cast<int16_t*>(data);
   float* outf = reinterpret_cast<float*>(data);
   if (mCodec == QCMN_TAG_IEEE_FLOAT) {
-    if (encoding != kPcm16Bit) return size;
+    if (encoding != QMKV_PCM_16BIT) return size;
     memcpy_to_i16_from_float(out16, reinterpret_cast<const float*>(data), size / 4);
     return int64_t{size / 4} * 2;
   }
   if (!big_endian && mCodec != QCMN_TAG_PCM) return size;
-  if (encoding != kPcm16Bit && encoding != kPcmFloat) return size;
+  if (encoding != QMKV_PCM_16BIT && encoding != QMKV_PCM_FLOAT) return size;
   const uint32_t depth = DepthIndex(static_cast<uint32_t>(bits));
   if (depth > 3) return 0;
   const uint32_t samples = size / (depth + 1);
-  const int64_t grown = int64_t{samples} * (encoding == kPcm16Bit ? 2 : 4);
+  const int64_t grown = int64_t{samples} * (encoding == QMKV_PCM_16BIT ? 2 : 4);
   // Widening conversions grow the block in place: it has to fit the buffer it is in.
   if (grown > static_cast<int64_t>(capacity)) return -1;
-  if (encoding == kPcm16Bit) {
+  if (encoding == QMKV_PCM_16BIT) {
     if (depth == 0) memcpy_to_i16_from_u8(out16, data, samples);
     if (depth == 2) memcpy_to_i16_from_p24(out16, data, samples);
     if (depth == 3) memcpy_to_i16_from_i32(out16, reinterpret_cast<const int32_t*>(data), samples);

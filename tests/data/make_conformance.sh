@@ -298,24 +298,13 @@ for f in "$out"/damaged/*; do refs "$f" "$out/ref/damaged" 2>/dev/null; done
 
 # --- Facts the README states, from mkvinfo ------------------------------------------------------------
 python3 - "$out"/*.mkv "$out"/*.mka "$out"/*.webm <<'PY'
-import collections, re, subprocess, sys
-
-def width(first):
-    return next(i for i in range(8) if first & (0x80 >> i)) + 1
+import re, sys
+from block_lacing import block_kinds, listing_of, report, width
 
 for path in sys.argv[1:]:
     data = open(path, 'rb').read()
-    listing = subprocess.run(['mkvinfo', '-v', '-v', path], capture_output=True, text=True,
-                             check=True).stdout
-    kinds = collections.Counter()
-    for m in re.finditer(r'(Simple block|Block): .*?track number (\d+), (\d+) frame\(s\).* at (\d+)',
-                         listing):
-        pos = int(m.group(4)) + 1
-        pos += width(data[pos])
-        pos += width(data[pos]) + 2
-        lacing = {0: 'none', 2: 'xiph', 4: 'fixed', 6: 'ebml'}[data[pos] & 6]
-        kind = 'S' if m.group(1) == 'Simple block' else 'G'
-        kinds[(int(m.group(2)), kind + lacing)] += 1
+    listing = listing_of(path)
+    kinds = block_kinds(data, listing, with_kind=True)
     scale = re.search(r'Timestamp scale: (\d+)', listing)
     doctype = re.search(r'Document type: (\w+)', listing).group(1)
     def crc_first(section):
@@ -358,7 +347,7 @@ for path in sys.argv[1:]:
     print(path)
     print('  ' + ' '.join(facts))
     print('  tracks ' + ' '.join(tinfo))
-    print('  blocks ' + ' '.join('track%d:%s=%d' % (t, l, n) for (t, l), n in sorted(kinds.items())))
+    print('  blocks ' + report(kinds))
 PY
 du -b "$out"/*.mkv "$out"/*.mka "$out"/*.webm
 du -sb "$out"

@@ -258,24 +258,5 @@ for f in "$out"/*.mkv "$out"/*.mka; do
 done
 
 # --- Lacing report: per track, blocks by lacing kind ---------------------------------------------
-python3 - "$out"/*.mkv "$out"/*.mka <<'PY'
-import collections, re, subprocess, sys
-
-def width(first):
-    return next(i for i in range(8) if first & (0x80 >> i)) + 1
-
-for path in sys.argv[1:]:
-    data = open(path, 'rb').read()
-    listing = subprocess.run(['mkvinfo', '-v', '-v', path], capture_output=True, text=True,
-                             check=True).stdout
-    kinds = collections.Counter()
-    for m in re.finditer(r'(?:Simple block|Block): .*?track number (\d+), (\d+) frame\(s\).* at (\d+)',
-                         listing):
-        pos = int(m.group(3)) + 1
-        pos += width(data[pos])
-        pos += width(data[pos]) + 2
-        lacing = {0: 'none', 2: 'xiph', 4: 'fixed', 6: 'ebml'}[data[pos] & 6]
-        kinds[(int(m.group(1)), lacing)] += 1
-    print(path, ' '.join('track%d:%s=%d' % (t, l, n) for (t, l), n in sorted(kinds.items())))
-PY
+python3 block_lacing.py "$out"/*.mkv "$out"/*.mka
 ls -l "$out"/*.mkv "$out"/*.mka
