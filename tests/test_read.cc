@@ -191,6 +191,25 @@ TEST(ReadFrames, AnAnnouncedEmptySubtitleFrameIsTheOneDelivered) {
   EXPECT_EQ(ReadFrame(o.s()).status, 1);
 }
 
+// The block that ends the wait may be the subtitle's own: it is the cue, delivered, not an empty
+// frame that would lose it.
+TEST(ReadFrames, ASubtitleBlockPastTheWaitIsDelivered) {
+  Opened o(
+      FileOf({VideoTrack(1), TextTrack(2)},
+             {ClusterAt(0, {SimpleBlock(1, 0, 0x80, {1}), SimpleBlock(1, 400, 0x80, {2}),
+                            SimpleBlock(2, 600, 0x80, {'h', 'i'}), SimpleBlock(1, 1200, 0x80, {3}),
+                            SimpleBlock(2, 1300, 0x80, {'y', 'o'})})}),
+      1);
+  // The walk starts at the video block at 0; the cue at 0.6 s lies past the wait.
+  Frame first = ReadFrame(o.s());
+  EXPECT_EQ(first.bytes, (Bytes{'h', 'i'}));
+  EXPECT_EQ(first.time, 600 * kMs);
+  Frame second = ReadFrame(o.s());
+  EXPECT_EQ(second.bytes, (Bytes{'y', 'o'}));
+  EXPECT_EQ(second.time, 1300 * kMs);
+  EXPECT_EQ(ReadFrame(o.s()).status, 1);
+}
+
 // --- lacing ---
 
 Element OpusTrack(uint64_t number = 1) {

@@ -137,24 +137,6 @@ std::string Describe(const RefPacket& p) {
          (p.has_pts ? std::to_string(p.pts) : "N/A") + ", size " + std::to_string(p.size) + ")";
 }
 
-enum : uint8_t { kSimpleBlockId = 0xA3, kBlockId = 0xA1 };
-
-// The ID of the element whose payload starts at pos (ffprobe's pos of a packet is the block's
-// payload): the byte before a size field that ends exactly at pos. 0 when none fits.
-uint8_t BlockIdBefore(const std::vector<uint8_t>& bytes, int64_t pos) {
-  for (int64_t width = 1; width <= 8; ++width) {
-    const int64_t size_at = pos - width;
-    if (size_at < 1 || static_cast<size_t>(pos) > bytes.size()) break;
-    const uint8_t first = bytes[static_cast<size_t>(size_at)];
-    if (first == 0 || (first & (0x80 >> (width - 1))) == 0 || (first >> (8 - width + 1)) != 0) {
-      continue;  // not a size field of this width
-    }
-    const uint8_t id = bytes[static_cast<size_t>(size_at - 1)];
-    if (id == kSimpleBlockId || id == kBlockId) return id;
-  }
-  return 0;
-}
-
 // Checks one stream's frames against its reference packets; failures name the file, stream
 // and frame.
 void CheckStream(const std::string& file, int index, QMKVD_CTX* ctx, const FfprobeRef& ref,

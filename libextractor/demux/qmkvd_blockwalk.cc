@@ -111,7 +111,9 @@ int32_t get_blockgroup(QMKVDS_CTX* s, QMKVD_BLOCK* block) {
                static_cast<uint64_t>(block->time) - static_cast<uint64_t>(first_time) >
                    static_cast<uint64_t>(span)) {
       if (s->kind != kTrackText) return QMKVD_END;
-      block->other_track = 1;
+      // A subtitle's own block ends the wait too, and is then delivered: only a block of
+      // another track stands for "nothing due", or the cue it ends the wait with would be lost.
+      block->other_track = block->track != s->track.number || s->skip_pending;
       return QMKVD_OK;
     }
     if (block->track == s->track.number && !s->skip_pending) return QMKVD_OK;

@@ -13,13 +13,17 @@ HeaderParse::HeaderParse(std::vector<uint8_t> bytes)
   status_ = qmkvd_header_parse(ctx_);
 }
 
-HeaderParse::~HeaderParse() { qmkvd_delete(ctx_); }
+HeaderParse::~HeaderParse() {
+  qmkvd_delete(ctx_);
+}
 
 Created::Created(std::vector<uint8_t> bytes, uint32_t flags) : file_(std::move(bytes)) {
   memset(&info_, 0xAB, sizeof(info_));  // creation must clear what it does not fill
   ctx_ = qmkvd_create(&file_.mfal, &flags, &info_, &err_);
 }
 
-Created::~Created() { qmkvd_delete(ctx_); }
+Created::~Created() {
+  qmkvd_delete(ctx_);
+}
 
 }  // namespace mkvtest

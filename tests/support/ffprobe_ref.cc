@@ -78,7 +78,67 @@ bool JsonValue(const std::string& line, const std::string& key, std::string* val
   return true;
 }
 
+// The CSV fields in ffprobe's order; codec_type is not among them. A packet with side data
+// (Opus skip samples) has that between the flags and the hash, which then opens the next line.
+std::string ParseCsvRecord(const std::string& record, int line, RefPacket* p) {
+  std::vector<std::string> f;
+  std::stringstream in(record);
+  std::string field;
+  while (std::getline(in, field, ',')) f.push_back(field);
+  if (f.size() < 8) return At(line, "fewer than 8 fields");
+  int64_t v;
+  if (!ToInt(f[0], &v)) return At(line, "bad stream_index");
+  p->stream = static_cast<int>(v);
+  if (f[1] != "N/A") {
+    if (!ToInt(f[1], &p->pts)) return At(line, "bad pts");
+    p->has_pts = true;
+  }
+  if (!ToInt(f[4], &v) || v < 0 || v > UINT32_MAX) return At(line, "bad size");
+  p->size = static_cast<uint32_t>(v);
+  if (!ToInt(f[5], &p->pos)) return At(line, "bad pos");
+  p->key = f[6].find('K') != std::string::npos;
+  const std::string& hash = f.back();
+  if (hash.compare(0, 4, "MD5:") != 0 || hash.size() != 36) return At(line, "bad data_hash");
+  p->md5 = hash.substr(4);
+  p->line = line;
+  return "";
+}
+
+bool ToTimeBase(const std::string& value, RefStream* s) {
+  size_t slash = value.find('/');
+  return slash != std::string::npos && ToInt(value.substr(0, slash), &s->time_base_num) &&
+         ToInt(value.substr(slash + 1), &s->time_base_den) && s->time_base_num > 0 &&
+         s->time_base_den > 0;
+}
+
 }  // namespace
+
+std::string ParsePacketsCsv(const std::string& text, std::vector<RefPacket>* out) {
+  out->clear();
+  std::stringstream in(text);
+  std::string line, record;
+  int record_line = 0;
+  auto flush = [&]() -> std::string {
+    if (record.empty()) return "";
+    RefPacket p;
+    std::string error = ParseCsvRecord(record, record_line, &p);
+    if (error.empty()) out->push_back(p);
+    record.clear();
+    return error;
+  };
+  for (int number = 1; std::getline(in, line); ++number) {
+    if (line.empty()) continue;
+    if (line[0] == ',' && !record.empty()) {
+      record += line;
+      continue;
+    }
+    std::string error = flush();
+    if (!error.empty()) return error;
+    record = line;
+    record_line = number;
+  }
+  return flush();
+}
 
 std::string ParsePackets(const std::string& text, std::vector<RefPacket>* out) {
   out->clear();
@@ -136,12 +196,21 @@ std::string ParseStreams(const std::string& json, std::vector<RefStream>* out) {
     } else if (JsonValue(line, "codec_name", &value)) {
       out->back().codec_name = value;
     } else if (JsonValue(line, "time_base", &value)) {
-      size_t slash = value.find('/');
-      if (slash == std::string::npos ||
-          !ToInt(value.substr(0, slash), &out->back().time_base_num) ||
-          !ToInt(value.substr(slash + 1), &out->back().time_base_den) ||
-          out->back().time_base_num <= 0 || out->back().time_base_den <= 0) {
-        return At(number, "bad time_base");
+      if (!ToTimeBase(value, &out->back())) return At(number, "bad time_base");
+    } else if (JsonValue(line, "language", &value)) {
+      out->back().language = value;
+    } else {
+      // Numbers; ffprobe quotes some of them ("sample_rate": "48000").
+      const std::pair<const char*, int64_t*> numbers[] = {
+          {"width", &out->back().width},
+          {"height", &out->back().height},
+          {"sample_rate", &out->back().sample_rate},
+          {"channels", &out->back().channels},
+      };
+      for (const auto& n : numbers) {
+        if (JsonValue(line, n.first, &value) && !ToInt(value, n.second)) {
+          return At(number, std::string("bad ") + n.first);
+        }
       }
     }
   }
@@ -151,15 +220,29 @@ std::string ParseStreams(const std::string& json, std::vector<RefStream>* out) {
   return out->empty() ? "no streams" : "";
 }
 
-std::string LoadFfprobeRef(const std::string& base, FfprobeRef* out) {
+namespace {
+
+std::string Load(const std::string& base, const std::string& packets_suffix,
+                 std::string (*parse_packets)(const std::string&, std::vector<RefPacket>*),
+                 FfprobeRef* out) {
   std::string packets, streams;
-  if (!ReadText(base + ".packets.txt", &packets)) return "cannot read " + base + ".packets.txt";
+  if (!ReadText(base + packets_suffix, &packets)) return "cannot read " + base + packets_suffix;
   if (!ReadText(base + ".streams.json", &streams)) return "cannot read " + base + ".streams.json";
-  std::string error = ParsePackets(packets, &out->packets);
-  if (!error.empty()) return base + ".packets.txt " + error;
+  std::string error = parse_packets(packets, &out->packets);
+  if (!error.empty()) return base + packets_suffix + " " + error;
   error = ParseStreams(streams, &out->streams);
   if (!error.empty()) return base + ".streams.json " + error;
   return "";
+}
+
+}  // namespace
+
+std::string LoadFfprobeRef(const std::string& base, FfprobeRef* out) {
+  return Load(base, ".packets.txt", ParsePackets, out);
+}
+
+std::string LoadFfprobeCsvRef(const std::string& base, FfprobeRef* out) {
+  return Load(base, ".packets.csv", ParsePacketsCsv, out);
 }
 
 std::vector<RefPacket> FfprobeRef::PacketsOf(int stream) const {

@@ -1,6 +1,7 @@
-// The ffprobe references committed beside the real test files: NAME.packets.txt
-// (-show_packets -show_data_hash md5 -of compact) and NAME.streams.json (-show_streams
-// -show_format -of json), read back into plain records.
+// The ffprobe references committed beside the real test files, read back into plain records:
+// the streams as NAME.streams.json (-show_streams -show_format -of json), the packets either as
+// NAME.packets.txt (-show_packets -show_data_hash md5 -of compact) or, for the conformance
+// corpus, as NAME.packets.csv (stream_index,pts,dts,duration,size,pos,flags,data_hash).
 #pragma once
 
 #include <stdint.h>
@@ -28,6 +29,9 @@ struct RefStream {
   std::string codec_name;
   int64_t time_base_num = 0;
   int64_t time_base_den = 0;
+  int64_t width = 0, height = 0;          // video; 0 when not given
+  int64_t sample_rate = 0, channels = 0;  // audio; 0 when not given
+  std::string language;                   // the "language" tag; empty when not given
 };
 
 struct FfprobeRef {
@@ -40,10 +44,14 @@ struct FfprobeRef {
 
 // Parses the two texts. Returns an empty string, or what was wrong (with a line number).
 std::string ParsePackets(const std::string& text, std::vector<RefPacket>* out);
+std::string ParsePacketsCsv(const std::string& text, std::vector<RefPacket>* out);
 std::string ParseStreams(const std::string& json, std::vector<RefStream>* out);
 
 // Reads BASE.packets.txt and BASE.streams.json (BASE is a path without the suffixes).
 std::string LoadFfprobeRef(const std::string& base, FfprobeRef* out);
+// Reads BASE.packets.csv and BASE.streams.json (BASE is the path of the reference, which for the
+// conformance corpus keeps the file's own suffix: ref/NAME.mkv).
+std::string LoadFfprobeCsvRef(const std::string& base, FfprobeRef* out);
 
 // pts in time base num/den as 100-ns units: *floor is the value rounded down, *exact tells
 // whether no rounding was needed. False when the product would overflow.

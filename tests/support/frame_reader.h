@@ -22,7 +22,9 @@ struct Frame {
 // One qmkvds_get_frm call with a buffer of `capacity` bytes, or (capacity < 0) with no buffer,
 // which asks for the size only.
 Frame ReadFrame(QMKVDS_CTX* stream, int32_t capacity = 1 << 16);
-inline Frame QuerySize(QMKVDS_CTX* stream) { return ReadFrame(stream, -1); }
+inline Frame QuerySize(QMKVDS_CTX* stream) {
+  return ReadFrame(stream, -1);
+}
 
 // Frames until a call returns non-zero; the last element holds that call's status.
 std::vector<Frame> ReadAll(QMKVDS_CTX* stream, size_t limit = 100000);

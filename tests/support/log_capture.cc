@@ -4,9 +4,13 @@
 
 namespace mkvtest {
 
-LogCapture::LogCapture() { host_log_set_sink(&LogCapture::Sink, this); }
+LogCapture::LogCapture() {
+  host_log_set_sink(&LogCapture::Sink, this);
+}
 
-LogCapture::~LogCapture() { host_log_set_sink(nullptr, nullptr); }
+LogCapture::~LogCapture() {
+  host_log_set_sink(nullptr, nullptr);
+}
 
 void LogCapture::Sink(int prio, const char* tag, const char* text, void* user) {
   static_cast<LogCapture*>(user)->lines_.push_back({prio, tag, text});

@@ -31,7 +31,9 @@ android::status_t MemSource::GetSize(void* handle, off64_t* size) {
   return android::OK;
 }
 
-uint32_t MemSource::Flags(void*) { return 0; }
+uint32_t MemSource::Flags(void*) {
+  return 0;
+}
 
 bool MemSource::GetUri(void*, char* uri, size_t size) {
   if (size > 0) uri[0] = '\0';
@@ -42,6 +44,8 @@ MemFile::MemFile(std::vector<uint8_t> bytes) : source(std::move(bytes)) {
   qcmn_mfal_init(&mfal, source.helper());
 }
 
-MemFile::~MemFile() { qcmn_mfal_deinit(&mfal); }
+MemFile::~MemFile() {
+  qcmn_mfal_deinit(&mfal);
+}
 
 }  // namespace mkvtest

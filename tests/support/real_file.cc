@@ -42,4 +42,18 @@ std::string ToLengthPrefixed(const std::vector<uint8_t>& in, int field, std::vec
   return "";
 }
 
+uint8_t BlockIdBefore(const std::vector<uint8_t>& bytes, int64_t pos) {
+  for (int64_t width = 1; width <= 8; ++width) {
+    const int64_t size_at = pos - width;
+    if (size_at < 1 || static_cast<size_t>(pos) > bytes.size()) break;
+    const uint8_t first = bytes[static_cast<size_t>(size_at)];
+    if (first == 0 || (first & (0x80 >> (width - 1))) == 0 || (first >> (8 - width + 1)) != 0) {
+      continue;  // not a size field of this width
+    }
+    const uint8_t id = bytes[static_cast<size_t>(size_at - 1)];
+    if (id == kSimpleBlockId || id == kBlockId) return id;
+  }
+  return 0;
+}
+
 }  // namespace mkvtest

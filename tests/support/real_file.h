@@ -22,4 +22,10 @@ std::string RefBase(const std::string& name);
 // units) and gets a big-endian length of `field` bytes. Returns "" or what is wrong.
 std::string ToLengthPrefixed(const std::vector<uint8_t>& in, int field, std::vector<uint8_t>* out);
 
+enum : uint8_t { kSimpleBlockId = 0xA3, kBlockId = 0xA1 };
+
+// The ID of the element whose payload starts at pos (ffprobe's pos of a packet is the block's
+// payload): the byte before a size field that ends exactly at pos. 0 when none fits.
+uint8_t BlockIdBefore(const std::vector<uint8_t>& bytes, int64_t pos);
+
 }  // namespace mkvtest
