@@ -9,9 +9,22 @@ namespace mkvtest {
 namespace {
 
 enum : uint32_t {
-  kColour = 0x55B0, kMatrix = 0x55B1, kBits = 0x55B2, kRange = 0x55B9, kTransfer = 0x55BA,
-  kPrimaries = 0x55BB, kMaxCll = 0x55BC, kMaxFall = 0x55BD, kMastering = 0x55D0, kRx = 0x55D1,
-  kRy = 0x55D2, kGx = 0x55D3, kWx = 0x55D7, kWy = 0x55D8, kLumMax = 0x55D9, kLumMin = 0x55DA,
+  kColour = 0x55B0,
+  kMatrix = 0x55B1,
+  kBits = 0x55B2,
+  kRange = 0x55B9,
+  kTransfer = 0x55BA,
+  kPrimaries = 0x55BB,
+  kMaxCll = 0x55BC,
+  kMaxFall = 0x55BD,
+  kMastering = 0x55D0,
+  kRx = 0x55D1,
+  kRy = 0x55D2,
+  kGx = 0x55D3,
+  kWx = 0x55D7,
+  kWy = 0x55D8,
+  kLumMax = 0x55D9,
+  kLumMin = 0x55DA,
 };
 
 const int64_t kAbsent = 0x7FFFFFFFFFFFFFFFLL;
@@ -20,13 +33,13 @@ const int64_t kAbsent = 0x7FFFFFFFFFFFFFFFLL;
 class ColourFile {
  public:
   explicit ColourFile(std::vector<Element> colour_children, Element* replace = nullptr)
-      : created_(MkvFile({MinimalInfo(),
-                          Tracks({TrackEntry({Uint(0xD7, 1), Uint(0x83, 1), String(0x86, "V_VP9"),
-                                              Master(0xE0, {Uint(0xB0, 64),
-                                                            replace ? *replace
-                                                                    : Master(kColour,
-                                                                             colour_children)})})}),
-                          SmallCluster()})) {}
+      : created_(
+            MkvFile({MinimalInfo(),
+                     Tracks({TrackEntry(
+                         {Uint(0xD7, 1), Uint(0x83, 1), String(0x86, "V_VP9"),
+                          Master(0xE0, {Uint(0xB0, 64),
+                                        replace ? *replace : Master(kColour, colour_children)})})}),
+                     SmallCluster()})) {}
   int32_t err() const { return created_.err(); }
   const QMKVD_COLOUR* colour() { return created_.ctx()->tracks.slots[0].video.colour; }
   const QMKVD_MASTERING* mastering() { return colour()->mastering; }
@@ -40,12 +53,12 @@ TEST(Colour, OnlyWhatIsPresentIsSet) {
   ASSERT_EQ(f.err(), 0);
   ASSERT_NE(f.colour(), nullptr);
   EXPECT_EQ(f.colour()->transfer_characteristics, 16);
-  for (int64_t v : {f.colour()->matrix_coefficients, f.colour()->bits_per_channel,
-                    f.colour()->chroma_subsampling_horz, f.colour()->chroma_subsampling_vert,
-                    f.colour()->cb_subsampling_horz, f.colour()->cb_subsampling_vert,
-                    f.colour()->chroma_siting_horz, f.colour()->chroma_siting_vert,
-                    f.colour()->range, f.colour()->primaries, f.colour()->max_cll,
-                    f.colour()->max_fall}) {
+  for (int64_t v :
+       {f.colour()->matrix_coefficients, f.colour()->bits_per_channel,
+        f.colour()->chroma_subsampling_horz, f.colour()->chroma_subsampling_vert,
+        f.colour()->cb_subsampling_horz, f.colour()->cb_subsampling_vert,
+        f.colour()->chroma_siting_horz, f.colour()->chroma_siting_vert, f.colour()->range,
+        f.colour()->primaries, f.colour()->max_cll, f.colour()->max_fall}) {
     EXPECT_EQ(v, kAbsent);
   }
   EXPECT_EQ(f.mastering(), nullptr);
@@ -111,12 +124,10 @@ TEST(Colour, OversizedValuesDropTheTrack) {
 }
 
 TEST(Colour, RepeatedColourAndMasteringStartOver) {
-  Element twice = Master(0xE0, {Master(kColour, {Uint(kMatrix, 1),
-                                                 Master(kMastering, {Float(kRx, 0.5, 4)})}),
-                                Master(kColour, {Uint(kRange, 2),
-                                                 Master(kMastering, {Float(kLumMax, 100, 4)})})});
-  Created c(MkvFile({MinimalInfo(),
-                     Tracks({TrackEntry({Uint(0xD7, 1), Uint(0x83, 1), twice})}),
+  Element twice = Master(
+      0xE0, {Master(kColour, {Uint(kMatrix, 1), Master(kMastering, {Float(kRx, 0.5, 4)})}),
+             Master(kColour, {Uint(kRange, 2), Master(kMastering, {Float(kLumMax, 100, 4)})})});
+  Created c(MkvFile({MinimalInfo(), Tracks({TrackEntry({Uint(0xD7, 1), Uint(0x83, 1), twice})}),
                      SmallCluster()}));
   ASSERT_EQ(c.err(), 0);
   const QMKVD_COLOUR* colour = c.ctx()->tracks.slots[0].video.colour;

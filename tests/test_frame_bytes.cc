@@ -55,13 +55,13 @@ std::vector<uint8_t> TwoUnits(int width) {
 const std::vector<uint8_t> kAnnexB = {0, 0, 0, 1, 0x65, 1, 2, 3, 4, 0, 0, 0, 1, 0x41, 5, 6};
 
 Rewritten Rewrite(std::vector<uint8_t> file, int32_t frame_size, int32_t capacity, int32_t width,
-              bool with_output = true) {
+                  bool with_output = true) {
   Handle h(std::move(file), 2);
   Rewritten r;
   r.out.assign(64, 0xCC);
   r.written = 12345;
-  r.status = modify_nal_header2(h.mfal(), h.fp(), with_output ? r.out.data() : nullptr,
-                                frame_size, capacity, width, &r.written);
+  r.status = modify_nal_header2(h.mfal(), h.fp(), with_output ? r.out.data() : nullptr, frame_size,
+                                capacity, width, &r.written);
   r.out.resize(with_output ? r.written : 0);
   r.pos_after = h.pos();
   return r;
@@ -140,8 +140,7 @@ TEST(NalRewrite, StrippedBytesStartTheFirstLengthField) {
   // A prefix as long as the length field gives the frame up.
   Handle h2(file, 2);
   const uint8_t long_prefix[4] = {0, 0, 0, 5};
-  EXPECT_EQ(modify_nal_header3(h2.mfal(), h2.fp(), out.data(), 7, 32, 4, &written, 4,
-                               long_prefix),
+  EXPECT_EQ(modify_nal_header3(h2.mfal(), h2.fp(), out.data(), 7, 32, 4, &written, 4, long_prefix),
             0);
   EXPECT_EQ(written, 0u);
 }
@@ -180,9 +179,9 @@ TEST(KeyFrame, Vp8AndVp9) {
 }
 
 TEST(KeyFrame, Mpeg4VopAndShortHeader) {
-  EXPECT_EQ(Key(QCMN_MT_MPEG4, {0, 0, 1, 0xB6, 0x10}), 1);  // I-VOP
-  EXPECT_EQ(Key(QCMN_MT_MPEG4, {0, 0, 1, 0xB6, 0x50}), 0);  // P-VOP
-  EXPECT_EQ(Key(QCMN_MT_MPEG4, {0, 0, 1, 0xB6}), 0);        // too short
+  EXPECT_EQ(Key(QCMN_MT_MPEG4, {0, 0, 1, 0xB6, 0x10}), 1);     // I-VOP
+  EXPECT_EQ(Key(QCMN_MT_MPEG4, {0, 0, 1, 0xB6, 0x50}), 0);     // P-VOP
+  EXPECT_EQ(Key(QCMN_MT_MPEG4, {0, 0, 1, 0xB6}), 0);           // too short
   EXPECT_EQ(Key(QCMN_MT_MPEG4, {0, 0, 0x80, 0x02, 0x08}), 1);  // short header, intra
   EXPECT_EQ(Key(QCMN_MT_MPEG4, {0, 0, 0x80, 0x02, 0x0A}), 0);  // short header, inter
   EXPECT_EQ(Key(QCMN_MT_MPEG4, {0, 0, 0x80, 0x01, 0x08}), 0);  // marker bits wrong
@@ -208,7 +207,8 @@ TEST(KeyFrame, FirstByteRulesAndTypesWithoutARule) {
   EXPECT_EQ(Key(QCMN_MT_DIVX3, {0x40}), 0);
   EXPECT_EQ(Key(QCMN_MT_WMV8, {0x7F}), 1);
   EXPECT_EQ(Key(QCMN_MT_WMV8, {0x80}), 0);
-  for (QCMN_MT mt : std::vector<QCMN_MT>{QCMN_MT_WMV9, QCMN_MT_VC1, QCMN_MT_RV40, QCMN_MT_AV1, 101, 300}) {
+  for (QCMN_MT mt :
+       std::vector<QCMN_MT>{QCMN_MT_WMV9, QCMN_MT_VC1, QCMN_MT_RV40, QCMN_MT_AV1, 101, 300}) {
     EXPECT_EQ(Key(mt, {0, 0, 0, 1, 0x65, 0}), 0) << mt;
   }
 }

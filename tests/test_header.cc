@@ -41,14 +41,14 @@ TEST(HeaderParse, FileThatIsNotEbmlIsRefused) {
 
 // The DocType is stored, not judged: anything up to 11 bytes passes, 12 bytes fail.
 TEST(HeaderParse, DocTypeUpToElevenBytesWhateverItSays) {
-  HeaderParse ok(WithEbmlHeader(EbmlHeader("abcdefghijk"),
-                                {MinimalInfo(), OneTrack(), SmallCluster()}));
+  HeaderParse ok(
+      WithEbmlHeader(EbmlHeader("abcdefghijk"), {MinimalInfo(), OneTrack(), SmallCluster()}));
   EXPECT_EQ(ok.status(), 0);
   EXPECT_STREQ(ok->doctype, "abcdefghijk");
 
   LogCapture log;
-  HeaderParse too_long(WithEbmlHeader(EbmlHeader("abcdefghijkl"),
-                                      {MinimalInfo(), OneTrack(), SmallCluster()}));
+  HeaderParse too_long(
+      WithEbmlHeader(EbmlHeader("abcdefghijkl"), {MinimalInfo(), OneTrack(), SmallCluster()}));
   EXPECT_EQ(too_long.status(), -1);
   EXPECT_TRUE(log.Has(6, kHeaderTag, "[parser] ebml data is not founded")) << log.Dump();
 }
@@ -95,8 +95,7 @@ TEST(HeaderParse, NeedsInfoTracksAndACluster) {
     LogCapture log;
     HeaderParse p(MkvFile(children));
     EXPECT_EQ(p.status(), -1);
-    EXPECT_TRUE(log.Has(6, kHeaderTag, "Cannot find enough information. Check file"))
-        << log.Dump();
+    EXPECT_TRUE(log.Has(6, kHeaderTag, "Cannot find enough information. Check file")) << log.Dump();
   }
 }
 
@@ -110,8 +109,8 @@ TEST(HeaderParse, StopsAtAClusterOnceInfoTracksAndCuesAreKnown) {
 }
 
 TEST(HeaderParse, WithoutCuesWalksOverEveryCluster) {
-  HeaderParse p(MkvFile({MinimalInfo(), OneTrack(), SmallCluster(0), SmallCluster(10),
-                         Master(0x1254C367, {})}));
+  HeaderParse p(MkvFile(
+      {MinimalInfo(), OneTrack(), SmallCluster(0), SmallCluster(10), Master(0x1254C367, {})}));
   EXPECT_EQ(p.status(), 0);
   EXPECT_EQ(p->found.tags, 1);
   EXPECT_EQ(p->found.cues, 0);
@@ -119,9 +118,9 @@ TEST(HeaderParse, WithoutCuesWalksOverEveryCluster) {
 
 TEST(HeaderParse, UnknownSizeSegmentEndsWhereNoHeaderCanBeRead) {
   LogCapture log;
-  std::vector<uint8_t> bytes = Serialize(
-      {EbmlHeader(),
-       Segment({MinimalInfo(), OneTrack(), SmallCluster()}).SizeWidth(8).UnknownSize()});
+  std::vector<uint8_t> bytes =
+      Serialize({EbmlHeader(),
+                 Segment({MinimalInfo(), OneTrack(), SmallCluster()}).SizeWidth(8).UnknownSize()});
   HeaderParse p(bytes);
   EXPECT_EQ(p.status(), 0);
   EXPECT_EQ(p->segment_size, 72057594037927935LL);
@@ -163,9 +162,9 @@ TEST(HeaderParse, BrokenChaptersAttachmentsOrTagsFailTheFile) {
     HeaderParse p(MkvFile({MinimalInfo(), OneTrack(),
                            Master(id, {Uint(0xEC, 1), Raw({0x00, 0x81})}), SmallCluster()}));
     EXPECT_EQ(p.status(), -1) << std::hex << id;
-    HeaderParse fine(MkvFile({MinimalInfo(), OneTrack(),
-                              Master(id, {Uint(0xEC, 1), Binary(0x4234, {1, 2, 3})}),
-                              SmallCluster()}));
+    HeaderParse fine(
+        MkvFile({MinimalInfo(), OneTrack(), Master(id, {Uint(0xEC, 1), Binary(0x4234, {1, 2, 3})}),
+                 SmallCluster()}));
     EXPECT_EQ(fine.status(), 0) << std::hex << id;
   }
 }

@@ -9,8 +9,14 @@
 namespace mkvtest {
 namespace {
 
-enum : uint32_t { kInfoId = 0x1549A966, kTracksId = 0x1654AE6B, kClusterId = 0x1F43B675,
-                  kCuesId = 0x1C53BB6B, kTagsId = 0x1254C367, kVoid = 0xEC };
+enum : uint32_t {
+  kInfoId = 0x1549A966,
+  kTracksId = 0x1654AE6B,
+  kClusterId = 0x1F43B675,
+  kCuesId = 0x1C53BB6B,
+  kTagsId = 0x1254C367,
+  kVoid = 0xEC
+};
 
 std::vector<uint8_t> IdBytes(uint32_t id) {
   std::vector<uint8_t> out;
@@ -33,12 +39,15 @@ uint64_t OffsetOf(const std::vector<Element>& children, size_t i) {
 }
 
 // A byte that no element header can start with: the level-1 walk ends there.
-Element Wall() { return Raw({0x00}); }
+Element Wall() {
+  return Raw({0x00});
+}
 
 TEST(SeekHead, FindsInfoAndTracksBehindTheClusters) {
   std::vector<Element> kids = {SeekHead({FixedSeek(kInfoId, 0), FixedSeek(kTracksId, 0)}),
                                SmallCluster(), Wall(), MinimalInfo(), OneTrack()};
-  kids[0] = SeekHead({FixedSeek(kInfoId, OffsetOf(kids, 3)), FixedSeek(kTracksId, OffsetOf(kids, 4))});
+  kids[0] =
+      SeekHead({FixedSeek(kInfoId, OffsetOf(kids, 3)), FixedSeek(kTracksId, OffsetOf(kids, 4))});
   HeaderParse p(MkvFile(kids));
   EXPECT_EQ(p.status(), 0);
   EXPECT_EQ(p->found.seekhead, 1);
@@ -66,18 +75,20 @@ TEST(SeekHead, WrongTargetFailsTheSeekHeadButNotTheFile) {
 
 TEST(SeekHead, TargetBeyondTheDataFails) {
   LogCapture log;
-  HeaderParse p(MkvFile({SeekHead({FixedSeek(kInfoId, 1u << 30)}), MinimalInfo(), OneTrack(),
-                         SmallCluster()}));
+  HeaderParse p(MkvFile(
+      {SeekHead({FixedSeek(kInfoId, 1u << 30)}), MinimalInfo(), OneTrack(), SmallCluster()}));
   EXPECT_EQ(p.status(), 0);
   EXPECT_EQ(p->found.seekhead, 0);
-  EXPECT_TRUE(log.Has(5, "", "parse_seekhead_seek : qmkvd_ebml_get_id_len64 failed"))
-      << log.Dump();
+  EXPECT_TRUE(log.Has(5, "", "parse_seekhead_seek : qmkvd_ebml_get_id_len64 failed")) << log.Dump();
 }
 
 // Positions count from the first SeekHead's own element, wherever it stands.
 TEST(SeekHead, PositionsAreRelativeToTheFirstSeekHead) {
-  std::vector<Element> kids = {Binary(kVoid, std::vector<uint8_t>(7)), MinimalInfo(),
-                               SeekHead({FixedSeek(kTracksId, 0)}), SmallCluster(), Wall(),
+  std::vector<Element> kids = {Binary(kVoid, std::vector<uint8_t>(7)),
+                               MinimalInfo(),
+                               SeekHead({FixedSeek(kTracksId, 0)}),
+                               SmallCluster(),
+                               Wall(),
                                OneTrack()};
   kids[2] = SeekHead({FixedSeek(kTracksId, OffsetOf(kids, 5) - OffsetOf(kids, 2))});
   HeaderParse p(MkvFile(kids));
@@ -85,9 +96,13 @@ TEST(SeekHead, PositionsAreRelativeToTheFirstSeekHead) {
   EXPECT_EQ(p->found.tracks, 1);
 
   // A second SeekHead is parsed too, against the first one's base.
-  std::vector<Element> two = {SeekHead({FixedSeek(kInfoId, 0)}), Binary(kVoid, {1, 2}),
-                              SeekHead({FixedSeek(kTracksId, 0)}), SmallCluster(), Wall(),
-                              MinimalInfo(), OneTrack()};
+  std::vector<Element> two = {SeekHead({FixedSeek(kInfoId, 0)}),
+                              Binary(kVoid, {1, 2}),
+                              SeekHead({FixedSeek(kTracksId, 0)}),
+                              SmallCluster(),
+                              Wall(),
+                              MinimalInfo(),
+                              OneTrack()};
   two[0] = SeekHead({FixedSeek(kInfoId, OffsetOf(two, 5))});
   two[2] = SeekHead({FixedSeek(kTracksId, OffsetOf(two, 6))});
   HeaderParse q(MkvFile(two));
@@ -99,11 +114,14 @@ TEST(SeekHead, PositionsAreRelativeToTheFirstSeekHead) {
 
 // A Seek without a position moves the base to the element it names, if that one is known.
 TEST(SeekHead, ZeroPositionRebasesOnTheNamedElement) {
-  std::vector<Element> kids = {Binary(kVoid, std::vector<uint8_t>(9)), MinimalInfo(),
+  std::vector<Element> kids = {Binary(kVoid, std::vector<uint8_t>(9)),
+                               MinimalInfo(),
                                SeekHead({FixedSeek(kInfoId, 0), FixedSeek(kTracksId, 0)}),
-                               SmallCluster(), Wall(), OneTrack()};
-  kids[2] = SeekHead({FixedSeek(kInfoId, 0), FixedSeek(kTracksId, OffsetOf(kids, 5) -
-                                                                      OffsetOf(kids, 1))});
+                               SmallCluster(),
+                               Wall(),
+                               OneTrack()};
+  kids[2] = SeekHead(
+      {FixedSeek(kInfoId, 0), FixedSeek(kTracksId, OffsetOf(kids, 5) - OffsetOf(kids, 1))});
   HeaderParse p(MkvFile(kids));
   EXPECT_EQ(p.status(), 0);
   EXPECT_EQ(p->found.tracks, 1);
@@ -112,8 +130,8 @@ TEST(SeekHead, ZeroPositionRebasesOnTheNamedElement) {
 
 TEST(SeekHead, ClusterEntryIsIgnoredOnceAClusterIsKnown) {
   LogCapture log;
-  HeaderParse known(MkvFile({MinimalInfo(), OneTrack(), SmallCluster(),
-                             SeekHead({FixedSeek(kClusterId, 1u << 30)})}));
+  HeaderParse known(MkvFile(
+      {MinimalInfo(), OneTrack(), SmallCluster(), SeekHead({FixedSeek(kClusterId, 1u << 30)})}));
   EXPECT_EQ(known.status(), 0);
   EXPECT_EQ(known->found.seekhead, 1);
   EXPECT_TRUE(log.lines().empty()) << log.Dump();
@@ -132,8 +150,12 @@ TEST(SeekHead, ClusterEntryIsIgnoredOnceAClusterIsKnown) {
 // Cues reached through a SeekHead count only when they yield entries, so the walk does not
 // stop at the first Cluster and later elements are still found.
 TEST(SeekHead, CuesWithoutEntriesDoNotCount) {
-  std::vector<Element> kids = {SeekHead({FixedSeek(kCuesId, 0)}), MinimalInfo(), OneTrack(),
-                               SmallCluster(), Master(kTagsId, {}), Cues({})};
+  std::vector<Element> kids = {SeekHead({FixedSeek(kCuesId, 0)}),
+                               MinimalInfo(),
+                               OneTrack(),
+                               SmallCluster(),
+                               Master(kTagsId, {}),
+                               Cues({})};
   kids[0] = SeekHead({FixedSeek(kCuesId, OffsetOf(kids, 5))});
   HeaderParse p(MkvFile(kids));
   EXPECT_EQ(p.status(), 0);
@@ -142,8 +164,9 @@ TEST(SeekHead, CuesWithoutEntriesDoNotCount) {
 }
 
 TEST(SeekHead, BrokenTagsThroughASeekFailOnlyTheSeekHead) {
-  std::vector<Element> kids = {SeekHead({FixedSeek(kTagsId, 0)}), MinimalInfo(), OneTrack(),
-                               SmallCluster(), Wall(), Master(kTagsId, {Raw({0x00, 0x00})})};
+  std::vector<Element> kids = {
+      SeekHead({FixedSeek(kTagsId, 0)}),   MinimalInfo(), OneTrack(), SmallCluster(), Wall(),
+      Master(kTagsId, {Raw({0x00, 0x00})})};
   kids[0] = SeekHead({FixedSeek(kTagsId, OffsetOf(kids, 5))});
   LogCapture log;
   HeaderParse p(MkvFile(kids));
@@ -154,9 +177,9 @@ TEST(SeekHead, BrokenTagsThroughASeekFailOnlyTheSeekHead) {
 }
 
 TEST(SeekHead, OversizedSeekFieldsFail) {
-  for (Element bad : {Master(0x4DBB, {Uint(0x53AB, kInfoId).Width(9)}),
-                      Master(0x4DBB, {Binary(0x53AB, IdBytes(kInfoId)),
-                                      Uint(0x53AC, 1).Width(9)})}) {
+  for (Element bad :
+       {Master(0x4DBB, {Uint(0x53AB, kInfoId).Width(9)}),
+        Master(0x4DBB, {Binary(0x53AB, IdBytes(kInfoId)), Uint(0x53AC, 1).Width(9)})}) {
     LogCapture log;
     HeaderParse p(MkvFile({SeekHead({bad}), MinimalInfo(), OneTrack(), SmallCluster()}));
     EXPECT_EQ(p.status(), 0);

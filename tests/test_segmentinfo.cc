@@ -10,15 +10,24 @@ namespace mkvtest {
 namespace {
 
 enum : uint32_t {
-  kSegmentUid = 0x73A4, kSegmentFilename = 0x7384, kPrevUid = 0x3CB923, kPrevFilename = 0x3C83AB,
-  kNextUid = 0x3EB923, kNextFilename = 0x3E83BB, kTimecodeScale = 0x2AD7B1, kDuration = 0x4489,
-  kTitle = 0x7BA9, kMuxingApp = 0x4D80, kWritingApp = 0x5741, kDateUtc = 0x4461,
+  kSegmentUid = 0x73A4,
+  kSegmentFilename = 0x7384,
+  kPrevUid = 0x3CB923,
+  kPrevFilename = 0x3C83AB,
+  kNextUid = 0x3EB923,
+  kNextFilename = 0x3E83BB,
+  kTimecodeScale = 0x2AD7B1,
+  kDuration = 0x4489,
+  kTitle = 0x7BA9,
+  kMuxingApp = 0x4D80,
+  kWritingApp = 0x5741,
+  kDateUtc = 0x4461,
 };
 
 // Header parse of a file whose Info holds these children.
 std::unique_ptr<HeaderParse> ParseInfo(std::vector<Element> children) {
-  return std::make_unique<HeaderParse>(MkvFile({Info(std::move(children)), OneTrack(),
-                                                SmallCluster()}));
+  return std::make_unique<HeaderParse>(
+      MkvFile({Info(std::move(children)), OneTrack(), SmallCluster()}));
 }
 
 TEST(SegmentInfo, TimecodeScaleDefaultsToOneMillisecond) {
@@ -77,8 +86,8 @@ TEST(SegmentInfo, TextOf255BytesPassesAnd256Fails) {
   auto ok = ParseInfo({String(kTitle, std::string(255, 'x'))});
   EXPECT_EQ(ok->status(), 0);
   EXPECT_EQ(strlen(ok->ctx()->info.title), 255u);
-  for (uint32_t id : {kTitle, kMuxingApp, kWritingApp, kSegmentFilename, kPrevFilename,
-                      kNextFilename}) {
+  for (uint32_t id :
+       {kTitle, kMuxingApp, kWritingApp, kSegmentFilename, kPrevFilename, kNextFilename}) {
     EXPECT_EQ(ParseInfo({String(id, std::string(256, 'x'))})->status(), -1) << std::hex << id;
   }
   // And through creation, the whole file is refused.
@@ -101,8 +110,8 @@ TEST(SegmentInfo, UidLimits) {
   EXPECT_EQ(ParseInfo({Binary(kNextUid, std::vector<uint8_t>(257, 1))})->status(), -1);
   EXPECT_EQ(ParseInfo({Binary(kPrevUid, twenty)})->status(), -1);
   EXPECT_EQ(ParseInfo({Binary(kSegmentUid, twenty)})->status(), -1);
-  auto uid = ParseInfo({Binary(kSegmentUid, std::vector<uint8_t>(twenty.begin(),
-                                                                 twenty.begin() + 16))});
+  auto uid =
+      ParseInfo({Binary(kSegmentUid, std::vector<uint8_t>(twenty.begin(), twenty.begin() + 16))});
   EXPECT_EQ(memcmp(uid->ctx()->info.segment_uid, twenty.data(), 16), 0);
 }
 
@@ -111,7 +120,8 @@ TEST(SegmentInfo, IntegersOverEightBytesOrCutShortFail) {
   EXPECT_EQ(ParseInfo({Uint(kDateUtc, 1).Width(9)})->status(), -1);
   EXPECT_EQ(ParseInfo({Uint(kTimecodeScale, 1000000).Width(8)})->status(), 0);
   // A Title whose payload the file cannot supply.
-  HeaderParse cut(Serialize({EbmlHeader(), Segment({Info({String(kTitle, "abc").DeclaredSize(60)})})}));
+  HeaderParse cut(
+      Serialize({EbmlHeader(), Segment({Info({String(kTitle, "abc").DeclaredSize(60)})})}));
   EXPECT_EQ(cut.status(), -1);
 }
 

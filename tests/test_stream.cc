@@ -15,10 +15,10 @@ namespace {
 enum : uint32_t { kTimecode = 0xE7, kVoid = 0xEC, kCuePoint = 0xBB, kCueTime = 0xB3 };
 
 std::vector<uint8_t> TwoClusterFile() {
-  return MkvFile({MinimalInfo(), OneTrack(),
-                  Cluster({Uint(kTimecode, 0), SimpleBlock(1, 0, 0x80, {1}),
-                           SimpleBlock(1, 40, 0, {2})}),
-                  Cluster({Uint(kTimecode, 80), SimpleBlock(1, 0, 0, {3})})});
+  return MkvFile(
+      {MinimalInfo(), OneTrack(),
+       Cluster({Uint(kTimecode, 0), SimpleBlock(1, 0, 0x80, {1}), SimpleBlock(1, 40, 0, {2})}),
+       Cluster({Uint(kTimecode, 80), SimpleBlock(1, 0, 0, {3})})});
 }
 
 TEST(StreamOpen, OpenCloseAndReopenStartsOver) {
@@ -175,11 +175,10 @@ TEST(ClusterList, AClusterWithoutABlockHeaderFailsTheBuild) {
 // --- the cluster walkers ---
 
 TEST(ClusterWalk, LeadingChildrenAndTheFirstBlock) {
-  std::vector<uint8_t> bytes =
-      MkvFile({MinimalInfo(), OneTrack(),
-               Cluster({Uint(kTimecode, 7), Uint(0xA7, 1234), Uint(0xAB, 99),
-                        Master(kVoid, {}), Binary(kVoid, {0, 0}),
-                        BlockGroup({Block(1, 3, 0, {1, 2}), Uint(0x9B, 12)})})});
+  std::vector<uint8_t> bytes = MkvFile(
+      {MinimalInfo(), OneTrack(),
+       Cluster({Uint(kTimecode, 7), Uint(0xA7, 1234), Uint(0xAB, 99), Master(kVoid, {}),
+                Binary(kVoid, {0, 0}), BlockGroup({Block(1, 3, 0, {1, 2}), Uint(0x9B, 12)})})});
   Created c(bytes);
   QMKVDS_CTX* s = qmkvds_open(c.ctx(), 0, nullptr);
   ASSERT_NE(s, nullptr);

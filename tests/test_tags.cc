@@ -10,9 +10,17 @@
 namespace mkvtest {
 namespace {
 
-enum : uint32_t { kTags = 0x1254C367, kTag = 0x7373, kTargets = 0x63C0, kSimpleTag = 0x67C8,
-                  kTagName = 0x45A3, kTagLanguage = 0x447A, kTagString = 0x4487,
-                  kTitle = 0x7BA9, kDateUtc = 0x4461 };
+enum : uint32_t {
+  kTags = 0x1254C367,
+  kTag = 0x7373,
+  kTargets = 0x63C0,
+  kSimpleTag = 0x67C8,
+  kTagName = 0x45A3,
+  kTagLanguage = 0x447A,
+  kTagString = 0x4487,
+  kTitle = 0x7BA9,
+  kDateUtc = 0x4461
+};
 
 Element Simple(const std::string& name, const std::string& value) {
   return Master(kSimpleTag, {String(kTagName, name), String(kTagString, value)});
@@ -30,10 +38,10 @@ std::string SlotText(const QMKVD_METADATA* m, int slot) {
 TEST(Tags, EverySimpleTagInFileOrderAcrossTags) {
   std::vector<Element> simple;
   for (int i = 0; i < 21; ++i) simple.push_back(Simple("N" + std::to_string(i), "v"));
-  Created c(FileWithTags({Master(kTag, {Master(kTargets, {Uint(0x68CA, 50)}),
-                                        Master(kSimpleTag, {String(kTagName, "FIRST"),
-                                                            String(kTagLanguage, "fre")})}),
-                          Master(kTag, simple)}));
+  Created c(FileWithTags(
+      {Master(kTag, {Master(kTargets, {Uint(0x68CA, 50)}),
+                     Master(kSimpleTag, {String(kTagName, "FIRST"), String(kTagLanguage, "fre")})}),
+       Master(kTag, simple)}));
   ASSERT_EQ(c.err(), 0);
   const QMKVD_TAGS& tags = c.ctx()->tags;
   ASSERT_EQ(tags.count, 22u);
@@ -44,9 +52,10 @@ TEST(Tags, EverySimpleTagInFileOrderAcrossTags) {
 }
 
 TEST(Tags, LongTextsAreCutAndParsingGoesOn) {
-  Created c(FileWithTags({Master(kTag, {Master(kSimpleTag, {String(kTagName, std::string(300, 'n')),
-                                                            String(kTagString, std::string(2000, 'v'))}),
-                                        Simple("NEXT", "ok")})}));
+  Created c(
+      FileWithTags({Master(kTag, {Master(kSimpleTag, {String(kTagName, std::string(300, 'n')),
+                                                      String(kTagString, std::string(2000, 'v'))}),
+                                  Simple("NEXT", "ok")})}));
   ASSERT_EQ(c.err(), 0);
   const QMKVD_TAGS& tags = c.ctx()->tags;
   ASSERT_EQ(tags.count, 2u);
@@ -56,8 +65,8 @@ TEST(Tags, LongTextsAreCutAndParsingGoesOn) {
 }
 
 TEST(Tags, NestedSimpleTagsAreNotCollected) {
-  Created c(FileWithTags({Master(kTag, {Master(kSimpleTag, {String(kTagName, "OUTER"),
-                                                            Simple("INNER", "x")})})}));
+  Created c(FileWithTags(
+      {Master(kTag, {Master(kSimpleTag, {String(kTagName, "OUTER"), Simple("INNER", "x")})})}));
   ASSERT_EQ(c.err(), 0);
   ASSERT_EQ(c.ctx()->tags.count, 1u);
   EXPECT_STREQ(c.ctx()->tags.entries[0].name, "OUTER");
@@ -78,12 +87,12 @@ TEST(Tags, TableIsBounded) {
 }
 
 TEST(Metadata, SimpleTagNamesFillTheirSlotsFirstValueWins) {
-  Created c(FileWithTags({Master(kTag, {
-      Simple("ARTIST", ""), Simple("BAND", "The Band"), Simple("ARTIST", "Later"),
-      Simple("ALBUM", "Album"), Simple("DESCRIPTION", "Desc"), Simple("COMMENT", "Comment"),
-      Simple("COMPOSER", "Comp"), Simple("SCREENPLAY_BY", "Writer"),
-      Simple("DATE_RELEASE", "2020"), Simple("title", "lower case is not TITLE"),
-      Simple("TITLE", "Tag title")})}));
+  Created c(FileWithTags(
+      {Master(kTag, {Simple("ARTIST", ""), Simple("BAND", "The Band"), Simple("ARTIST", "Later"),
+                     Simple("ALBUM", "Album"), Simple("DESCRIPTION", "Desc"),
+                     Simple("COMMENT", "Comment"), Simple("COMPOSER", "Comp"),
+                     Simple("SCREENPLAY_BY", "Writer"), Simple("DATE_RELEASE", "2020"),
+                     Simple("title", "lower case is not TITLE"), Simple("TITLE", "Tag title")})}));
   ASSERT_EQ(c.err(), 0);
   const QMKVD_METADATA* m = c.info().metadata;
   ASSERT_NE(m, nullptr);
@@ -149,8 +158,8 @@ TEST(Summary, DurationPositionsAndConstant) {
 }
 
 TEST(Summary, DurationRoundsToMicroseconds) {
-  Created c(MkvFile({Info({Uint(0x2AD7B1, 1), Float(0x4489, 1499.0, 8)}), OneTrack(),
-                     SmallCluster()}));
+  Created c(
+      MkvFile({Info({Uint(0x2AD7B1, 1), Float(0x4489, 1499.0, 8)}), OneTrack(), SmallCluster()}));
   ASSERT_EQ(c.err(), 0);
   EXPECT_EQ(c.info().duration, 10);  // 1499 ns -> 1 us
   Created huge(MkvFile({Info({Float(0x4489, 1e300, 8)}), OneTrack(), SmallCluster()}));

@@ -19,8 +19,16 @@ struct Record {
   int handled;
 };
 
-enum : uint32_t { kSmall = 0x81, kWord = 0x82, kWide = 0x83, kText = 0x84, kRaw = 0x85,
-                  kStop = 0x86, kOddStep = 0x87, kSkipped = 0x88 };
+enum : uint32_t {
+  kSmall = 0x81,
+  kWord = 0x82,
+  kWide = 0x83,
+  kText = 0x84,
+  kRaw = 0x85,
+  kStop = 0x86,
+  kOddStep = 0x87,
+  kSkipped = 0x88
+};
 
 int Stop(QMKVD_WALK*, const QMKVD_CHILD*, void* record) {
   static_cast<Record*>(record)->handled++;
@@ -35,14 +43,10 @@ int OddStep(QMKVD_WALK* walk, const QMKVD_CHILD* child, void* record) {
 }
 
 const QMKVD_CHILD_RULE kRules[] = {
-    QMKVD_RULE_UINT(kSmall, Record, small, 8),
-    QMKVD_RULE_UINT(kWord, Record, word, 8),
-    QMKVD_RULE_UINT(kWide, Record, wide, 8),
-    QMKVD_RULE_TEXT(kText, Record, text),
-    QMKVD_RULE_BYTES(kRaw, Record, raw),
-    QMKVD_RULE_HANDLER(kStop, Stop),
-    QMKVD_RULE_HANDLER(kOddStep, OddStep),
-    QMKVD_RULE_SKIP(kSkipped),
+    QMKVD_RULE_UINT(kSmall, Record, small, 8), QMKVD_RULE_UINT(kWord, Record, word, 8),
+    QMKVD_RULE_UINT(kWide, Record, wide, 8),   QMKVD_RULE_TEXT(kText, Record, text),
+    QMKVD_RULE_BYTES(kRaw, Record, raw),       QMKVD_RULE_HANDLER(kStop, Stop),
+    QMKVD_RULE_HANDLER(kOddStep, OddStep),     QMKVD_RULE_SKIP(kSkipped),
 };
 
 class WalkTest : public ::testing::Test {
@@ -72,9 +76,10 @@ class WalkTest : public ::testing::Test {
 };
 
 TEST_F(WalkTest, StoresEachKindAtItsWidth) {
-  int r = Walk({Uint(kSmall, 0x1FF), Uint(kWord, 0x123456789ull), Uint(kWide, 0x0102030405060708ull),
-                String(kText, "abcdefg"), Binary(kRaw, {9, 8, 7}), Uint(0x99, 5)},
-               Policy(true, true, QMKVD_OVERRUN_FOLLOW));
+  int r =
+      Walk({Uint(kSmall, 0x1FF), Uint(kWord, 0x123456789ull), Uint(kWide, 0x0102030405060708ull),
+            String(kText, "abcdefg"), Binary(kRaw, {9, 8, 7}), Uint(0x99, 5)},
+           Policy(true, true, QMKVD_OVERRUN_FOLLOW));
   EXPECT_EQ(r, 0);
   EXPECT_EQ(rec_.small, 0xFF);
   EXPECT_EQ(rec_.word, 0x23456789u);
@@ -131,8 +136,9 @@ TEST_F(WalkTest, HandlersCanStopOrMoveTheWalk) {
   rec_ = {};
   // The odd step lands on the second payload byte, which is read as the next child's header:
   // 0x81 0x81 0x07 is element 0x81 (small) of size 1 holding 7.
-  EXPECT_EQ(Walk({Binary(kOddStep, {0xAA, 0x81, 0x81, 0x07})}, Policy(true, true, QMKVD_OVERRUN_FOLLOW)),
-            0);
+  EXPECT_EQ(
+      Walk({Binary(kOddStep, {0xAA, 0x81, 0x81, 0x07})}, Policy(true, true, QMKVD_OVERRUN_FOLLOW)),
+      0);
   EXPECT_EQ(rec_.handled, 1);
   EXPECT_EQ(rec_.small, 7);
 }

@@ -9,8 +9,12 @@ struct Bytes {
   uint8_t operator[](int32_t i) const { return (i >= 0 && i < count) ? data[i] : 0; }
 };
 
-bool TwoZeros(const Bytes& b, int32_t p) { return b[p] == 0 && b[p + 1] == 0; }
-bool StartCode(const Bytes& b, int32_t p) { return TwoZeros(b, p) && b[p + 2] == 1; }
+bool TwoZeros(const Bytes& b, int32_t p) {
+  return b[p] == 0 && b[p + 1] == 0;
+}
+bool StartCode(const Bytes& b, int32_t p) {
+  return TwoZeros(b, p) && b[p + 2] == 1;
+}
 
 // A short-header (H.263 style) picture header's coding type: 1 intra, 0 inter, -1 undecided
 // (extended source format, scan on).
@@ -34,7 +38,9 @@ int32_t Mpeg4(const Bytes& b) {
   return 0;
 }
 
-bool NoBits6And5(uint8_t v) { return (v & 0x60) == 0; }
+bool NoBits6And5(uint8_t v) {
+  return (v & 0x60) == 0;
+}
 
 int32_t H263(const Bytes& b) {
   if (b.count < 7) return 0;

@@ -20,31 +20,31 @@ QCMN_MT Lookup(const CodeToType (&table)[kCount], uint32_t code, QCMN_MT unknown
 }
 
 constexpr CodeToType kVideo[] = {
-    {qcmn_fourcc("XVID"), QCMN_MT_MPEG4}, {qcmn_fourcc("xvid"), QCMN_MT_MPEG4},
-    {qcmn_fourcc("DIVX"), QCMN_MT_MPEG4}, {qcmn_fourcc("divx"), QCMN_MT_MPEG4},
-    {qcmn_fourcc("DX50"), QCMN_MT_MPEG4}, {qcmn_fourcc("dx50"), QCMN_MT_MPEG4},
-    {qcmn_fourcc("FMP4"), QCMN_MT_MPEG4}, {qcmn_fourcc("DIV4"), QCMN_MT_MPEG4},
-    {qcmn_fourcc("div4"), QCMN_MT_MPEG4}, {qcmn_fourcc("MP4V"), QCMN_MT_MPEG4},
-    {qcmn_fourcc("mp4v"), QCMN_MT_MPEG4}, {qcmn_fourcc("M4S2"), QCMN_MT_MPEG4},
-    {qcmn_fourcc("m4s2"), QCMN_MT_MPEG4}, {qcmn_fourcc("H263"), QCMN_MT_H263},
-    {qcmn_fourcc("h263"), QCMN_MT_H263},  {qcmn_fourcc("d263"), QCMN_MT_H263},
-    {qcmn_fourcc("s263"), QCMN_MT_H263},  {qcmn_fourcc("avc1"), QCMN_MT_H264},
-    {qcmn_fourcc("AVC1"), QCMN_MT_H264},  {qcmn_fourcc("avcC"), QCMN_MT_H264},
-    {qcmn_fourcc("h264"), QCMN_MT_H264},  {qcmn_fourcc("H264"), QCMN_MT_H264},
-    {qcmn_fourcc("x264"), QCMN_MT_H264},  {qcmn_fourcc("X264"), QCMN_MT_H264},
-    {qcmn_fourcc("WMV1"), QCMN_MT_WMV7},  {qcmn_fourcc("wmv1"), QCMN_MT_WMV7},
-    {qcmn_fourcc("WMV2"), QCMN_MT_WMV8},  {qcmn_fourcc("wmv2"), QCMN_MT_WMV8},
-    {qcmn_fourcc("WMV3"), QCMN_MT_WMV9},  {qcmn_fourcc("wmv3"), QCMN_MT_WMV9},
-    {qcmn_fourcc("DIV3"), QCMN_MT_DIVX3}, {qcmn_fourcc("div3"), QCMN_MT_DIVX3},
-    {qcmn_fourcc("FLV1"), QCMN_MT_FLV1},  {qcmn_fourcc("RV10"), QCMN_MT_RV10},
-    {qcmn_fourcc("RV20"), QCMN_MT_RV20},  {qcmn_fourcc("RV30"), QCMN_MT_RV30},
-    {qcmn_fourcc("RV40"), QCMN_MT_RV40},  {qcmn_fourcc("MP43"), QCMN_MT_MSMPEG4V3},
+    {qcmn_fourcc("XVID"), QCMN_MT_MPEG4},     {qcmn_fourcc("xvid"), QCMN_MT_MPEG4},
+    {qcmn_fourcc("DIVX"), QCMN_MT_MPEG4},     {qcmn_fourcc("divx"), QCMN_MT_MPEG4},
+    {qcmn_fourcc("DX50"), QCMN_MT_MPEG4},     {qcmn_fourcc("dx50"), QCMN_MT_MPEG4},
+    {qcmn_fourcc("FMP4"), QCMN_MT_MPEG4},     {qcmn_fourcc("DIV4"), QCMN_MT_MPEG4},
+    {qcmn_fourcc("div4"), QCMN_MT_MPEG4},     {qcmn_fourcc("MP4V"), QCMN_MT_MPEG4},
+    {qcmn_fourcc("mp4v"), QCMN_MT_MPEG4},     {qcmn_fourcc("M4S2"), QCMN_MT_MPEG4},
+    {qcmn_fourcc("m4s2"), QCMN_MT_MPEG4},     {qcmn_fourcc("H263"), QCMN_MT_H263},
+    {qcmn_fourcc("h263"), QCMN_MT_H263},      {qcmn_fourcc("d263"), QCMN_MT_H263},
+    {qcmn_fourcc("s263"), QCMN_MT_H263},      {qcmn_fourcc("avc1"), QCMN_MT_H264},
+    {qcmn_fourcc("AVC1"), QCMN_MT_H264},      {qcmn_fourcc("avcC"), QCMN_MT_H264},
+    {qcmn_fourcc("h264"), QCMN_MT_H264},      {qcmn_fourcc("H264"), QCMN_MT_H264},
+    {qcmn_fourcc("x264"), QCMN_MT_H264},      {qcmn_fourcc("X264"), QCMN_MT_H264},
+    {qcmn_fourcc("WMV1"), QCMN_MT_WMV7},      {qcmn_fourcc("wmv1"), QCMN_MT_WMV7},
+    {qcmn_fourcc("WMV2"), QCMN_MT_WMV8},      {qcmn_fourcc("wmv2"), QCMN_MT_WMV8},
+    {qcmn_fourcc("WMV3"), QCMN_MT_WMV9},      {qcmn_fourcc("wmv3"), QCMN_MT_WMV9},
+    {qcmn_fourcc("DIV3"), QCMN_MT_DIVX3},     {qcmn_fourcc("div3"), QCMN_MT_DIVX3},
+    {qcmn_fourcc("FLV1"), QCMN_MT_FLV1},      {qcmn_fourcc("RV10"), QCMN_MT_RV10},
+    {qcmn_fourcc("RV20"), QCMN_MT_RV20},      {qcmn_fourcc("RV30"), QCMN_MT_RV30},
+    {qcmn_fourcc("RV40"), QCMN_MT_RV40},      {qcmn_fourcc("MP43"), QCMN_MT_MSMPEG4V3},
     {qcmn_fourcc("mp43"), QCMN_MT_MSMPEG4V3}, {qcmn_fourcc("WVC1"), QCMN_MT_VC1},
-    {qcmn_fourcc("wvc1"), QCMN_MT_VC1},   {qcmn_fourcc("vc-1"), QCMN_MT_VC1},
-    {qcmn_fourcc("VP80"), QCMN_MT_VP8},   {qcmn_fourcc("hvc1"), QCMN_MT_HEVC},
-    {qcmn_fourcc("hev1"), QCMN_MT_HEVC},  {qcmn_fourcc("hvcC"), QCMN_MT_HEVC},
-    {qcmn_fourcc("smhC"), QCMN_MT_HEVC},  {qcmn_fourcc("VP90"), QCMN_MT_VP9},
-    {qcmn_fourcc("av01"), QCMN_MT_AV1},   {qcmn_fourcc("av1C"), QCMN_MT_AV1},
+    {qcmn_fourcc("wvc1"), QCMN_MT_VC1},       {qcmn_fourcc("vc-1"), QCMN_MT_VC1},
+    {qcmn_fourcc("VP80"), QCMN_MT_VP8},       {qcmn_fourcc("hvc1"), QCMN_MT_HEVC},
+    {qcmn_fourcc("hev1"), QCMN_MT_HEVC},      {qcmn_fourcc("hvcC"), QCMN_MT_HEVC},
+    {qcmn_fourcc("smhC"), QCMN_MT_HEVC},      {qcmn_fourcc("VP90"), QCMN_MT_VP9},
+    {qcmn_fourcc("av01"), QCMN_MT_AV1},       {qcmn_fourcc("av1C"), QCMN_MT_AV1},
 };
 
 constexpr CodeToType kAudio[] = {
@@ -95,12 +95,18 @@ constexpr CodeToType kDrm[] = {
 
 }  // namespace
 
-QCMN_MT qcmn_fcc2mt_vid(uint32_t code) { return Lookup(kVideo, code, QCMN_MT_VIDEO_UNKNOWN); }
-QCMN_MT qcmn_fcc2mt_aud(uint32_t code) { return Lookup(kAudio, code, QCMN_MT_AUDIO_UNKNOWN); }
+QCMN_MT qcmn_fcc2mt_vid(uint32_t code) {
+  return Lookup(kVideo, code, QCMN_MT_VIDEO_UNKNOWN);
+}
+QCMN_MT qcmn_fcc2mt_aud(uint32_t code) {
+  return Lookup(kAudio, code, QCMN_MT_AUDIO_UNKNOWN);
+}
 QCMN_MT qcmn_fcc2mt_sub(uint32_t code) {
   return Lookup(kSubtitle, code, QCMN_MT_SUBTITLE_UNKNOWN);
 }
-QCMN_MT qcmn_fcc2mt_drm(uint32_t code) { return Lookup(kDrm, code, QCMN_MT_DRM_UNKNOWN); }
+QCMN_MT qcmn_fcc2mt_drm(uint32_t code) {
+  return Lookup(kDrm, code, QCMN_MT_DRM_UNKNOWN);
+}
 
 QCMN_MT qcmn_fcc2mt(uint32_t code) {
   QCMN_MT type = qcmn_fcc2mt_aud(code);

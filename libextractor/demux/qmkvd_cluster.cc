@@ -13,7 +13,9 @@ namespace {
 // The list builder's own failure codes.
 enum { kListReadFailed = -1, kListNoMemory = -2, kListBadCluster = -3 };
 
-uint32_t Clamp32(uint64_t size) { return size > UINT32_MAX ? UINT32_MAX : static_cast<uint32_t>(size); }
+uint32_t Clamp32(uint64_t size) {
+  return size > UINT32_MAX ? UINT32_MAX : static_cast<uint32_t>(size);
+}
 
 // Reads an element header and the position of its payload.
 bool ReadHeader(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, uint32_t* id, uint64_t* size,
@@ -62,7 +64,8 @@ bool FirstBlockTime(const QMKVDS_CTX* s, int64_t* time_ns) {
   if (qmkvd_ebml_get_len32(s->mfal, s->fp, &track) != 0) return false;
   if (s->mfal->read(s->fp, timecode, 2) != 2) return false;
   const int16_t relative = static_cast<int16_t>((timecode[0] << 8) | timecode[1]);
-  const uint64_t ticks = s->cluster.timecode + static_cast<uint64_t>(static_cast<int64_t>(relative));
+  const uint64_t ticks =
+      s->cluster.timecode + static_cast<uint64_t>(static_cast<int64_t>(relative));
   *time_ns = static_cast<int64_t>(ticks * s->owner->info.timecode_scale);
   return true;
 }
@@ -127,8 +130,7 @@ int32_t parse_cluster(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, QMKVD_CLUSTER_S
       case MKV_ID_CLUSTER_PREV_SIZE:
         if (!ReadSmallUint(mfal, fp, size, &c->prev_size)) return QMKVD_ERR_READ;
         break;
-      default:
-        break;
+      default: break;
     }
     pos = qmkvd_pos_add(pos, size);
   }

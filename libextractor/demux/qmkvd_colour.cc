@@ -13,7 +13,8 @@ constexpr float kLuminanceMaxLimit = 9999.99f;
 constexpr float kLuminanceMinLimit = 999.9999f;
 
 // A colour value is the element's unsigned value, low 32 bits, zero-extended.
-#define COLOUR_RULE(id, field) QMKVD_RULE_HANDLER(id, ReadColourValue<offsetof(QMKVD_COLOUR, field)>)
+#define COLOUR_RULE(id, field) \
+  QMKVD_RULE_HANDLER(id, ReadColourValue<offsetof(QMKVD_COLOUR, field)>)
 
 template <size_t kOffset>
 int ReadColourValue(QMKVD_WALK* walk, const QMKVD_CHILD* child, void* record) {
@@ -58,9 +59,12 @@ const QMKVD_MASTER kColour = QMKVD_MASTER_OF(kColourRules, /*skip_empty=*/true,
 
 QMKVD_CHROMATICITY** PairOf(QMKVD_MASTERING* m, uint32_t id) {
   switch (id) {
-    case MKV_ID_PRIMARY_R_X: case MKV_ID_PRIMARY_R_Y: return &m->red;
-    case MKV_ID_PRIMARY_G_X: case MKV_ID_PRIMARY_G_Y: return &m->green;
-    case MKV_ID_PRIMARY_B_X: case MKV_ID_PRIMARY_B_Y: return &m->blue;
+    case MKV_ID_PRIMARY_R_X:
+    case MKV_ID_PRIMARY_R_Y: return &m->red;
+    case MKV_ID_PRIMARY_G_X:
+    case MKV_ID_PRIMARY_G_Y: return &m->green;
+    case MKV_ID_PRIMARY_B_X:
+    case MKV_ID_PRIMARY_B_Y: return &m->blue;
     default: return &m->white_point;
   }
 }
@@ -108,7 +112,9 @@ const QMKVD_CHILD_RULE kMasteringRules[] = {
 const QMKVD_MASTER kMastering = QMKVD_MASTER_OF(kMasteringRules, /*skip_empty=*/true,
                                                 /*cap_size=*/false, QMKVD_OVERRUN_STOP);
 
-int WalkResult(int walked) { return walked < 0 ? -1 : 0; }
+int WalkResult(int walked) {
+  return walked < 0 ? -1 : 0;
+}
 
 }  // namespace
 
@@ -133,14 +139,19 @@ int parse_colour(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, QMKVD_COLO
   qmkvd_free_mastering(colour->mastering);
   free(colour->mastering);
   colour->mastering = nullptr;
-  static int64_t QMKVD_COLOUR::*const kValues[] = {
-      &QMKVD_COLOUR::matrix_coefficients,     &QMKVD_COLOUR::bits_per_channel,
-      &QMKVD_COLOUR::chroma_subsampling_horz, &QMKVD_COLOUR::chroma_subsampling_vert,
-      &QMKVD_COLOUR::cb_subsampling_horz,     &QMKVD_COLOUR::cb_subsampling_vert,
-      &QMKVD_COLOUR::chroma_siting_horz,      &QMKVD_COLOUR::chroma_siting_vert,
-      &QMKVD_COLOUR::range,                   &QMKVD_COLOUR::transfer_characteristics,
-      &QMKVD_COLOUR::primaries,               &QMKVD_COLOUR::max_cll,
-      &QMKVD_COLOUR::max_fall};
+  static int64_t QMKVD_COLOUR::*const kValues[] = {&QMKVD_COLOUR::matrix_coefficients,
+                                                   &QMKVD_COLOUR::bits_per_channel,
+                                                   &QMKVD_COLOUR::chroma_subsampling_horz,
+                                                   &QMKVD_COLOUR::chroma_subsampling_vert,
+                                                   &QMKVD_COLOUR::cb_subsampling_horz,
+                                                   &QMKVD_COLOUR::cb_subsampling_vert,
+                                                   &QMKVD_COLOUR::chroma_siting_horz,
+                                                   &QMKVD_COLOUR::chroma_siting_vert,
+                                                   &QMKVD_COLOUR::range,
+                                                   &QMKVD_COLOUR::transfer_characteristics,
+                                                   &QMKVD_COLOUR::primaries,
+                                                   &QMKVD_COLOUR::max_cll,
+                                                   &QMKVD_COLOUR::max_fall};
   for (auto member : kValues) colour->*member = QMKVD_COLOUR_ABSENT;
   return WalkResult(qmkvd_walk_children(ctx, mfal, fp, colour->data_pos,
                                         static_cast<uint64_t>(colour->size), &kColour, colour,

@@ -14,12 +14,10 @@ const QMKVD_CHILD_RULE kEbmlHeaderRules[] = {
     QMKVD_RULE_UINT(MKV_ID_EBML_VERSION, QMKVD_CTX, ebml_version, QMKVD_UINT_MAX),
     QMKVD_RULE_UINT(MKV_ID_EBML_READ_VERSION, QMKVD_CTX, ebml_read_version, QMKVD_UINT_MAX),
     QMKVD_RULE_UINT(MKV_ID_EBML_MAX_ID_LENGTH, QMKVD_CTX, ebml_max_id_length, QMKVD_UINT_MAX),
-    QMKVD_RULE_UINT(MKV_ID_EBML_MAX_SIZE_LENGTH, QMKVD_CTX, ebml_max_size_length,
-                    QMKVD_UINT_MAX),
+    QMKVD_RULE_UINT(MKV_ID_EBML_MAX_SIZE_LENGTH, QMKVD_CTX, ebml_max_size_length, QMKVD_UINT_MAX),
     QMKVD_RULE_TEXT(MKV_ID_DOCTYPE, QMKVD_CTX, doctype),
     QMKVD_RULE_UINT(MKV_ID_DOCTYPE_VERSION, QMKVD_CTX, doctype_version, QMKVD_UINT_MAX),
-    QMKVD_RULE_UINT(MKV_ID_DOCTYPE_READ_VERSION, QMKVD_CTX, doctype_read_version,
-                    QMKVD_UINT_MAX),
+    QMKVD_RULE_UINT(MKV_ID_DOCTYPE_READ_VERSION, QMKVD_CTX, doctype_read_version, QMKVD_UINT_MAX),
 };
 const QMKVD_MASTER kEbmlHeader = QMKVD_MASTER_OF(kEbmlHeaderRules, /*skip_empty=*/true,
                                                  /*cap_size=*/true, QMKVD_OVERRUN_FOLLOW);
@@ -126,8 +124,7 @@ int DispatchLevel1(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, const QM
       SetPos(&ctx->tags.pos, el);
       if (parse_tags(ctx, mfal, fp, &ctx->tags) != 0) return -1;
       break;
-    default:
-      break;
+    default: break;
   }
   return (found->cluster && HaveHeaderEssentials(found)) ? QMKVD_WALK_STOP : 0;
 }

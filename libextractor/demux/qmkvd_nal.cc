@@ -43,7 +43,9 @@ bool ReadLengthField(const Rewrite& r, bool first, uint32_t* length) {
   return true;
 }
 
-bool Checked(const Rewrite& r) { return r.out != nullptr || r.capacity >= 1; }
+bool Checked(const Rewrite& r) {
+  return r.out != nullptr || r.capacity >= 1;
+}
 
 Outcome RewriteUnits(const Rewrite& r, int64_t remaining, int64_t* written) {
   uint8_t* cursor = r.out;

@@ -53,7 +53,9 @@ int64_t StrippedPerFrame(const QMKVDS_CTX* s) {
   return (s->compression_algo == kHeaderStripping && s->stripped_bytes) ? s->stripped_count : 0;
 }
 
-bool ResizesNals(const QMKVDS_CTX* s) { return s->nal_length_size != 0 && s->nal_length_size != 4; }
+bool ResizesNals(const QMKVDS_CTX* s) {
+  return s->nal_length_size != 0 && s->nal_length_size != 4;
+}
 
 int32_t RewriteNals(QMKVDS_CTX* s, uint8_t* out, int64_t frame_size, int64_t capacity,
                     uint32_t* written) {
@@ -124,7 +126,8 @@ int32_t InspectKeyFrame(QMKVDS_CTX* s, const Request& r, bool* key) {
     bytes = scratch;
   }
   if (status == QMKVD_OK && written > 0) {
-    *key = qcmn_is_vkeyfrm(qcmn_fcc2mt_vid(s->codec_tag), bytes, static_cast<int32_t>(written)) != 0;
+    *key =
+        qcmn_is_vkeyfrm(qcmn_fcc2mt_vid(s->codec_tag), bytes, static_cast<int32_t>(written)) != 0;
   }
   free(scratch);
   s->mfal->setpos(s->fp, &start);
@@ -207,7 +210,9 @@ bool BlockHasFrames(const QMKVDS_CTX* s) {
   return s->pending_size != 0 || (s->lace_count >= 1 && s->lace_cursor >= 0);
 }
 
-int32_t CurrentLace(const QMKVDS_CTX* s) { return s->lace_count - s->lace_cursor; }
+int32_t CurrentLace(const QMKVDS_CTX* s) {
+  return s->lace_count - s->lace_cursor;
+}
 
 void SetLaceTimes(const QMKVDS_CTX* s, const Request& r) {
   int64_t time = s->block_time;
@@ -272,7 +277,9 @@ int32_t AnnounceLace(QMKVDS_CTX* s, const Request& r) {
   return QMKVD_OK;
 }
 
-bool ValidStream(const QMKVDS_CTX* s) { return s && s->check == QMKVDS_CHECK; }
+bool ValidStream(const QMKVDS_CTX* s) {
+  return s && s->check == QMKVDS_CHECK;
+}
 
 }  // namespace
 

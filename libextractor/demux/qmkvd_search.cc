@@ -31,7 +31,9 @@ int64_t TicksToTime(uint64_t ticks, uint32_t timecode_scale) {
   return static_cast<int64_t>(ticks * timecode_scale) / 100;
 }
 
-int32_t Count(uint32_t count) { return count > INT32_MAX ? INT32_MAX : static_cast<int32_t>(count); }
+int32_t Count(uint32_t count) {
+  return count > INT32_MAX ? INT32_MAX : static_cast<int32_t>(count);
+}
 
 }  // namespace
 

@@ -44,8 +44,7 @@ const QMKVD_CHILD_RULE kSeekHeadRules[] = {
     QMKVD_RULE_HANDLER(MKV_ID_SEEK, FollowSeek),
 };
 const QMKVD_MASTER kSeekHead =
-    QMKVD_MASTER_OF(kSeekHeadRules, /*skip_empty=*/false, /*cap_size=*/false,
-                    QMKVD_OVERRUN_FOLLOW);
+    QMKVD_MASTER_OF(kSeekHeadRules, /*skip_empty=*/false, /*cap_size=*/false, QMKVD_OVERRUN_FOLLOW);
 
 // Element position already known for a level-1 element, for a Seek with position 0.
 bool KnownElementPos(const QMKVD_CTX* ctx, uint64_t id, int64_t* pos) {
@@ -67,8 +66,8 @@ void StorePos(QMKVD_ELEMENT_POS* pos, int64_t data_pos, uint64_t size) {
 }
 
 // Parses the level-1 element found at a Seek's target, unless that kind is already known.
-int ParseTarget(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, uint32_t id,
-                int64_t elem_pos, int64_t data_pos, uint64_t size) {
+int ParseTarget(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, uint32_t id, int64_t elem_pos,
+                int64_t data_pos, uint64_t size) {
   QMKVD_FOUND* found = &ctx->found;
   switch (id) {
     case MKV_ID_INFO:
@@ -120,8 +119,7 @@ int ParseTarget(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, uint32_t id
       if (parse_attachments(ctx, mfal, fp, &ctx->attachments) != 0) return -1;
       found->attachments = 1;
       return 0;
-    default:
-      return 0;
+    default: return 0;
   }
 }
 
@@ -129,8 +127,8 @@ int ParseTarget(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, uint32_t id
 
 int parse_seekhead(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp,
                    QMKVD_ELEMENT_POS* seekhead) {
-  return qmkvd_walk_children(ctx, mfal, fp, seekhead->data_pos, seekhead->size, &kSeekHead,
-                             nullptr, nullptr) == 0
+  return qmkvd_walk_children(ctx, mfal, fp, seekhead->data_pos, seekhead->size, &kSeekHead, nullptr,
+                             nullptr) == 0
              ? 0
              : -1;
 }
@@ -138,8 +136,8 @@ int parse_seekhead(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp,
 int parse_seekhead_seek(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, int64_t data_pos,
                         int64_t size) {
   SeekEntry entry = {0, 0};
-  int walked = qmkvd_walk_children(ctx, mfal, fp, data_pos, size < 0 ? 0 : size, &kSeek,
-                                   &entry, nullptr);
+  int walked =
+      qmkvd_walk_children(ctx, mfal, fp, data_pos, size < 0 ? 0 : size, &kSeek, &entry, nullptr);
   if (walked < 0) return -1;
   if (walked == QMKVD_WALK_STOP) return 0;
 

@@ -14,10 +14,11 @@ namespace {
 const QMKVD_MASTER kStepOver = {nullptr, 0, /*skip_empty=*/false, /*cap_size=*/false,
                                 QMKVD_OVERRUN_FOLLOW};
 
-int WalkResult(int walked) { return walked < 0 ? -1 : 0; }
+int WalkResult(int walked) {
+  return walked < 0 ? -1 : 0;
+}
 
-int StepOver(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, int64_t data_pos,
-             uint64_t size) {
+int StepOver(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, int64_t data_pos, uint64_t size) {
   return WalkResult(
       qmkvd_walk_children(ctx, mfal, fp, data_pos, size, &kStepOver, nullptr, nullptr));
 }
@@ -79,16 +80,15 @@ int ReadSimpleTag(QMKVD_WALK* walk, const QMKVD_CHILD* child, void* record) {
 int ReadTargets(QMKVD_WALK* walk, const QMKVD_CHILD* child, void*) {
   QMKVD_ELEMENT_POS targets = {child->elem_pos, child->data_pos,
                                static_cast<uint32_t>(child->size)};
-  return parse_tag_targets(walk->ctx, walk->mfal, walk->fp, &targets) == 0 ? QMKVD_WALK_NEXT
-                                                                            : -1;
+  return parse_tag_targets(walk->ctx, walk->mfal, walk->fp, &targets) == 0 ? QMKVD_WALK_NEXT : -1;
 }
 
 const QMKVD_CHILD_RULE kTagRules[] = {
     QMKVD_RULE_HANDLER(MKV_ID_SIMPLE_TAG, ReadSimpleTag),
     QMKVD_RULE_HANDLER(MKV_ID_TARGETS, ReadTargets),
 };
-const QMKVD_MASTER kTag = QMKVD_MASTER_OF(kTagRules, /*skip_empty=*/false, /*cap_size=*/false,
-                                          QMKVD_OVERRUN_FOLLOW);
+const QMKVD_MASTER kTag =
+    QMKVD_MASTER_OF(kTagRules, /*skip_empty=*/false, /*cap_size=*/false, QMKVD_OVERRUN_FOLLOW);
 
 int ReadTag(QMKVD_WALK* walk, const QMKVD_CHILD* child, void* record) {
   QMKVD_TAGS* tags = static_cast<QMKVD_TAGS*>(record);
@@ -100,8 +100,8 @@ int ReadTag(QMKVD_WALK* walk, const QMKVD_CHILD* child, void* record) {
 const QMKVD_CHILD_RULE kTagsRules[] = {
     QMKVD_RULE_HANDLER(MKV_ID_TAG, ReadTag),
 };
-const QMKVD_MASTER kTags = QMKVD_MASTER_OF(kTagsRules, /*skip_empty=*/false, /*cap_size=*/false,
-                                           QMKVD_OVERRUN_FOLLOW);
+const QMKVD_MASTER kTags =
+    QMKVD_MASTER_OF(kTagsRules, /*skip_empty=*/false, /*cap_size=*/false, QMKVD_OVERRUN_FOLLOW);
 
 }  // namespace
 
@@ -111,14 +111,14 @@ int parse_tags(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, QMKVD_TAGS* 
 }
 
 int parse_tag(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, QMKVD_TAGS* tags) {
-  return WalkResult(qmkvd_walk_children(ctx, mfal, fp, tags->tag_data_pos, tags->tag_size, &kTag,
-                                        tags, nullptr));
+  return WalkResult(
+      qmkvd_walk_children(ctx, mfal, fp, tags->tag_data_pos, tags->tag_size, &kTag, tags, nullptr));
 }
 
 int parse_tag_simpletag(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp,
                         QMKVD_SIMPLE_TAG* tag) {
-  return WalkResult(qmkvd_walk_children(ctx, mfal, fp, tag->data_pos, tag->size, &kSimpleTag, tag,
-                                        nullptr));
+  return WalkResult(
+      qmkvd_walk_children(ctx, mfal, fp, tag->data_pos, tag->size, &kSimpleTag, tag, nullptr));
 }
 
 int parse_tag_targets(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp,

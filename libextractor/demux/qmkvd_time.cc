@@ -7,7 +7,8 @@
 int64_t get_time_pts(QMKVDS_CTX* s, uint64_t cluster_timecode, int16_t relative_timecode) {
   if (!s || s->check != QMKVDS_CHECK) return QMKVD_ERR_HANDLE;
   if (!s->open) return QMKVD_ERR_NOT_FOUND;
-  uint64_t ticks = cluster_timecode + static_cast<uint64_t>(static_cast<int64_t>(relative_timecode));
+  uint64_t ticks =
+      cluster_timecode + static_cast<uint64_t>(static_cast<int64_t>(relative_timecode));
   return static_cast<int64_t>(ticks * s->timecode_scale / 100u);
 }
 

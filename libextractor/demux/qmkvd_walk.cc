@@ -41,11 +41,9 @@ int ApplyRule(QMKVD_WALK* walk, const QMKVD_CHILD_RULE* rule, const QMKVD_CHILD*
     case QMKVD_FIELD_BYTES:
       if (child->size > rule->limit || rule->limit > rule->width) return -1;
       return qmkvd_walk_read_bytes(walk, field, child->size) == 0 ? QMKVD_WALK_NEXT : -1;
-    case QMKVD_FIELD_HANDLER:
-      return rule->handler(walk, child, record);
+    case QMKVD_FIELD_HANDLER: return rule->handler(walk, child, record);
     case QMKVD_FIELD_SKIP:
-    default:
-      return QMKVD_WALK_NEXT;
+    default: return QMKVD_WALK_NEXT;
   }
 }
 

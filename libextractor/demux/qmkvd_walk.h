@@ -65,14 +65,20 @@ struct QMKVD_MASTER {
 
 #define QMKVD_RULE_UINT(id, rec, field, limit) \
   { id, QMKVD_FIELD_UINT, limit, sizeof(((rec*)0)->field), offsetof(rec, field), nullptr }
-#define QMKVD_RULE_TEXT(id, rec, field) \
-  { id, QMKVD_FIELD_TEXT, sizeof(((rec*)0)->field) - 1, sizeof(((rec*)0)->field), \
-    offsetof(rec, field), nullptr }
-#define QMKVD_RULE_BYTES(id, rec, field) \
-  { id, QMKVD_FIELD_BYTES, sizeof(((rec*)0)->field), sizeof(((rec*)0)->field), \
-    offsetof(rec, field), nullptr }
-#define QMKVD_RULE_HANDLER(id, fn) { id, QMKVD_FIELD_HANDLER, 0, 0, 0, fn }
-#define QMKVD_RULE_SKIP(id) { id, QMKVD_FIELD_SKIP, 0, 0, 0, nullptr }
+#define QMKVD_RULE_TEXT(id, rec, field)                                           \
+  {                                                                               \
+    id, QMKVD_FIELD_TEXT, sizeof(((rec*)0)->field) - 1, sizeof(((rec*)0)->field), \
+        offsetof(rec, field), nullptr                                             \
+  }
+#define QMKVD_RULE_BYTES(id, rec, field)                                       \
+  {                                                                            \
+    id, QMKVD_FIELD_BYTES, sizeof(((rec*)0)->field), sizeof(((rec*)0)->field), \
+        offsetof(rec, field), nullptr                                          \
+  }
+#define QMKVD_RULE_HANDLER(id, fn) \
+  { id, QMKVD_FIELD_HANDLER, 0, 0, 0, fn }
+#define QMKVD_RULE_SKIP(id) \
+  { id, QMKVD_FIELD_SKIP, 0, 0, 0, nullptr }
 #define QMKVD_MASTER_OF(rules, skip_empty, cap_size, overrun) \
   { rules, sizeof(rules) / sizeof(rules[0]), skip_empty, cap_size, overrun }
 

@@ -18,7 +18,7 @@
 #include "mfal/qcmn_mfal.h"
 
 #define QCMN_MFAL_PATH "libextractor/mfal/qcmn_mfal_android_q"
-#define QCMN_MFAL_ASSERT_FAILED(line, what) \
+#define QCMN_MFAL_ASSERT_FAILED(line, what)                                          \
   qcmn_log(QCMN_LOG_ERROR, QCMN_TAG_FRONTEND, "[%s:%d] assert failed! (" what ")\n", \
            QCMN_MFAL_PATH, line)
 
