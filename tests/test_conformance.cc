@@ -96,40 +96,32 @@ const std::map<std::string, std::string>& MimeOf() {
 
 struct Case {
   const char* file;  // under tests/data
-  bool csv;          // conformance reference (ref/NAME.packets.csv) or the older form
 };
 
 const Case kCases[] = {
-    {"conformance/h264_aac_mkvmerge.mkv", true},
-    {"conformance/h264_nolacing_mkvmerge.mkv", true},
-    {"conformance/h264_ffmpeg.mkv", true},
-    {"conformance/h264_pipe_ffmpeg.mkv", true},
-    {"conformance/hevc_hdr_mkvmerge.mkv", true},
-    {"conformance/vp8_vorbis_ffmpeg.mkv", true},
-    {"conformance/vp9_flac_mkvmerge.mkv", true},
-    {"conformance/av1_opus_mkvmerge.mkv", true},
-    {"conformance/mpeg4_mp2_mkvmerge.mkv", true},
-    {"conformance/mpeg2_ac3_ffmpeg.mkv", true},
-    {"conformance/h263_pcm_ffmpeg.mkv", true},
-    {"conformance/mjpeg_mp3_ffmpeg.mkv", true},
-    {"conformance/pcm_ffmpeg.mka", true},
-    {"conformance/pcm_mkvmerge.mka", true},
-    {"corpus/hdrstrip.mkv", false},
-    {"corpus/nal2.mkv", false},
-    {"corpus/avc_ffmpeg.mkv", false},
-    {"corpus/hevc_mkvmerge.mkv", false},
-    {"corpus/fixed_lacing.mkv", false},
-    {"corpus/blockgroups.mkv", false},
-    {"corpus/vp9_remux.mkv", false},
-    {"sample.mkv", false},
+    {"conformance/h264_aac_mkvmerge.mkv"},
+    {"conformance/h264_nolacing_mkvmerge.mkv"},
+    {"conformance/h264_ffmpeg.mkv"},
+    {"conformance/h264_pipe_ffmpeg.mkv"},
+    {"conformance/hevc_hdr_mkvmerge.mkv"},
+    {"conformance/vp8_vorbis_ffmpeg.mkv"},
+    {"conformance/vp9_flac_mkvmerge.mkv"},
+    {"conformance/av1_opus_mkvmerge.mkv"},
+    {"conformance/mpeg4_mp2_mkvmerge.mkv"},
+    {"conformance/mpeg2_ac3_ffmpeg.mkv"},
+    {"conformance/h263_pcm_ffmpeg.mkv"},
+    {"conformance/mjpeg_mp3_ffmpeg.mkv"},
+    {"conformance/pcm_ffmpeg.mka"},
+    {"conformance/pcm_mkvmerge.mka"},
+    {"corpus/hdrstrip.mkv"},
+    {"corpus/nal2.mkv"},
+    {"corpus/avc_ffmpeg.mkv"},
+    {"corpus/hevc_mkvmerge.mkv"},
+    {"corpus/fixed_lacing.mkv"},
+    {"corpus/blockgroups.mkv"},
+    {"corpus/vp9_remux.mkv"},
+    {"sample.mkv"},
 };
-
-std::string LoadRef(const Case& c, FfprobeRef* ref) {
-  if (!c.csv) return LoadFfprobeRef(RefBase(c.file), ref);
-  std::string name = c.file;
-  const size_t slash = name.rfind('/');
-  return LoadFfprobeCsvRef(DataPath(name.substr(0, slash) + "/ref" + name.substr(slash)), ref);
-}
 
 // ------------------------------------------------------------------------------------------
 // Bytes.
@@ -234,15 +226,6 @@ std::string Describe(const RefPacket& r) {
   return "ffprobe line " + std::to_string(r.line) + " (pts " +
          (r.has_pts ? std::to_string(r.pts) : "N/A") + ", " + std::to_string(r.size) +
          " bytes, pos " + std::to_string(r.pos) + (r.key ? ", key" : "") + ")";
-}
-
-// A reference time in microseconds, rounded down (the extractor's times are whole ticks of the
-// Segment's scale, truncated to microseconds).
-int64_t RefMicros(int64_t pts, const RefStream& s) {
-  int64_t t100 = 0;
-  bool exact = false;
-  if (!PtsTo100ns(pts, s.time_base_num, s.time_base_den, &t100, &exact)) return INT64_MIN;
-  return t100 >= 0 ? t100 / 10 : -((-t100 + 9) / 10);
 }
 
 // ffprobe's pts of an Opus track is the block time less the CodecDelay (csd-1, in ns), rounded
@@ -402,7 +385,7 @@ class TrackCheck {
 
     if (!first.has_pts) return where + ": ffprobe has no pts";
     if (starts_block) {
-      const int64_t want = RefMicros(first.pts + delay_, *t_.ref_stream);  // kRuleCodecDelay
+      const int64_t want = PtsToMicros(first.pts + delay_, *t_.ref_stream);  // kRuleCodecDelay
       block_time_ = p.time_us;
       if (p.time_us != want) {
         return where + ": time " + std::to_string(p.time_us) + " us, expected " +
@@ -431,7 +414,7 @@ class Conformance : public ::testing::TestWithParam<Case> {
   void SetUp() override {
     file_ = ReadDataFile(GetParam().file);
     ASSERT_GT(file_.size(), 1000u) << GetParam().file;
-    ASSERT_EQ(LoadRef(GetParam(), &ref_), "");
+    ASSERT_EQ(LoadRefOf(GetParam().file, &ref_), "");
     plugin_ = std::make_unique<Plugin>(file_);
     ASSERT_TRUE(plugin_->Open()) << GetParam().file;
     for (const RefStream& s : ref_.streams) {
@@ -529,7 +512,7 @@ TEST_P(Conformance, PacketsMatchFfprobeReadInTurn) {
 // to open.
 TEST(ConformanceRules, ZlibCompressedTracksAreDropped) {
   FfprobeRef ref;
-  ASSERT_EQ(LoadRef({"conformance/zlib_mkvmerge.mkv", true}, &ref), "");
+  ASSERT_EQ(LoadRefOf("conformance/zlib_mkvmerge.mkv", &ref), "");
   ASSERT_EQ(ref.streams.size(), 2u);
   EXPECT_FALSE(ref.PacketsOf(0).empty());  // ffprobe reads the MP3 track
   LogCapture log;
@@ -544,19 +527,14 @@ TEST(ConformanceRules, ZlibCompressedTracksAreDropped) {
 // ffprobe reads the WebM file; the extractor leaves it to the framework's WebM extractor.
 TEST(ConformanceRules, WebmIsNotClaimed) {
   FfprobeRef ref;
-  ASSERT_EQ(LoadRef({"conformance/vp9_opus.webm", true}, &ref), "");
+  ASSERT_EQ(LoadRefOf("conformance/vp9_opus.webm", &ref), "");
   EXPECT_FALSE(ref.packets.empty());
   float confidence = 0;
   EXPECT_EQ(Plugin(ReadDataFile("conformance/vp9_opus.webm")).Sniff(&confidence), nullptr);
 }
 
 std::string CaseName(const ::testing::TestParamInfo<Case>& info) {
-  std::string name = info.param.file;
-  name = name.substr(name.rfind('/') == std::string::npos ? 0 : name.rfind('/') + 1);
-  for (char& ch : name) {
-    if (!isalnum(static_cast<unsigned char>(ch))) ch = '_';
-  }
-  return name;
+  return FileTestName(info.param.file, true);
 }
 
 INSTANTIATE_TEST_SUITE_P(Files, Conformance, ::testing::ValuesIn(kCases), CaseName);

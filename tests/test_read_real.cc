@@ -338,13 +338,7 @@ TEST_P(ReadReal, AllTracksOpenTogetherReadInTurn) {
 }
 
 std::string TestName(const ::testing::TestParamInfo<const char*>& info) {
-  std::string name = info.param;
-  name = name.substr(name.rfind('/') == std::string::npos ? 0 : name.rfind('/') + 1);
-  name = name.substr(0, name.rfind('.'));
-  for (char& ch : name) {
-    if (!isalnum(static_cast<unsigned char>(ch))) ch = '_';
-  }
-  return name;
+  return FileTestName(info.param, false);
 }
 
 INSTANTIATE_TEST_SUITE_P(Files, ReadReal, ::testing::ValuesIn(kFiles), TestName);

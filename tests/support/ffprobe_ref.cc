@@ -273,4 +273,11 @@ bool PtsTo100ns(int64_t pts, int64_t num, int64_t den, int64_t* floor, bool* exa
   return true;
 }
 
+int64_t PtsToMicros(int64_t pts, const RefStream& s) {
+  int64_t t100 = 0;
+  bool exact = false;
+  if (!PtsTo100ns(pts, s.time_base_num, s.time_base_den, &t100, &exact)) return INT64_MIN;
+  return t100 >= 0 ? t100 / 10 : -((-t100 + 9) / 10);
+}
+
 }  // namespace mkvtest

@@ -57,4 +57,7 @@ std::string LoadFfprobeCsvRef(const std::string& base, FfprobeRef* out);
 // whether no rounding was needed. False when the product would overflow.
 bool PtsTo100ns(int64_t pts, int64_t num, int64_t den, int64_t* floor, bool* exact);
 
+// The same in microseconds, rounded down; INT64_MIN when it cannot be computed.
+int64_t PtsToMicros(int64_t pts, const RefStream& stream);
+
 }  // namespace mkvtest

@@ -1,5 +1,8 @@
 #include "real_file.h"
 
+#include "ffprobe_ref.h"
+
+#include <ctype.h>
 #include <string.h>
 
 #include <fstream>
@@ -16,12 +19,27 @@ std::vector<uint8_t> ReadDataFile(const std::string& name) {
   return std::vector<uint8_t>(std::istreambuf_iterator<char>(in), {});
 }
 
+std::string FileTestName(const std::string& name, bool keep_suffix) {
+  std::string base = name.substr(name.rfind('/') == std::string::npos ? 0 : name.rfind('/') + 1);
+  if (!keep_suffix) base = base.substr(0, base.rfind('.'));
+  for (char& ch : base) {
+    if (!isalnum(static_cast<unsigned char>(ch))) ch = '_';
+  }
+  return base;
+}
+
 std::string RefBase(const std::string& name) {
   const size_t slash = name.rfind('/');
   const std::string dir = slash == std::string::npos ? "" : name.substr(0, slash + 1);
   std::string stem = name.substr(slash == std::string::npos ? 0 : slash + 1);
   stem = stem.substr(0, stem.rfind('.'));
   return DataPath(dir + "ref/" + stem);
+}
+
+std::string LoadRefOf(const std::string& name, FfprobeRef* ref) {
+  if (name.compare(0, 12, "conformance/") != 0) return LoadFfprobeRef(RefBase(name), ref);
+  const size_t slash = name.rfind('/');
+  return LoadFfprobeCsvRef(DataPath(name.substr(0, slash) + "/ref" + name.substr(slash)), ref);
 }
 
 std::string ToLengthPrefixed(const std::vector<uint8_t>& in, int field, std::vector<uint8_t>* out) {

@@ -12,9 +12,18 @@ namespace mkvtest {
 std::string DataPath(const std::string& name);
 std::vector<uint8_t> ReadDataFile(const std::string& name);
 
+// A test-name part made of a file's name: "corpus/x-y.mkv" -> "x_y_mkv" (keep_suffix) or
+// "x_y".
+std::string FileTestName(const std::string& name, bool keep_suffix);
+
 // Where a file's ffprobe references are: "corpus/x.mkv" -> ".../corpus/ref/x" (the reference
 // files add their own suffixes).
 std::string RefBase(const std::string& name);
+
+// Loads a file's ffprobe references: ref/NAME.mkv.packets.csv for the conformance corpus,
+// ref/NAME.packets.txt for the others. Returns "" or what is wrong.
+struct FfprobeRef;
+std::string LoadRefOf(const std::string& name, FfprobeRef* ref);
 
 // AVC and HEVC frames come out with every NAL length field replaced by the start code
 // 00 00 00 01; ffprobe hashes the stored, length-prefixed form. This turns the output back:
