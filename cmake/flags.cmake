@@ -19,6 +19,16 @@ if(QMKV_SANITIZE)
   add_link_options(-fsanitize=address,undefined -fno-sanitize-recover=all)
 endif()
 
+# ThreadSanitizer, for the tests that read and seek the tracks of one file from several threads
+# at once. It cannot share a build with AddressSanitizer.
+if(QMKV_TSAN)
+  if(QMKV_SANITIZE)
+    message(FATAL_ERROR "QMKV_TSAN and QMKV_SANITIZE cannot be combined")
+  endif()
+  add_compile_options(-fsanitize=thread -fno-omit-frame-pointer -g)
+  add_link_options(-fsanitize=thread)
+endif()
+
 function(qmkv_apply_flags target)
   target_compile_options(${target} PRIVATE ${QMKV_WARNINGS})
 endfunction()

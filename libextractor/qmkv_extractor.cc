@@ -85,7 +85,9 @@ QMKVDSF::QMKVDSF()
       mLastStream(),
       mLastTrack(),
       mSourceCount(),
-      mStartOffsetNs(0) {}
+      mStartOffsetNs(0) {
+  pthread_mutex_init(&mSharedLock, nullptr);
+}
 
 QMKVDSF::~QMKVDSF() {
   if (mDemuxer) {
@@ -101,6 +103,7 @@ QMKVDSF::~QMKVDSF() {
   }
   qcmn_mfal_deinit(&mMfal);
   delete mSource;
+  pthread_mutex_destroy(&mSharedLock);
 }
 
 // --- The extractor ------------------------------------------------------------------------------

@@ -61,6 +61,25 @@ class QMKVDSF : public RefBase {
   int32_t mLastTrack[3];
   int32_t mSourceCount[3];
   int64_t mStartOffsetNs;  // subtracted from seek times
+  // The framework reads the tracks of one file from different threads. Each source has its own
+  // stream handle, but a seek also updates what the demuxer shares between streams (whether
+  // the cues are usable, the cue table itself, the Segment base, the last cue used), and
+  // sources are made into the holder's handle bookkeeping: those run under this lock.
+  pthread_mutex_t mSharedLock;
+};
+
+// Holds a holder's shared lock for a scope.
+class SharedStateLock {
+ public:
+  explicit SharedStateLock(QMKVDSF* holder) : mLock(&holder->mSharedLock) {
+    pthread_mutex_lock(mLock);
+  }
+  ~SharedStateLock() { pthread_mutex_unlock(mLock); }
+  SharedStateLock(const SharedStateLock&) = delete;
+  SharedStateLock& operator=(const SharedStateLock&) = delete;
+
+ private:
+  pthread_mutex_t* mLock;
 };
 
 class QMKVExtractor : public MediaExtractorPluginHelper {
@@ -135,6 +154,8 @@ class QMKVSource : public MediaTrackHelper {
   media_status_t read(MediaBufferHelper** buffer, const ReadOptions* options) override;
 
  private:
+  // Opens the track's stream handle and records it in the holder; false when it cannot.
+  bool openStream(QMKVDSF* holder, int32_t index, int32_t ordinal);
   media_status_t seekLocked(const ReadOptions* options);
   // Turns a PCM block into what the format promises; returns the new size. A block whose
   // result would not fit the buffer yields -1.
@@ -143,6 +164,8 @@ class QMKVSource : public MediaTrackHelper {
   media_status_t failLocked(media_status_t status);
 
   pthread_mutex_t mLock;
+  // The source's own copy of the track's format: the framework may free the extractor, and the
+  // formats it owns, while the source still reads.
   AMediaFormat* mFormat;
   DataSourceHelper* mDataSource;
   sp<QMKVDSF> mHolder;

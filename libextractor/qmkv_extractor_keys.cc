@@ -262,6 +262,8 @@ void QMKVExtractor::setVideoKeys(AMediaFormat* format, int32_t index, int32_t sl
 
 // The average distance between key frames, from the cues' key-frame index.
 void QMKVExtractor::setIFrameInterval(AMediaFormat* format, int32_t index) {
+  // The index comes from the cues, which a source's seek may be judging at the same time.
+  SharedStateLock shared(mHolder.get());
   uint32_t bytes = 0, entries = 0;
   if (qmkvd_get_idx_table(mHolder->mDemuxer, index, nullptr, 0, &bytes, &entries) != 0) return;
   if (entries == 0 || bytes == 0 || bytes > INT32_MAX) return;

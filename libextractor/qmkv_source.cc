@@ -75,7 +75,7 @@ uint32_t DepthIndex(uint32_t bits) {
 
 QMKVSource::QMKVSource(AMediaFormat* format, DataSourceHelper* source, sp<QMKVDSF> holder,
                        int32_t index)
-    : mFormat(format),
+    : mFormat(AMediaFormat_new()),
       mDataSource(source),
       mHolder(holder),
       mBuffer(nullptr),
@@ -86,6 +86,7 @@ QMKVSource::QMKVSource(AMediaFormat* format, DataSourceHelper* source, sp<QMKVDS
       mLastTimeUs(0),
       mStarted(false) {
   pthread_mutex_init(&mLock, nullptr);
+  if (mFormat && format) AMediaFormat_copy(mFormat, format);
   QMKVDSF* h = mHolder.get();
   const uint32_t count =
       h->mInfo.stream_count < QMKVD_MAX_TRACKS ? h->mInfo.stream_count : QMKVD_MAX_TRACKS;
@@ -101,7 +102,12 @@ QMKVSource::QMKVSource(AMediaFormat* format, DataSourceHelper* source, sp<QMKVDS
     return;
   }
   mStreamType = type;
+  if (!openStream(h, index, ordinal)) mHolder.clear();  // outside the holder's lock
+}
+
+bool QMKVSource::openStream(QMKVDSF* h, int32_t index, int32_t ordinal) {
   const int32_t kind = KindSlot(mStreamType);
+  SharedStateLock shared(h);
   int32_t err = 0;
   QMKVDS_CTX* handle = qmkvds_open(h->mDemuxer, index, &err);
   // The holder keeps at most one handle per slot; past that a source still owns and closes its
@@ -111,8 +117,7 @@ QMKVSource::QMKVSource(AMediaFormat* format, DataSourceHelper* source, sp<QMKVDS
   mStreamHandle = handle;
   if (!handle) {
     h->mLastStream[kind] = nullptr;
-    mHolder.clear();
-    return;
+    return false;
   }
   h->mLastTrack[kind] = index;
   if (mStreamType == QMKV_TYPE_VIDEO) {
@@ -124,6 +129,7 @@ QMKVSource::QMKVSource(AMediaFormat* format, DataSourceHelper* source, sp<QMKVDS
   }
   if (h->mStreamCount < kMaxStreams) ++h->mStreamCount;
   ++h->mSourceCount[kind];
+  return true;
 }
 
 QMKVSource::~QMKVSource() {
@@ -133,6 +139,7 @@ QMKVSource::~QMKVSource() {
     mStreamHandle = nullptr;
   }
   mHolder.clear();
+  if (mFormat) AMediaFormat_delete(mFormat);
   pthread_mutex_destroy(&mLock);
 }
 
@@ -187,7 +194,7 @@ media_status_t QMKVSource::seekLocked(const ReadOptions* options) {
   if (!options || !options->getSeekTo(&time_us, &mode)) return AMEDIA_OK;
   QMKV_CHECK(static_cast<uint32_t>(mode) < 4, 1441, "!\"Should not be here.\"",
              "!\"Should not be here.\"");
-  const QMKVDSF* h = mHolder.get();
+  QMKVDSF* h = mHolder.get();
   if (!h->seekable() && time_us != 0) return AMEDIA_OK;
   // Microseconds far beyond any file would overflow the nanoseconds: they are past the end.
   int64_t target = 0;
@@ -199,6 +206,7 @@ media_status_t QMKVSource::seekLocked(const ReadOptions* options) {
   if (target < 1) target = 0;
   if (target > h->mInfo.duration) return AMEDIA_ERROR_END_OF_STREAM;
   int64_t landed = 0;
+  SharedStateLock shared(h);
   if (qmkvds_seek(mStreamHandle, &target, &landed, kSeekModes[mode]) != 0) {
     return AMEDIA_ERROR_END_OF_STREAM;
   }

@@ -12,6 +12,7 @@
 #include "mkv_shapes.h"
 #include "plugin_harness.h"
 #include "plugin_peer.h"
+#include "real_file.h"
 
 namespace mkvtest {
 namespace {
@@ -423,6 +424,23 @@ TEST(PluginSource, SourcesOutliveTheirExtractor) {
   std::vector<Packet> rest;
   EXPECT_EQ(track->ReadAll(&rest), AMEDIA_ERROR_END_OF_STREAM);
   track.reset();
+}
+
+// An audio source after its extractor is gone still knows its format: it converts PCM by it
+// (8-bit samples come out as 16-bit) and hands it out.
+TEST(PluginSource, AnAudioSourceKeepsItsFormatAfterTheExtractorGoes) {
+  auto plugin = std::make_unique<Plugin>(ReadDataFile("conformance/pcm_ffmpeg.mka"));
+  ASSERT_TRUE(plugin->Open());
+  std::unique_ptr<PluginTrack> track = plugin->Track(0);  // u8
+  ASSERT_EQ(track->Start(), AMEDIA_OK);
+  plugin->Close();
+  Packet p;
+  ASSERT_EQ(track->Read(&p), AMEDIA_OK);
+  EXPECT_EQ(p.bytes.size(), 2048u);  // 1024 stored samples
+  Format format;
+  ASSERT_EQ(track->GetFormat(&format), AMEDIA_OK);
+  EXPECT_EQ(format.String(AMEDIAFORMAT_KEY_MIME), "audio/raw");
+  EXPECT_EQ(format.Int32(AMEDIAFORMAT_KEY_BITS_PER_SAMPLE), 8);
 }
 
 // ------------------------------------------------------------------------------------------

@@ -5,6 +5,7 @@
 
 #include <stdint.h>
 
+#include <atomic>
 #include <memory>
 #include <vector>
 
@@ -44,8 +45,9 @@ class MemSource {
   size_t max_read_ = 0;
   uint64_t fail_from_ = UINT64_MAX;
   bool size_unknown_ = false;
-  uint64_t read_calls_ = 0;
-  uint64_t bytes_read_ = 0;
+  // Tracks of one file read from several threads at once.
+  std::atomic<uint64_t> read_calls_{0};
+  std::atomic<uint64_t> bytes_read_{0};
 };
 
 // A memory source with its file access record filled, ready for qmkvd_create.
