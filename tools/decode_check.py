@@ -7,6 +7,10 @@ ffmpeg decodes that stream and, separately, the same track of the original file,
 MD5 per decoded frame (framemd5). The MD5 columns must be equal, frame for frame and in order.
 Timestamps are not compared: a raw stream has none of the container's.
 
+PCM tracks, which the plug-in hands out converted to the sample format its pcm-encoding key
+names, must equal ffmpeg's conversion of the track to that format, sample for sample (a raw
+PCM stream has no frames of its own, so the whole stream is compared).
+
 Tracks of other codecs are listed with the reason they are not compared.
 
 usage: decode_check.py [--probe QMKVPROBE] [--ffmpeg FFMPEG] [--ffprobe FFPROBE]
@@ -55,8 +59,6 @@ NOT_COMPARED = {
     "a container (Ogg, Matroska), not as a raw stream",
     "audio/vorbis": "Vorbis packets carry no framing of their own; ffmpeg reads them only from "
     "a container (Ogg, Matroska), not as a raw stream",
-    "audio/raw": "PCM is not coded, there is nothing to decode; a raw PCM stream is also cut "
-    "into other frames than the container's blocks",
     "application/x-subrip": "subtitles are text, not decoded",
     "text/x-ass": "subtitles are text, not decoded",
     "text/vtt": "subtitles are text, not decoded",
@@ -91,6 +93,24 @@ def frame_md5s(ffmpeg, input_args, stream):
             continue
         hashes.append(line.rsplit(",", 1)[-1].strip())
     return hashes
+
+
+# The plug-in's PCM sample formats (pcm-encoding) -> ffmpeg's raw format and codec, bytes a
+# sample.
+PCM_FORMATS = {
+    2: ("s16le", "pcm_s16le", 2),
+    3: ("u8", "pcm_u8", 1),
+    4: ("f32le", "pcm_f32le", 4),
+}
+
+
+def converted_pcm(ffmpeg, path, stream, pcm_format, pcm_codec):
+    """The stream's samples as ffmpeg converts them to one raw format, or raises RuntimeError."""
+    done = run([ffmpeg, "-nostdin", "-v", "error", "-i", path, "-map", "0:%d" % stream,
+                "-f", pcm_format, "-c:a", pcm_codec, "-"])
+    if done.returncode != 0:
+        raise RuntimeError("ffmpeg failed: " + last_line(done.stderr))
+    return done.stdout
 
 
 def starts_with_info_frame(path):
@@ -160,6 +180,17 @@ class Checker:
         for track in tracks:
             index = track.get("index")
             mime = track.get("format", {}).get("mime", "?")
+            if mime == "audio/raw":
+                k = used.get("pcm", 0)
+                used["pcm"] = k + 1
+                matching = [s["index"] for s in streams
+                            if s.get("codec_name", "").startswith("pcm_")]
+                if k >= len(matching):
+                    self.say(name, index, "pcm", "FAIL",
+                             "ffprobe lists no PCM stream number %d" % (k + 1))
+                else:
+                    self.check_pcm(name, path, index, track["format"], matching[k], workdir)
+                continue
             if mime not in COMPARED:
                 reason = NOT_COMPARED.get(
                     mime, "the plug-in does not take this codec (it publishes %s)" % mime)
@@ -174,6 +205,40 @@ class Checker:
                          "ffprobe lists no %s stream number %d" % (codec, k + 1))
                 continue
             self.check_track(name, path, index, codec, demuxer, matching[k], workdir)
+
+    def check_pcm(self, name, path, index, fmt, stream, workdir):
+        encoding = fmt.get("pcm-encoding", 2)
+        if encoding not in PCM_FORMATS:
+            self.say(name, index, "pcm", "FAIL", "unknown pcm-encoding %s" % encoding)
+            return
+        pcm_format, pcm_codec, width = PCM_FORMATS[encoding]
+        codec = "pcm " + pcm_format
+        out = os.path.join(self.keep or workdir,
+                           "%s.track%d.%s" % (os.path.basename(path), index, pcm_format))
+        extracted = run([self.probe, "--extract", str(index), out, path])
+        if extracted.returncode != 0:
+            self.say(name, index, codec, "FAIL",
+                     "qmkvprobe --extract: status %d: %s" %
+                     (extracted.returncode, last_line(extracted.stderr)))
+            return
+        try:
+            original = converted_pcm(self.ffmpeg, path, stream, pcm_format, pcm_codec)
+        except (RuntimeError, subprocess.TimeoutExpired) as e:
+            self.say(name, index, codec, "FAIL", str(e))
+            return
+        with open(out, "rb") as f:
+            raw = f.read()
+        step = width * max(1, fmt.get("channel-count", 1))
+        differ_at = next((i for i, (a, b) in enumerate(zip(raw, original)) if a != b), None)
+        if differ_at is None and len(raw) != len(original):
+            differ_at = min(len(raw), len(original))
+        if differ_at is None:
+            self.say(name, index, codec, "OK", "%d samples (whole stream)" % (len(raw) // step))
+        else:
+            self.say(name, index, codec, "DIFFER",
+                     "first difference at sample %d (counting from 0); %d samples from the "
+                     "extract, %d from ffmpeg's conversion; ffmpeg stream 0:%d" %
+                     (differ_at // step, len(raw) // step, len(original) // step, stream))
 
     def check_track(self, name, path, index, codec, demuxer, stream, workdir):
         base = "%s.track%d.%s" % (os.path.basename(path), index, demuxer)
