@@ -1,11 +1,15 @@
 #!/usr/bin/env python3
 """Decodes what the plug-in hands out and what ffmpeg reads from the same file, and compares.
 
-For every video track and every AAC, MP3, MP2, AC-3, E-AC-3 and FLAC track of each file the
-plug-in opens, `qmkvprobe --extract` writes the track as a raw stream (Annex-B, IVF, ADTS, ...);
-ffmpeg decodes that stream and, separately, the same track of the original file, each to one
-MD5 per decoded frame (framemd5). The MD5 columns must be equal, frame for frame and in order.
-Timestamps are not compared: a raw stream has none of the container's.
+For every video track and every AAC, MP3, MP2, AC-3, E-AC-3, FLAC, Opus and Vorbis track of
+each file the plug-in opens, `qmkvprobe --extract` writes the track as a raw stream (Annex-B,
+IVF, ADTS, ...); ffmpeg decodes that stream and, separately, the same track of the original
+file, each to one MD5 per decoded frame (framemd5). The MD5 columns must be equal, frame for
+frame and in order. Timestamps are not compared: a raw stream has none of the container's.
+
+Opus and Vorbis have no raw form ffmpeg reads; their extracted payloads are cut back into
+packets by the sizes `qmkvprobe --json` reports and wrapped in Ogg here, behind headers made
+from the track's codec-specific data.
 
 PCM tracks, which the plug-in hands out converted to the sample format its pcm-encoding key
 names, must equal ffmpeg's conversion of the track to that format, sample for sample (a raw
@@ -27,6 +31,7 @@ import glob
 import json
 import os
 import shutil
+import struct
 import subprocess
 import sys
 import tempfile
@@ -51,14 +56,12 @@ COMPARED = {
     "audio/ac3": ("ac3", "ac3", {"ac3"}),
     "audio/eac3": ("eac3", "eac3", {"eac3"}),
     "audio/flac": ("flac", "flac", {"flac"}),
+    "audio/opus": ("opus", "ogg", {"opus"}),  # wrapped in Ogg by this script
+    "audio/vorbis": ("vorbis", "ogg", {"vorbis"}),  # likewise
 }
 
 # Codecs that are published but not compared, and why.
 NOT_COMPARED = {
-    "audio/opus": "Opus packets carry no framing of their own; ffmpeg reads them only from "
-    "a container (Ogg, Matroska), not as a raw stream",
-    "audio/vorbis": "Vorbis packets carry no framing of their own; ffmpeg reads them only from "
-    "a container (Ogg, Matroska), not as a raw stream",
     "application/x-subrip": "subtitles are text, not decoded",
     "text/x-ass": "subtitles are text, not decoded",
     "text/vtt": "subtitles are text, not decoded",
@@ -111,6 +114,99 @@ def converted_pcm(ffmpeg, path, stream, pcm_format, pcm_codec):
     if done.returncode != 0:
         raise RuntimeError("ffmpeg failed: " + last_line(done.stderr))
     return done.stdout
+
+
+def ogg_crc(data):
+    crc = 0
+    for byte in data:
+        crc ^= byte << 24
+        for _ in range(8):
+            crc = ((crc << 1) ^ 0x04C11DB7 if crc & 0x80000000 else crc << 1) & 0xFFFFFFFF
+    return crc
+
+
+class OggWriter:
+    """One logical Ogg stream: each packet starts a page (continued on further pages when it
+    needs more than 255 lacing values)."""
+
+    def __init__(self, out):
+        self.out = out
+        self.sequence = 0
+
+    def packet(self, data, granule, first=False, last=False):
+        lacing = [255] * (len(data) // 255) + [len(data) % 255]
+        at = 0
+        continued = False
+        while True:
+            values, lacing = lacing[:255], lacing[255:]
+            body = data[at:at + sum(values)]
+            at += len(body)
+            flags = (1 if continued else 0) | (2 if first and not continued else 0)
+            if not lacing and last:
+                flags |= 4
+            # A page on which the packet does not end has no granule position (-1).
+            page_granule = granule if not lacing else -1
+            header = b"OggS" + bytes([0, flags]) + struct.pack(
+                "<qIII", page_granule, 1, self.sequence, 0) + bytes([len(values)] + values)
+            page = header + body
+            crc = ogg_crc(page)
+            self.out.write(page[:22] + struct.pack("<I", crc) + page[26:])
+            self.sequence += 1
+            continued = True
+            if not lacing:
+                return
+
+
+def opus_samples(packet):
+    """Samples at 48 kHz an Opus packet decodes to, from its TOC byte."""
+    if not packet:
+        return 0
+    config = packet[0] >> 3
+    if config < 12:
+        frame = (480, 960, 1920, 2880)[config & 3]
+    elif config < 16:
+        frame = (480, 960)[config & 1]
+    else:
+        frame = (120, 240, 480, 960)[config & 3]
+    code = packet[0] & 3
+    count = 1 if code == 0 else 2 if code < 3 else (packet[1] & 0x3F if len(packet) > 1 else 0)
+    return frame * count
+
+
+def wrap_in_ogg(codec, fmt, packets, raw_path, ogg_path):
+    """Cuts the extracted payloads into packets by the sizes qmkvprobe reported and writes an
+    Ogg stream with the codec's headers from csd-0 (and csd-1). Returns an error or None."""
+    with open(raw_path, "rb") as f:
+        raw = f.read()
+    sizes = [p["size"] for p in packets]
+    if sum(sizes) != len(raw):
+        return "the extract holds %d bytes, the packets %d" % (len(raw), sum(sizes))
+    csd0 = bytes.fromhex(fmt.get("csd-0", ""))
+    if codec == "opus":
+        if not csd0.startswith(b"OpusHead"):
+            return "csd-0 is not an OpusHead"
+        headers = [csd0, b"OpusTags" + struct.pack("<II", 0, 0)]
+        granule = struct.unpack("<H", csd0[10:12])[0] if len(csd0) >= 12 else 0  # pre-skip
+    else:
+        csd1 = bytes.fromhex(fmt.get("csd-1", ""))
+        if not csd0.startswith(b"\x01vorbis") or not csd1.startswith(b"\x05vorbis"):
+            return "csd-0 and csd-1 are not the Vorbis identification and setup headers"
+        # The comment header is not part of the codec-specific data; an empty one stands in.
+        headers = [csd0, b"\x03vorbis" + struct.pack("<II", 0, 0) + b"\x01", csd1]
+        granule = 0
+    with open(ogg_path, "wb") as out:
+        ogg = OggWriter(out)
+        for i, header in enumerate(headers):
+            ogg.packet(header, 0, first=i == 0)
+        at = 0
+        for i, size in enumerate(sizes):
+            data = raw[at:at + size]
+            at += size
+            # Opus granules count samples; for Vorbis ffmpeg works packet durations out
+            # itself, and with skip_manual the granules decide nothing that is compared.
+            granule += opus_samples(data) if codec == "opus" else 1
+            ogg.packet(data, granule, last=i == len(sizes) - 1)
+    return None
 
 
 def starts_with_info_frame(path):
@@ -204,7 +300,7 @@ class Checker:
                 self.say(name, index, codec, "FAIL",
                          "ffprobe lists no %s stream number %d" % (codec, k + 1))
                 continue
-            self.check_track(name, path, index, codec, demuxer, matching[k], workdir)
+            self.check_track(name, path, track, codec, demuxer, matching[k], workdir)
 
     def check_pcm(self, name, path, index, fmt, stream, workdir):
         encoding = fmt.get("pcm-encoding", 2)
@@ -240,15 +336,25 @@ class Checker:
                      "extract, %d from ffmpeg's conversion; ffmpeg stream 0:%d" %
                      (differ_at // step, len(raw) // step, len(original) // step, stream))
 
-    def check_track(self, name, path, index, codec, demuxer, stream, workdir):
+    def check_track(self, name, path, track, codec, demuxer, stream, workdir):
+        index = track["index"]
         base = "%s.track%d.%s" % (os.path.basename(path), index, demuxer)
         out = os.path.join(self.keep or workdir, base)
+        if demuxer == "ogg":
+            out += ".raw"
         extracted = run([self.probe, "--extract", str(index), out, path])
         if extracted.returncode != 0:
             self.say(name, index, codec, "FAIL",
                      "qmkvprobe --extract: status %d: %s" %
                      (extracted.returncode, last_line(extracted.stderr)))
             return
+        if demuxer == "ogg":
+            ogg = out[:-len(".raw")]
+            why = wrap_in_ogg(codec, track["format"], track.get("packets", []), out, ogg)
+            if why:
+                self.say(name, index, codec, "FAIL", "cannot wrap in Ogg: " + why)
+                return
+            out = ogg
         try:
             raw = frame_md5s(self.ffmpeg, ["-f", demuxer, "-i", out], 0)
             original = frame_md5s(self.ffmpeg, ["-i", path], stream)
