@@ -61,7 +61,7 @@ class FileWriter : public PayloadWriter {
 };
 
 // Payloads back to back, after an optional header (the codec configuration a raw stream
-// carries in front: Annex-B parameter sets, the FLAC stream header).
+// carries in front: Annex-B parameter sets, MPEG headers, the FLAC stream header).
 class RawWriter : public FileWriter {
  public:
   explicit RawWriter(std::vector<uint8_t> header) : header_(std::move(header)) {}
@@ -262,7 +262,7 @@ const char* ContainerFor(const char* mime) {
   } kContainers[] = {
       {"video/avc", "annexb"},        {"video/hevc", "annexb"}, {"video/x-vnd.on2.vp8", "ivf"},
       {"video/x-vnd.on2.vp9", "ivf"}, {"video/av01", "ivf"},    {"audio/mp4a-latm", "adts"},
-      {"audio/flac", "flac"},
+      {"audio/flac", "flac"},         {"video/mp4v-es", "es"},  {"video/mpeg2", "es"},
   };
   for (const auto& c : kContainers) {
     if (mime && strcmp(mime, c.mime) == 0) return c.container;
@@ -304,6 +304,10 @@ std::unique_ptr<PayloadWriter> MakePayloadWriter(AMediaFormat* format, const std
   }
   std::vector<uint8_t> header;
   if (container == "annexb") header = AnnexBHeader(format);
+  // MPEG-4 visual and MPEG-2 frames leave the stream headers (visual object sequence and
+  // object layer, sequence header) to csd-0; a decoder reading the bare stream needs them
+  // first. Without csd-0 the frames are assumed to carry them.
+  if (container == "es") header = BufferOf(format, AMEDIAFORMAT_KEY_CSD_0);
   if (container == "flac" && !FlacHeader(format, &header, error)) return nullptr;
   std::unique_ptr<RawWriter> raw(new RawWriter(std::move(header)));
   if (!raw->Open(path, error)) return nullptr;

@@ -1,5 +1,6 @@
 // Writes one track's payloads to a file a decoder or player can take: Annex-B for AVC and HEVC,
-// IVF for VP8, VP9 and AV1, ADTS for AAC, a FLAC stream for FLAC, the bare payloads otherwise.
+// IVF for VP8, VP9 and AV1, ADTS for AAC, a FLAC stream for FLAC, an elementary stream with
+// csd-0 in front for MPEG-4 visual and MPEG-2, the bare payloads otherwise.
 #pragma once
 
 #include <memory>
@@ -20,7 +21,8 @@ class PayloadWriter : public PacketSink {
 std::unique_ptr<PayloadWriter> MakePayloadWriter(AMediaFormat* format, const std::string& path,
                                                  std::string* error);
 
-// What MakePayloadWriter picks for a MIME type: "annexb", "ivf", "adts", "flac" or "raw".
+// What MakePayloadWriter picks for a MIME type: "annexb", "ivf", "adts", "flac", "es" or
+// "raw".
 const char* ContainerFor(const char* mime);
 
 }  // namespace qmkvtools
