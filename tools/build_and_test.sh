@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds and tests every flavour: native (-O2), native with AddressSanitizer and
-# UndefinedBehaviorSanitizer, and 32-bit ARM run under qemu. Fails if any flavour fails.
+# UndefinedBehaviorSanitizer, native with ThreadSanitizer, and 32-bit ARM run under qemu. Fails
+# if any flavour fails.
 set -uo pipefail
 cd "$(dirname "$0")/.."
 bash tools/install_deps.sh || exit 1
@@ -31,6 +32,7 @@ run_flavour() {
 mkdir -p build
 run_flavour native -DCMAKE_BUILD_TYPE=Release
 run_flavour asan -DCMAKE_BUILD_TYPE=Release -DQMKV_SANITIZE=ON
+TSAN_OPTIONS=halt_on_error=1 run_flavour tsan -DCMAKE_BUILD_TYPE=Release -DQMKV_TSAN=ON
 run_flavour arm -DCMAKE_BUILD_TYPE=Release -DCMAKE_TOOLCHAIN_FILE=cmake/arm-linux-gnueabihf.cmake
 
 echo "=== summary"

@@ -40,13 +40,14 @@ void RefBase::forceIncStrong(const void* /*id*/) const {
 }
 
 void RefBase::decStrong(const void* id) const {
-  const int32_t c = mStrong.fetch_sub(1, std::memory_order_release);
+  // acq_rel: the last holder must see every other holder's writes before deleting (a separate
+  // acquire fence would do too, but ThreadSanitizer does not model fences).
+  const int32_t c = mStrong.fetch_sub(1, std::memory_order_acq_rel);
   if (c <= 0 || c == kInitialStrongValue) {
     __android_log_assert("c >= 1", "RefBase", "decStrong() called on %p too many times",
                          static_cast<const void*>(this));
   }
   if (c != 1) return;
-  std::atomic_thread_fence(std::memory_order_acquire);
   RefBase* self = const_cast<RefBase*>(this);
   self->onLastStrongRef(id);
   delete self;

@@ -111,6 +111,27 @@ bool ToTimeBase(const std::string& value, RefStream* s) {
          s->time_base_den > 0;
 }
 
+// One HDR side-data value: a number, or a rational "n/d" as ffprobe prints chromaticities.
+bool HdrValue(const std::string& line, std::map<std::string, double>* hdr) {
+  static const char* const kKeys[] = {"max_content",   "max_average",   "red_x",
+                                      "red_y",         "green_x",       "green_y",
+                                      "blue_x",        "blue_y",        "white_point_x",
+                                      "white_point_y", "min_luminance", "max_luminance"};
+  std::string value;
+  for (const char* key : kKeys) {
+    if (!JsonValue(line, key, &value)) continue;
+    const size_t slash = value.find('/');
+    int64_t num = 0, den = 1;
+    if (!ToInt(value.substr(0, slash), &num)) return false;
+    if (slash != std::string::npos && (!ToInt(value.substr(slash + 1), &den) || den == 0)) {
+      return false;
+    }
+    (*hdr)[key] = static_cast<double>(num) / static_cast<double>(den);
+    return true;
+  }
+  return false;
+}
+
 }  // namespace
 
 std::string ParsePacketsCsv(const std::string& text, std::vector<RefPacket>* out) {
@@ -199,6 +220,14 @@ std::string ParseStreams(const std::string& json, std::vector<RefStream>* out) {
       if (!ToTimeBase(value, &out->back())) return At(number, "bad time_base");
     } else if (JsonValue(line, "language", &value)) {
       out->back().language = value;
+    } else if (JsonValue(line, "color_range", &value)) {
+      out->back().color_range = value;
+    } else if (JsonValue(line, "color_space", &value)) {
+      out->back().color_space = value;
+    } else if (JsonValue(line, "color_transfer", &value)) {
+      out->back().color_transfer = value;
+    } else if (HdrValue(line, &out->back().hdr)) {
+      continue;
     } else {
       // Numbers; ffprobe quotes some of them ("sample_rate": "48000").
       const std::pair<const char*, int64_t*> numbers[] = {

@@ -6,6 +6,7 @@
 
 #include <stdint.h>
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -32,6 +33,11 @@ struct RefStream {
   int64_t width = 0, height = 0;          // video; 0 when not given
   int64_t sample_rate = 0, channels = 0;  // audio; 0 when not given
   std::string language;                   // the "language" tag; empty when not given
+  // Colour, as ffprobe names it ("tv", "bt2020nc", "smpte2084"); empty when not given.
+  std::string color_range, color_space, color_transfer;
+  // HDR side data: max_content, max_average (cd/m2), red_x ... white_point_y (chromaticity),
+  // min_luminance, max_luminance (cd/m2); absent keys are not in the map.
+  std::map<std::string, double> hdr;
 };
 
 struct FfprobeRef {
