@@ -28,6 +28,10 @@ class MemSource {
   void fail_reads_from(uint64_t call) { fail_from_ = call; }
   // getSize reports an error and leaves the size alone.
   void set_size_unknown(bool unknown) { size_unknown_ = unknown; }
+  // Puts `bytes` at `offset`, past the bytes given at construction, with zeros between: a file
+  // of offset + bytes.size() bytes that takes no more memory than its two ends.
+  void PlaceAt(uint64_t offset, std::vector<uint8_t> bytes);
+  uint64_t size() const { return far_.empty() ? bytes_.size() : far_offset_ + far_.size(); }
 
   uint64_t read_calls() const { return read_calls_; }
   uint64_t bytes_read() const { return bytes_read_; }
@@ -39,7 +43,12 @@ class MemSource {
   static uint32_t Flags(void* handle);
   static bool GetUri(void* handle, char* uri, size_t size);
 
+  // Copies the file's bytes [pos, pos + n) out, zeros where nothing was placed.
+  void CopyOut(uint64_t pos, uint8_t* out, size_t n) const;
+
   std::vector<uint8_t> bytes_;
+  uint64_t far_offset_ = 0;
+  std::vector<uint8_t> far_;
   android::CDataSource csource_;
   android::DataSourceHelper helper_;
   size_t max_read_ = 0;
