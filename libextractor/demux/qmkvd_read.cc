@@ -116,6 +116,13 @@ int32_t InspectKeyFrame(QMKVDS_CTX* s, const Request& r, bool* key) {
   uint8_t* scratch = nullptr;
   if (r.buffer) status = RewriteNals(s, r.buffer, raw, r.capacity, &written);
   if (status == QMKVD_ERR_SMALL) {
+    // A frame larger than what the file holds after it cannot be read whole, so it cannot test
+    // as a key frame: say so without allocating what a hostile block size asks for.
+    int64_t file_size = 0;
+    if (s->mfal->getsize(s->fp, &file_size) == 0 && file_size > 0 && raw > file_size - start) {
+      s->mfal->setpos(s->fp, &start);
+      return QMKVD_OK;
+    }
     s->mfal->setpos(s->fp, &start);
     scratch = static_cast<uint8_t*>(malloc(static_cast<size_t>(raw + kInspectSlack)));
     if (!scratch) {
