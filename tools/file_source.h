@@ -28,13 +28,20 @@ class FileSource {
   bool ok() const { return fd_ >= 0; }
   android::CDataSource* csource() { return &csource_; }
   unsigned long long read_calls() const { return read_calls_; }
+  unsigned long long bytes_read() const { return bytes_read_; }
+  unsigned long long size() const {
+    struct stat64 st;
+    return ::fstat64(fd_, &st) == 0 ? static_cast<unsigned long long>(st.st_size) : 0;
+  }
 
  private:
   static ssize_t ReadAt(void* handle, off64_t offset, void* data, size_t size) {
     FileSource* self = static_cast<FileSource*>(handle);
     self->read_calls_++;
     if (offset < 0) return -1;
-    return ::pread64(self->fd_, data, size, offset);
+    const ssize_t n = ::pread64(self->fd_, data, size, offset);
+    if (n > 0) self->bytes_read_ += static_cast<unsigned long long>(n);
+    return n;
   }
   static android::status_t GetSize(void* handle, off64_t* size) {
     struct stat64 st;
@@ -51,6 +58,7 @@ class FileSource {
   int fd_;
   android::CDataSource csource_;
   unsigned long long read_calls_ = 0;
+  unsigned long long bytes_read_ = 0;
 };
 
 }  // namespace qmkvtools
