@@ -1,6 +1,8 @@
 // The file access layer over the framework's data source. Reads never move the data source:
 // each handle keeps its own position and passes it to readAt explicitly, so positioning is free
-// and any number of handles can read one source independently.
+// and any number of handles can read one source independently. The handles of a record share
+// one read cache (qcmn_mfal_cache.h), so that the demuxer's small reads and its streams'
+// walks over the same Clusters do not each reach the source.
 //
 // The assertion messages name this header and fixed line numbers; they are part of the log
 // output that integrators grep for, so they stay stable whatever this file looks like.
@@ -16,23 +18,32 @@
 
 #include "common/qcmn_log.h"
 #include "mfal/qcmn_mfal.h"
+#include "mfal/qcmn_mfal_cache.h"
 
 #define QCMN_MFAL_PATH "libextractor/mfal/qcmn_mfal_android_q"
 #define QCMN_MFAL_ASSERT_FAILED(line, what)                                          \
   qcmn_log(QCMN_LOG_ERROR, QCMN_TAG_FRONTEND, "[%s:%d] assert failed! (" what ")\n", \
            QCMN_MFAL_PATH, line)
 
-// Private block of a record: a cleared scratch area nobody reads, then the data source.
+// Private block of a record: a cleared scratch area nobody reads, then the data source and the
+// cache its handles share.
 struct QCMN_MFAL_PRIVATE {
   uint8_t area[4096];
   android::DataSourceHelper* source;
+  QCMN_MFAL_CACHE cache;
 };
 
 struct QCMN_MFAL_FILE {
   android::DataSourceHelper* source;
   uint32_t reserved;
   int64_t position;
+  QCMN_MFAL_CACHE* cache;
+  int64_t last_end;  // where this handle's previous read ended
 };
+
+inline ssize_t qcmn_mfal_source_read(void* source, int64_t pos, void* buf, size_t size) {
+  return static_cast<android::DataSourceHelper*>(source)->readAt(pos, buf, size);
+}
 
 inline QCMN_MFAL_FILE* qcmn_mfal_open(QCMN_MFAL* mfal, unsigned long /*mode*/) {
   if (!mfal) {
@@ -41,13 +52,14 @@ inline QCMN_MFAL_FILE* qcmn_mfal_open(QCMN_MFAL* mfal, unsigned long /*mode*/) {
   }
   QCMN_MFAL_FILE* fp = new (std::nothrow) QCMN_MFAL_FILE();
   if (!fp) return nullptr;
-  const QCMN_MFAL_PRIVATE* priv = static_cast<const QCMN_MFAL_PRIVATE*>(mfal->user);
+  QCMN_MFAL_PRIVATE* priv = static_cast<QCMN_MFAL_PRIVATE*>(mfal->user);
   if (!priv || !priv->source) {
     qcmn_log(QCMN_LOG_ERROR, QCMN_TAG_FRONTEND, "not supported");
     delete fp;
     return nullptr;
   }
   fp->source = priv->source;
+  fp->cache = &priv->cache;
   return fp;
 }
 
@@ -69,11 +81,11 @@ inline int qcmn_mfal_read(QCMN_MFAL_FILE* fp, void* buf, int size) {
     QCMN_MFAL_ASSERT_FAILED(152, "fp");
     return -1;
   }
-  ssize_t n = fp->source->readAt(fp->position, buf, static_cast<size_t>(size));
-  if (n < 0) n = 0;
-  if (n > size) n = size;  // a source must never claim more than was asked
+  // The cache never reports more than was asked, even from a source that claims to.
+  const int n = qcmn_mfal_cache_read(fp->cache, qcmn_mfal_source_read, fp->source, &fp->last_end,
+                                     fp->position, buf, size);
   fp->position += n;
-  return static_cast<int>(n);
+  return n;
 }
 
 inline int qcmn_mfal_write(QCMN_MFAL_FILE* fp, const void* /*buf*/, int /*size*/) {
@@ -161,6 +173,7 @@ inline int qcmn_mfal_init(QCMN_MFAL* mfal, android::DataSourceHelper* source) {
   if (!priv) return -1;
   memset(priv->area, 0, sizeof(priv->area));
   priv->source = source;
+  qcmn_mfal_cache_init(&priv->cache);
   mfal->open = qcmn_mfal_open;
   mfal->close = qcmn_mfal_close;
   mfal->read = qcmn_mfal_read;
@@ -176,6 +189,7 @@ inline int qcmn_mfal_init(QCMN_MFAL* mfal, android::DataSourceHelper* source) {
 
 inline void qcmn_mfal_deinit(QCMN_MFAL* mfal) {
   if (!mfal) return;
+  if (mfal->user) qcmn_mfal_cache_deinit(&static_cast<QCMN_MFAL_PRIVATE*>(mfal->user)->cache);
   free(mfal->user);
   memset(mfal, 0, sizeof(*mfal));
 }
