@@ -14,6 +14,7 @@
 #include "demux_harness.h"
 #include "mkv_shapes.h"
 #include "plugin_harness.h"
+#include "real_file.h"
 
 namespace mkvtest {
 namespace {
@@ -156,6 +157,32 @@ TEST(AllocationCaps, KeyFrameLookAfterASeekAllocatesNoMoreThanTheFileHolds) {
   qmkvds_get_frm(s, nullptr, 0, &size, &time, nullptr, nullptr);
   EXPECT_LT(alloc_counter::Peak() - before, size_t{1} << 20);
   qmkvds_close(s);
+}
+
+// Frames are read into the caller's buffer: once a stream is open, reading it to its end (with
+// NAL rewriting, lacing, header stripping) allocates nothing, however many frames it has.
+TEST(AllocationCaps, ReadingFramesAllocatesNothing) {
+  for (const char* name : {"conformance/h264_aac_mkvmerge.mkv", "corpus/hdrstrip.mkv",
+                           "conformance/vp9_flac_mkvmerge.mkv"}) {
+    SCOPED_TRACE(name);
+    Created c(ReadDataFile(name));
+    ASSERT_EQ(c.err(), 0);
+    std::vector<uint8_t> buffer(1 << 20);
+    for (int32_t i = 0; i < c.ctx()->stream_count; ++i) {
+      QMKVDS_CTX* s = qmkvds_open(c.ctx(), i, nullptr);
+      ASSERT_NE(s, nullptr);
+      uint32_t size = 0;
+      ASSERT_EQ(qmkvds_get_frm(s, buffer.data(), 1 << 20, &size, nullptr, nullptr, nullptr), 0);
+      const size_t before = alloc_counter::Calls();
+      int frames = 1;
+      while (qmkvds_get_frm(s, buffer.data(), 1 << 20, &size, nullptr, nullptr, nullptr) == 0) {
+        ++frames;
+      }
+      EXPECT_EQ(alloc_counter::Calls() - before, 0u)
+          << "stream " << i << ", " << frames << " frames";
+      qmkvds_close(s);
+    }
+  }
 }
 
 }  // namespace

@@ -20,8 +20,10 @@ namespace {
 
 std::atomic<size_t> g_live{0};
 std::atomic<size_t> g_peak{0};
+std::atomic<size_t> g_calls{0};
 
 void* Added(void* p) {
+  g_calls.fetch_add(1);
   if (!p) return p;
   const size_t now = g_live.fetch_add(malloc_usable_size(p)) + malloc_usable_size(p);
   size_t peak = g_peak.load();
@@ -46,6 +48,10 @@ size_t Peak() {
 
 void ResetPeak() {
   g_peak.store(g_live.load());
+}
+
+size_t Calls() {
+  return g_calls.load();
 }
 
 }  // namespace alloc_counter

@@ -13,5 +13,7 @@ size_t Live();
 // The largest Live() since the last ResetPeak().
 size_t Peak();
 void ResetPeak();
+// How many allocations (malloc, calloc, realloc, memalign and kin) the process has made.
+size_t Calls();
 
 }  // namespace alloc_counter
