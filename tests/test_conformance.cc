@@ -48,8 +48,6 @@ const char kRuleWholeBlock[] =
 const char kRuleLaceTimes[] =
     "later laces of a block get times counted on from the block's, not the codec's own";
 const char kRuleCodecDelay[] = "times are block times; ffprobe moves Opus back by its CodecDelay";
-const char kRuleBlockGroupSync[] =
-    "a Block inside a BlockGroup is not sync: only a SimpleBlock's flags byte has the key bit";
 const char kRuleVfwKey[] =
     "ffprobe calls every frame of a V_MS/VFW/FOURCC track (H.263 here) key; the extractor takes "
     "the key bit of the block";
@@ -368,19 +366,20 @@ class TrackCheck {
              std::to_string(laces) + " frames (" + kRuleWholeBlock + ")";
     }
 
-    // The stored key bit: of a SimpleBlock only (kRuleBlockGroupSync). Where ffprobe says
-    // otherwise, that has to be one of the rules.
+    // A SimpleBlock's key bit as stored; a BlockGroup's Block is a key frame without a
+    // ReferenceBlock, as ffprobe says. Where ffprobe differs from the stored bit, that has to be
+    // a rule.
     BlockHeader h;
     if (!ParseBlockHeader(file_, first.pos, &h)) return where + ": no block header at pos";
     const bool simple = BlockIdBefore(file_, first.pos) == kSimpleBlockId;
-    const bool want_sync = simple && (h.flags & 0x80);
-    if (want_sync != first.key && simple && t_.ref_stream->codec_name != "h263") {
+    const bool want_sync = simple ? (h.flags & 0x80) != 0 : first.key;
+    if (want_sync != first.key && t_.ref_stream->codec_name != "h263") {
       return where + ": the block's key bit is " + std::to_string(want_sync) +
              ", ffprobe's key flag " + std::to_string(first.key) + ", and no rule says why";
     }
     if (p.sync != (want_sync ? 1 : 0)) {
       return where + ": sync " + std::to_string(p.sync) + ", expected " +
-             std::to_string(want_sync) + " (" + (simple ? kRuleVfwKey : kRuleBlockGroupSync) + ")";
+             std::to_string(want_sync) + (want_sync != first.key ? kRuleVfwKey : "");
     }
 
     if (!first.has_pts) return where + ": ffprobe has no pts";

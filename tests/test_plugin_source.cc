@@ -324,7 +324,7 @@ TEST(PluginMeta, TextIsTerminatedUnlessItFillsTheBuffer) {
   ASSERT_GE(packets.size(), 2u);
   EXPECT_EQ(packets[0].bytes, (Bytes{'h', 'e', 'l', 'l', 'o', 0}));
   EXPECT_EQ(packets[0].duration_us, 700000);
-  EXPECT_EQ(packets[0].sync, 0);  // a frame of a BlockGroup
+  EXPECT_EQ(packets[0].sync, 1);  // a BlockGroup without ReferenceBlock
   const Packet& big = packets.back();
   EXPECT_EQ(big.bytes, full);
   EXPECT_EQ(big.duration_us, -1);

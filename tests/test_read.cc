@@ -108,17 +108,25 @@ TEST(ReadFrames, TimecodeScaleOtherThanAMillisecond) {
   EXPECT_EQ(ReadFrame(o.s()).time, 37 * 1000);  // 37 ticks of 0.1 ms
 }
 
-TEST(ReadFrames, BlockGroupSyncIsTheFlagBitAlone) {
+// A Block's flags byte has no key bit: the Block of a BlockGroup is a key frame when its group
+// has no ReferenceBlock, wherever in the group that stands and whatever its value. A
+// SimpleBlock keeps its key bit.
+TEST(ReadFrames, ABlockGroupIsAKeyFrameWithoutAReferenceBlock) {
   Opened o(
       FileOf({VideoTrack(1)},
              {ClusterAt(0, {BlockGroup({Block(1, 0, 0x00, {1})}),
                             BlockGroup({Block(1, 40, 0x80, {2}), Int(kReferenceBlock, -40)}),
-                            BlockGroup({Block(1, 80, 0x00, {3}), Int(kReferenceBlock, -40)})})}));
+                            BlockGroup({Int(kReferenceBlock, 0x7FFFFFFF), Block(1, 80, 0x00, {3})}),
+                            BlockGroup({Block(1, 120, 0x00, {4}), Uint(kBlockDuration, 40)}),
+                            SimpleBlock(1, 160, 0x00, {5}), SimpleBlock(1, 200, 0x80, {6})})}));
   std::vector<Frame> frames = ReadAll(o.s());
-  ASSERT_EQ(frames.size(), 4u);
-  EXPECT_EQ(frames[0].sync, 0);  // no ReferenceBlock, yet not flagged
-  EXPECT_EQ(frames[1].sync, 1);  // flagged, though it has a ReferenceBlock
-  EXPECT_EQ(frames[2].sync, 0);
+  ASSERT_EQ(frames.size(), 7u);
+  EXPECT_EQ(frames[0].sync, 1);  // no ReferenceBlock, though its flags byte says nothing
+  EXPECT_EQ(frames[1].sync, 0);  // a ReferenceBlock, whatever the flags byte says
+  EXPECT_EQ(frames[2].sync, 0);  // a ReferenceBlock before the Block, with a garbage value
+  EXPECT_EQ(frames[3].sync, 1);
+  EXPECT_EQ(frames[4].sync, 0);
+  EXPECT_EQ(frames[5].sync, 1);
 }
 
 TEST(ReadFrames, AnElementBetweenBlocksEndsThatCluster) {
@@ -429,6 +437,20 @@ TEST(AvcFrames, AFlaggedBlockEndsTheWaitWithoutALook) {
   Opened o(FileOf({AvcTrack(0xFF)}, {ClusterAt(0, {SimpleBlock(1, 0, 0x80, AvcFrame(0x41))})}));
   o.s()->key_frame_pending = 1;
   EXPECT_EQ(ReadFrame(o.s()).time, 0);
+  EXPECT_EQ(o.s()->key_frame_pending, 0);
+}
+
+// After a seek, frames are dropped until a key frame by the same rule: a referencing
+// BlockGroup is not one, an unreferenced one is, without a look into its bytes.
+TEST(ReadFrames, AfterASeekAnUnreferencedBlockGroupEndsTheWait) {
+  Opened o(FileOf({AvcTrack(0xFF)},
+                  {ClusterAt(0, {BlockGroup({Block(1, 0, 0x00, {0, 0, 0, 2, 0x41, 0x80}),
+                                             Int(kReferenceBlock, -40)}),
+                                 BlockGroup({Block(1, 40, 0x00, {0, 0, 0, 2, 0x41, 0x80})})})}));
+  o.s()->key_frame_pending = 1;
+  Frame f = ReadFrame(o.s());
+  EXPECT_EQ(f.time, 40 * kMs);  // not an IDR by its bytes, but a key frame by its group
+  EXPECT_EQ(f.sync, 1);
   EXPECT_EQ(o.s()->key_frame_pending, 0);
 }
 

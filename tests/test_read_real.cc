@@ -213,11 +213,9 @@ void CheckStream(const std::string& file, int index, QMKVD_CTX* ctx, const Ffpro
       }
     }
 
-    // Key-frame flag. It is a bit of the block's flags byte. A Block inside a BlockGroup has
-    // that bit reserved (0), and the reader does not look at ReferenceBlock, so a frame stored
-    // in a BlockGroup is reported as not sync where ffprobe, seeing no ReferenceBlock, calls it
-    // a key frame.
-    const bool want_sync = first.key && BlockIdBefore(bytes, first.pos) != kBlockId;
+    // Key-frame flag: a SimpleBlock's key bit, or for a BlockGroup no ReferenceBlock in it, as
+    // ffprobe decides too.
+    const bool want_sync = first.key;
     if (f.sync != (want_sync ? 1 : 0)) {
       ADD_FAILURE() << where << ": sync " << f.sync << ", expected " << want_sync;
       ok = false;

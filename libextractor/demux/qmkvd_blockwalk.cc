@@ -101,6 +101,8 @@ int32_t get_blockgroup(QMKVDS_CTX* s, QMKVD_BLOCK* block) {
     if (!ReadBlockHeader(s, &loc, block)) return QMKVD_ERR_READ;
     if (block->relative_timecode < 0 && s->cluster.timecode == 0) block->relative_timecode = 0;
     block->duration = loc.duration;
+    block->in_group = loc.in_group;
+    block->referenced = loc.referenced;
     block->payload_end = qmkvd_pos_add(loc.data_pos, loc.size);
     block->time = BlockTime(s, block->relative_timecode);
     if (s->skip_pending && block->time == s->target_time) s->skip_pending = 0;

@@ -50,7 +50,10 @@ int32_t WalkBlockGroup(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, QMKVD_BLOCK_LO
     } else if (id == MKV_ID_BLOCK) {
       block->data_pos = payload;
       block->size = Clamp32(size);
+      block->in_group = 1;
       if (!whole_group) return QMKVD_OK;
+    } else if (id == MKV_ID_REFERENCE_BLOCK) {
+      block->referenced = 1;  // its value is not needed, nor trusted
     }
     pos = qmkvd_pos_add(payload, size);
   }

@@ -140,6 +140,7 @@ enum : unsigned {
   MKV_ID_SIMPLE_BLOCK = 0xA3,
   MKV_ID_BLOCK = 0xA1,
   MKV_ID_BLOCK_DURATION = 0x9B,
+  MKV_ID_REFERENCE_BLOCK = 0xFB,
 
   // Cues
   MKV_ID_CUE_POINT = 0xBB,

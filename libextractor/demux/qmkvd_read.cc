@@ -41,7 +41,13 @@ void SetTimes(const Request& r, int64_t time, int64_t end_time) {
 }
 
 void SetSync(const Request& r, const QMKVDS_CTX* s) {
-  if (r.sync) *r.sync = (s->block_flags & kKeyFlag) ? 1 : 0;
+  if (r.sync) *r.sync = s->block_key;
+}
+
+// A SimpleBlock is a key frame by its flags byte; the Block of a BlockGroup by its group having
+// no ReferenceBlock.
+void TakeKey(QMKVDS_CTX* s, const QMKVD_BLOCK& block) {
+  s->block_key = block.in_group ? !block.referenced : (s->block_flags & kKeyFlag) != 0;
 }
 
 int32_t EndOfData() {
@@ -161,7 +167,8 @@ int32_t NextWholeBlock(QMKVDS_CTX* s, const Request& r, bool* empty_text) {
     }
     const int32_t laced = qmkvd_read_lacing(s, block.payload_end);
     if (laced != QMKVD_OK) return laced;
-    const bool key_flag = (s->block_flags & kKeyFlag) != 0;
+    TakeKey(s, block);
+    const bool key_flag = s->block_key != 0;
     if (s->key_frame_pending && s->kind == kVideo && !key_flag && s->nal_length_size >= 1) {
       bool key = false;
       const int32_t inspected = InspectKeyFrame(s, r, &key);
@@ -240,6 +247,7 @@ int32_t NextLacedBlock(QMKVDS_CTX* s) {
   s->frames_in_block = s->lace_count + 1;
   const int32_t laced = qmkvd_read_lacing(s, block.payload_end);
   if (laced != QMKVD_OK) return laced;
+  TakeKey(s, block);
   // The gap measured at this block belongs to the previous one, whose frames share it.
   if (s->frames_in_block < 2) {
     s->lace_duration = s->frame_duration / (s->lace_count + 1);

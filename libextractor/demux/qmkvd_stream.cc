@@ -55,6 +55,7 @@ void ResetReadState(QMKVDS_CTX* s) {
   s->block_end_time = 0;
   s->key_frame_pending = 0;
   s->block_flags = 0;
+  s->block_key = 0;
   s->empty_pending = 0;
 }
 

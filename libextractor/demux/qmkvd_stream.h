@@ -29,6 +29,8 @@ struct QMKVD_BLOCK {
   int64_t time;         // 100-ns units, from the cluster and block timecodes
   int64_t payload_end;  // first byte after the block
   int32_t other_track;  // 1 when the walk ended on a block of another track (text give-up)
+  uint8_t in_group;     // the Block of a BlockGroup
+  uint8_t referenced;   // ... whose group has a ReferenceBlock
 };
 
 // Positions the stream at the flags byte of its next block. 0: a block; 1: end of data (or, for

@@ -249,6 +249,8 @@ struct QMKVD_BLOCK_LOCATOR {
   uint32_t duration;
   int64_t data_pos;
   uint32_t size;
+  uint8_t in_group;    // the Block of a BlockGroup, not a SimpleBlock
+  uint8_t referenced;  // its group has a ReferenceBlock (seen when the whole group is read)
 };
 
 // One node of a stream's cluster list.
@@ -313,6 +315,9 @@ struct QMKVDS_CTX {
   // The current block's flags byte, so that a frame announced by a size query and delivered
   // by the next call still carries its key-frame flag.
   uint8_t block_flags;
+  // Whether the current block is a key frame: a SimpleBlock's key bit, or for the Block of a
+  // BlockGroup (whose flags byte has no such bit) its group having no ReferenceBlock.
+  uint8_t block_key;
   // An empty subtitle frame announced by a size query, and its times, so that the next call
   // delivers that same frame (a pending size of 0 cannot say so).
   int32_t empty_pending;
