@@ -129,6 +129,8 @@ class QMKVExtractor : public MediaExtractorPluginHelper {
                     int32_t max_input_size);
   void setIFrameInterval(AMediaFormat* format, int32_t index);
   void setFileMetaData();
+  // The cover art attachment's bytes as the file format's album art, read now.
+  void setAlbumArt();
 
   DataSourceHelper* mDataSource;
   sp<QMKVDSF> mHolder;

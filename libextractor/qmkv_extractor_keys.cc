@@ -25,6 +25,32 @@ namespace android {
 
 namespace {
 
+// Cover art larger than this is left out: no picture a player shows needs more.
+const uint64_t kMaxAlbumArt = 16u << 20;
+
+bool IsCoverImageType(const char* mime) {
+  return strcmp(mime, "image/jpeg") == 0 || strcmp(mime, "image/png") == 0;
+}
+
+// The attachment that is the file's cover art: the first JPEG or PNG whose name starts with
+// "cover" (in any case), else the first image of any type; -1 when there is none. Attachments
+// with no data or too large are not candidates.
+int32_t CoverArtIndex(const QMKVD_ATTACHMENTS& attached) {
+  int32_t first_image = -1;
+  const uint32_t count =
+      attached.count < QMKVD_MAX_ATTACHMENTS ? attached.count : QMKVD_MAX_ATTACHMENTS;
+  for (uint32_t i = 0; i < count; ++i) {
+    const QMKVD_ATTACHMENT& f = attached.files[i];
+    if (f.data_pos <= 0 || f.data_size == 0 || f.data_size > kMaxAlbumArt) continue;
+    if (strncmp(f.mime, "image/", 6) != 0) continue;
+    if (IsCoverImageType(f.mime) && strncasecmp(f.name, "cover", 5) == 0) {
+      return static_cast<int32_t>(i);
+    }
+    if (first_image < 0) first_image = static_cast<int32_t>(i);
+  }
+  return first_image;
+}
+
 constexpr uid_t kMediaServerUid = 1013;
 constexpr int32_t kEncodingPlain = 703;
 constexpr int32_t kEncodingFirst = 700;
@@ -320,6 +346,33 @@ void QMKVExtractor::setFileMetaData() {
   if (!encodings.empty()) {
     AMediaFormat_setString(mFileMeta, AMEDIAFORMAT_KEY_CHAR_ENCODING_TYPES, encodings.c_str());
   }
+}
+
+void QMKVExtractor::setAlbumArt() {
+  const QMKVD_ATTACHMENTS& attached = mHolder->mDemuxer->attached;
+  const int32_t index = CoverArtIndex(attached);
+  if (index < 0) return;
+  const QMKVD_ATTACHMENT& file = attached.files[index];
+  QCMN_MFAL* mfal = &mHolder->mMfal;
+  QCMN_MFAL_FILE* fp = mfal->open(mfal, 0);
+  if (!fp) return;
+  int64_t file_size = 0;
+  mfal->getsize(fp, &file_size);
+  uint8_t* bytes = nullptr;
+  // The data must lie in the file: a size the file cannot hold is not allocated.
+  if (file_size <= 0 || file.data_pos > file_size ||
+      file.data_size > static_cast<uint64_t>(file_size - file.data_pos)) {
+    qcmn_log(QCMN_LOG_WARN, QCMN_TAG_FRONTEND, "cover art \"%s\" lies past the end of the file",
+             file.name);
+  } else if ((bytes = static_cast<uint8_t*>(malloc(file.data_size))) != nullptr) {
+    const int64_t at = file.data_pos;
+    const int size = static_cast<int>(file.data_size);
+    if (mfal->setpos(fp, &at) == 0 && mfal->read(fp, bytes, size) == size) {
+      AMediaFormat_setBuffer(mFileMeta, AMEDIAFORMAT_KEY_ALBUMART, bytes, file.data_size);
+    }
+    free(bytes);
+  }
+  mfal->close(fp);
 }
 
 }  // namespace android

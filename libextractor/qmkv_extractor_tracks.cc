@@ -130,6 +130,7 @@ int32_t QMKVExtractor::init_qmkvff() {
     }
   }
   setFileMetaData();
+  setAlbumArt();
   return 0;
 }
 

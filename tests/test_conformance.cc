@@ -111,6 +111,7 @@ const Case kCases[] = {
     {"conformance/mjpeg_mp3_ffmpeg.mkv"},
     {"conformance/pcm_ffmpeg.mka"},
     {"conformance/pcm_mkvmerge.mka"},
+    {"conformance/cover_art_mkvmerge.mka"},
     {"corpus/hdrstrip.mkv"},
     {"corpus/nal2.mkv"},
     {"corpus/avc_ffmpeg.mkv"},
@@ -417,7 +418,8 @@ class Conformance : public ::testing::TestWithParam<Case> {
     plugin_ = std::make_unique<Plugin>(file_);
     ASSERT_TRUE(plugin_->Open()) << GetParam().file;
     for (const RefStream& s : ref_.streams) {
-      if (s.codec_type == "attachment") continue;  // ffprobe lists them as streams
+      // ffprobe lists attachments as streams, pictures as one-packet video streams.
+      if (s.codec_type == "attachment" || s.attached_pic) continue;
       Track t;
       t.stream = s.index;
       t.ref_stream = &s;
@@ -568,6 +570,29 @@ TEST(ConformanceRules, HdrColourAndMasteringMatchFfprobe) {
   EXPECT_EQ(f.Int32(AMEDIAFORMAT_KEY_COLOR_STANDARD), kStandard.at(s.color_space));
   EXPECT_EQ(f.Int32(AMEDIAFORMAT_KEY_COLOR_TRANSFER), kTransfer.at(s.color_transfer));
   EXPECT_EQ(f.Buffer(AMEDIAFORMAT_KEY_HDR_STATIC_INFO), hdr);
+}
+
+// mkvmerge attached a font, a PNG and then the JPEG cover: the cover's bytes, as the file holds
+// them, are the file format's album art.
+TEST(ConformanceRules, CoverArtIsTheAttachedCover) {
+  Plugin p(ReadDataFile("conformance/cover_art_mkvmerge.mka"));
+  ASSERT_TRUE(p.Open());
+  Format file;
+  ASSERT_EQ(p.FileFormat(&file), AMEDIA_OK);
+  const std::vector<uint8_t> cover = ReadDataFile("conformance/ref/cover_art.jpg");
+  ASSERT_GT(cover.size(), 1000u);
+  EXPECT_EQ(file.Buffer(AMEDIAFORMAT_KEY_ALBUMART), cover);
+  // ffprobe shows the JPEG as an attached picture whose one packet is those bytes.
+  FfprobeRef ref;
+  ASSERT_EQ(LoadRefOf("conformance/cover_art_mkvmerge.mka", &ref), "");
+  bool seen = false;
+  for (const RefStream& s : ref.streams) {
+    if (!s.attached_pic || s.codec_name != "mjpeg") continue;
+    ASSERT_EQ(ref.PacketsOf(s.index).size(), 1u);
+    EXPECT_EQ(ref.PacketsOf(s.index)[0].md5, Md5Hex(cover.data(), cover.size()));
+    seen = true;
+  }
+  EXPECT_TRUE(seen);
 }
 
 std::string CaseName(const ::testing::TestParamInfo<Case>& info) {

@@ -34,6 +34,8 @@ enum : uint32_t {
   // A Cues payload is read into memory whole; a 10-hour file needs about a megabyte, so
   // anything beyond this is refused like an allocation failure.
   QMKVD_MAX_CUES_SIZE = 256u << 20,
+  // Attached files kept (name, type and where their data lies); later ones are stepped over.
+  QMKVD_MAX_ATTACHMENTS = 16,
   // Metadata text slots (title, artist, album, comment, two unused, composer, writer, date).
   QMKVD_METADATA_SLOTS = 9,
   // Kind marker of a filled metadata slot.

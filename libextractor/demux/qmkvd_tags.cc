@@ -1,6 +1,5 @@
-// Tags, Attachments and Chapters. Every SimpleTag of the file is gathered into one table for the
-// text metadata; Attachments, Chapters and tag Targets are only located and checked for
-// well-formed child headers.
+// Tags and Chapters. Every SimpleTag of the file is gathered into one table for the text
+// metadata; Chapters and tag Targets are only located and checked for well-formed child headers.
 #include <stdlib.h>
 #include <string.h>
 
@@ -124,11 +123,6 @@ int parse_tag_simpletag(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp,
 int parse_tag_targets(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp,
                       QMKVD_ELEMENT_POS* targets) {
   return StepOver(ctx, mfal, fp, targets->data_pos, targets->size);
-}
-
-int parse_attachments(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp,
-                      QMKVD_ELEMENT_POS* attachments) {
-  return StepOver(ctx, mfal, fp, attachments->data_pos, attachments->size);
 }
 
 int parse_chapters(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp,

@@ -213,6 +213,19 @@ struct QMKVD_SIMPLE_TAG {
   uint32_t reserved2;
 };
 
+// One AttachedFile: its name and MIME type, and where its data lies (not read while parsing).
+struct QMKVD_ATTACHMENT {
+  char name[QMKVD_TEXT_FIELD];
+  char mime[QMKVD_TEXT_FIELD];
+  int64_t data_pos;  // FileData's payload; 0 when the AttachedFile has none
+  uint64_t data_size;
+};
+
+struct QMKVD_ATTACHMENTS {
+  uint32_t count;
+  QMKVD_ATTACHMENT files[QMKVD_MAX_ATTACHMENTS];
+};
+
 struct QMKVD_TAGS {
   QMKVD_ELEMENT_POS pos;
   int64_t tag_data_pos;  // the Tag being parsed
@@ -409,6 +422,7 @@ struct QMKVD_CTX {
   QMKVD_FIRST_CLUSTER first_cluster;
   QMKVD_CUE_TABLE cues;
   QMKVD_ELEMENT_POS attachments;
+  QMKVD_ATTACHMENTS attached;
   QMKVD_ELEMENT_POS chapters;
   QMKVD_TAGS tags;
   QMKVD_ELEMENT_POS seekhead;

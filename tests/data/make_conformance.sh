@@ -34,6 +34,7 @@
 # mjpeg_mp3_ffmpeg.mkv         ffmpeg    MJPEG (a codec the extractor does not take), MP3
 # pcm_ffmpeg.mka               ffmpeg    PCM u8, s16le, s24le, s32le, f32le, s16be, s24be,
 #                                        s32be, one track each with language and name
+# cover_art_mkvmerge.mka       mkvmerge  FLAC with three attachments: a font, a PNG, a JPEG cover
 # pcm_mkvmerge.mka             mkvmerge  PCM u8, s16le, s24le, s32le, f32le from WAV and the
 #                                        big-endian ones from pcm_ffmpeg.mka; audio only, so
 #                                        TimestampScale is not 1 ms
@@ -191,6 +192,17 @@ mkv -o "$out/zlib_mkvmerge.mkv" --compression 0:zlib --language 0:ger "$tmp/a.mp
 
 mkv -o "$out/mpeg4_mp2_mkvmerge.mkv" --engage native_mpeg4 "$tmp/mpeg4.avi" \
   --language 0:eng "$tmp/a.mp2"
+
+# Music with its cover: a font and a back picture attached before the cover, which is the one
+# to publish. The cover is kept beside the references to compare the published bytes with.
+ff -f lavfi -i testsrc2=size=96x96 -frames:v 1 "${bitexact[@]}" -c:v mjpeg "$out/ref/cover_art.jpg"
+ff -f lavfi -i testsrc2=size=48x48 -frames:v 1 "${bitexact[@]}" -c:v png "$tmp/back.png"
+printf '\000\001\000\000not really a font, only its bytes\n' > "$tmp/Font.ttf"
+mkv -o "$out/cover_art_mkvmerge.mka" --language 0:eng "$tmp/a.flac" \
+  --attachment-mime-type application/x-truetype-font --attach-file "$tmp/Font.ttf" \
+  --attachment-mime-type image/png --attachment-name back.png --attach-file "$tmp/back.png" \
+  --attachment-mime-type image/jpeg --attachment-name Cover.jpg \
+  --attach-file "$out/ref/cover_art.jpg"
 
 # --- ffmpeg files ---------------------------------------------------------------------------------
 # Cues moved to the front; a new Cluster after 200 ms or 2000 bytes, whichever comes first.

@@ -95,7 +95,7 @@ std::string ParseCsvRecord(const std::string& record, int line, RefPacket* p) {
   }
   if (!ToInt(f[4], &v) || v < 0 || v > UINT32_MAX) return At(line, "bad size");
   p->size = static_cast<uint32_t>(v);
-  if (!ToInt(f[5], &p->pos)) return At(line, "bad pos");
+  if (f[5] != "N/A" && !ToInt(f[5], &p->pos)) return At(line, "bad pos");
   p->key = f[6].find('K') != std::string::npos;
   const std::string& hash = f.back();
   if (hash.compare(0, 4, "MD5:") != 0 || hash.size() != 36) return At(line, "bad data_hash");
@@ -218,6 +218,8 @@ std::string ParseStreams(const std::string& json, std::vector<RefStream>* out) {
       out->back().codec_name = value;
     } else if (JsonValue(line, "time_base", &value)) {
       if (!ToTimeBase(value, &out->back())) return At(number, "bad time_base");
+    } else if (JsonValue(line, "attached_pic", &value)) {
+      out->back().attached_pic = value == "1";
     } else if (JsonValue(line, "language", &value)) {
       out->back().language = value;
     } else if (JsonValue(line, "color_range", &value)) {

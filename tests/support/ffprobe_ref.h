@@ -18,7 +18,7 @@ struct RefPacket {
   bool has_pts = false;  // false where ffprobe printed N/A
   int64_t pts = 0;       // in the stream's time base
   uint32_t size = 0;
-  int64_t pos = -1;  // laces of one block share it
+  int64_t pos = -1;  // laces of one block share it; -1 where ffprobe has none (attachments)
   bool key = false;  // 'K' in flags
   std::string md5;   // lower-case hex
   int line = 0;      // 1-based line in the packets file, for messages
@@ -33,6 +33,7 @@ struct RefStream {
   int64_t width = 0, height = 0;          // video; 0 when not given
   int64_t sample_rate = 0, channels = 0;  // audio; 0 when not given
   std::string language;                   // the "language" tag; empty when not given
+  bool attached_pic = false;  // a picture attachment ffprobe shows as a one-packet video stream
   // Colour, as ffprobe names it ("tv", "bt2020nc", "smpte2084"); empty when not given.
   std::string color_range, color_space, color_transfer;
   // HDR side data: max_content, max_average (cd/m2), red_x ... white_point_y (chromaticity),
