@@ -98,6 +98,10 @@ int32_t get_blockgroup(QMKVDS_CTX* s, QMKVD_BLOCK* block) {
       continue;
     }
     if (loc.data_pos == 0) continue;  // a BlockGroup without a Block
+    // A recording cut off inside this block: the blocks before it were the last.
+    if (s->data_size > 0 && qmkvd_pos_add(loc.data_pos, loc.size) > s->data_size) {
+      return QMKVD_END;
+    }
     if (!ReadBlockHeader(s, &loc, block)) return QMKVD_ERR_READ;
     if (block->relative_timecode < 0 && s->cluster.timecode == 0) block->relative_timecode = 0;
     block->duration = loc.duration;

@@ -86,6 +86,8 @@ QMKVDS_CTX* qmkvds_open(QMKVD_CTX* ctx, int32_t stream, int32_t* err) {
     SetErr(err, QMKVD_ERR_UNUSABLE);
     return nullptr;
   }
+  s->data_size = 0;
+  if (s->mfal->getsize(s->fp, &s->data_size) != 0 || s->data_size < 0) s->data_size = 0;
   s->cluster = QMKVD_CLUSTER_STATE();
   s->cluster.first_data_pos = ctx->first_cluster.pos.data_pos;
   s->cluster.first_size = ctx->first_cluster.pos.size;

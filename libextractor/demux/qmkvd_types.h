@@ -336,6 +336,9 @@ struct QMKVDS_CTX {
   int32_t empty_pending;
   int64_t empty_time;
   int64_t empty_end_time;
+  // The data's size when the source knows it (0 when not): a block running past it is a
+  // recording cut off there, and ends the stream instead of being delivered incomplete.
+  int64_t data_size;
   // 1 for streams whose frames are tested for key frames by their bytes (video).
   int32_t key_frame_test;
   // The seek table is built once per handle; when the track has no cue of its own, seeks
