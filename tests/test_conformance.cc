@@ -112,6 +112,7 @@ const Case kCases[] = {
     {"conformance/pcm_ffmpeg.mka"},
     {"conformance/pcm_mkvmerge.mka"},
     {"conformance/cover_art_mkvmerge.mka"},
+    {"conformance/unknown_clusters_ffmpeg.mkv"},
     {"corpus/hdrstrip.mkv"},
     {"corpus/nal2.mkv"},
     {"corpus/avc_ffmpeg.mkv"},

@@ -56,6 +56,8 @@ const SeekCase kSeekCases[] = {
     {"conformance/mpeg2_ac3_ffmpeg.mkv", true, -1},
     // Its CuePoint at 1.021 s lists track 1 (video), then track 4 (ASS).
     {"conformance/h264_ffmpeg.mkv", true, 1021000},
+    // The same with every Cluster of unknown size.
+    {"conformance/unknown_clusters_ffmpeg.mkv", true, 1021000},
     {"conformance/h264_aac_mkvmerge.mkv", true, -1},
     {"conformance/vp9_flac_mkvmerge.mkv", true, -1},
     {"conformance/h264_nolacing_mkvmerge.mkv", false, -1},

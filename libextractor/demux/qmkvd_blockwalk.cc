@@ -28,14 +28,16 @@ enum { kTrackText = 17 };
 // Header bytes of a block: track number (1-4 bytes), relative timecode (2), flags (1).
 enum { kBlockHeaderMax = 7 };
 
+// Where the current Cluster's data ends as far as reading on inside it goes: a Cluster of
+// unknown size is read until an element in it is not a block.
 int64_t ClusterEnd(const QMKVD_CLUSTER_STATE* c) {
-  return qmkvd_pos_add(c->data_pos, c->size);
+  return c->unknown_size ? INT64_MAX : qmkvd_pos_add(c->data_pos, c->size);
 }
 
 // Looks for the next Cluster header after the current one, header by header without skipping
 // bodies, and makes it the current Cluster. 0 found and parsed, 1 none, -1 parse failure.
 int32_t MoveToNextCluster(QMKVDS_CTX* s) {
-  const int64_t from = ClusterEnd(&s->cluster);
+  const int64_t from = qmkvd_cluster_end(s->mfal, s->fp, &s->cluster);
   int64_t pos = from;
   for (int64_t headers = 0; headers < kScanMaxHeaders; ++headers) {
     if (pos - from >= kScanMaxDistance) return QMKVD_END;
@@ -46,9 +48,7 @@ int32_t MoveToNextCluster(QMKVDS_CTX* s) {
     if (qmkvd_ebml_get_id_len64(s->mfal, s->fp, &id, &size) != 0) return QMKVD_END;
     if (s->mfal->getpos(s->fp, &next) != 0 || next <= pos) return QMKVD_END;
     if (id == MKV_ID_CLUSTER) {
-      s->cluster.data_pos = next;
-      s->cluster.size = size > UINT32_MAX ? UINT32_MAX : static_cast<uint32_t>(size);
-      s->cluster.timecode = 0;
+      qmkvd_cluster_enter(&s->cluster, next, size, qmkvd_size_is_unknown(pos, next, id, size));
       return parse_cluster(s->mfal, s->fp, &s->cluster) == 0 ? QMKVD_OK : QMKVD_ERR_READ;
     }
     pos = next;

@@ -23,6 +23,29 @@ bool ReadHeader(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, uint32_t* id, uint64_
   return qmkvd_ebml_get_id_len64(mfal, fp, id, size) == 0 && mfal->getpos(fp, payload) == 0;
 }
 
+// Elements that can only stand at the Segment's level: one of them ends a Cluster of unknown
+// size.
+bool IsSegmentLevel(uint32_t id) {
+  switch (id) {
+    case MKV_ID_CLUSTER:
+    case MKV_ID_CUES:
+    case MKV_ID_TAGS:
+    case MKV_ID_SEEKHEAD:
+    case MKV_ID_INFO:
+    case MKV_ID_TRACKS:
+    case MKV_ID_CHAPTERS:
+    case MKV_ID_ATTACHMENTS: return true;
+    default: return false;
+  }
+}
+
+int64_t IdLength(uint32_t id) {
+  return id > 0xFFFFFF ? 4 : id > 0xFFFF ? 3 : id > 0xFF ? 2 : 1;
+}
+
+// Children of a Cluster of unknown size walked at most, looking for its end.
+const uint32_t kMaxUnknownClusterChildren = 1u << 24;
+
 // A big-endian unsigned payload of at most 8 bytes.
 bool ReadSmallUint(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, uint64_t size, uint64_t* value) {
   if (size > QMKVD_UINT_MAX) return false;
@@ -89,6 +112,7 @@ int32_t AddClusterNode(QMKVDS_CTX* s, QMKVD_CLUSTER** tail) {
   if (!node) return kListNoMemory;
   node->data_pos = s->cluster.data_pos;
   node->size = s->cluster.size;
+  node->unknown_size = s->cluster.unknown_size;
   if (parse_cluster(s->mfal, s->fp, &s->cluster) != 0) {
     free(node);
     return kListBadCluster;
@@ -105,15 +129,51 @@ int32_t AddClusterNode(QMKVDS_CTX* s, QMKVD_CLUSTER** tail) {
 
 }  // namespace
 
+bool qmkvd_size_is_unknown(int64_t elem_pos, int64_t data_pos, uint32_t id, uint64_t size) {
+  const int64_t width = data_pos - elem_pos - IdLength(id);
+  if (width < 1 || width > 8) return false;
+  return size == (uint64_t{1} << (7 * width)) - 1;
+}
+
+void qmkvd_cluster_enter(QMKVD_CLUSTER_STATE* c, int64_t data_pos, uint64_t size,
+                         bool unknown_size) {
+  c->data_pos = data_pos;
+  c->size = unknown_size ? UINT32_MAX : Clamp32(size);
+  c->unknown_size = unknown_size ? 1 : 0;
+  c->timecode = 0;
+}
+
+int64_t qmkvd_cluster_end(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, const QMKVD_CLUSTER_STATE* c) {
+  if (!c->unknown_size) return qmkvd_pos_add(c->data_pos, c->size);
+  int64_t pos = c->block_pos > c->data_pos ? c->block_pos : c->data_pos;
+  for (uint32_t n = 0; n < kMaxUnknownClusterChildren; ++n) {
+    uint32_t id = 0;
+    uint64_t size = 0;
+    int64_t payload = 0;
+    if (mfal->setpos(fp, &pos) != 0 || !ReadHeader(mfal, fp, &id, &size, &payload)) return pos;
+    // The next Segment-level element ends it; so does a child that cannot be stepped over.
+    if (IsSegmentLevel(id) || qmkvd_size_is_unknown(pos, payload, id, size)) return pos;
+    const int64_t next = qmkvd_pos_add(payload, size);
+    if (next <= pos) return pos;
+    pos = next;
+  }
+  return pos;
+}
+
 int32_t parse_cluster(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, QMKVD_CLUSTER_STATE* c) {
   int64_t pos = c->data_pos;
-  const int64_t end = qmkvd_pos_add(c->data_pos, c->size);
+  // A Cluster of unknown size ends at the next Segment-level element or the end of the data.
+  const int64_t end = c->unknown_size ? INT64_MAX : qmkvd_pos_add(c->data_pos, c->size);
   while (pos < end) {
     if (mfal->setpos(fp, &pos) != 0) return QMKVD_ERR_READ;
     const int64_t elem_start = pos;
     uint32_t id = 0;
     uint64_t size = 0;
-    if (!ReadHeader(mfal, fp, &id, &size, &pos)) return QMKVD_ERR_READ;
+    if (!ReadHeader(mfal, fp, &id, &size, &pos) || (c->unknown_size && IsSegmentLevel(id))) {
+      if (!c->unknown_size) return QMKVD_ERR_READ;
+      c->block_pos = elem_start;  // no block; the walk looks for the next Cluster from here
+      return QMKVD_OK;
+    }
     if (size < 1) continue;  // nothing to read or skip: go on after the header
     switch (id) {
       case MKV_ID_BLOCK_GROUP:
@@ -163,15 +223,15 @@ int32_t parse_cluster_blockgroup(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp,
 }
 
 int32_t qmkvds_make_cluster_list(QMKVDS_CTX* s) {
-  s->cluster.data_pos = s->cluster.first_data_pos;
-  s->cluster.size = s->cluster.first_size;
+  qmkvd_cluster_enter(&s->cluster, s->cluster.first_data_pos, s->cluster.first_size,
+                      s->cluster.first_unknown_size != 0);
   if (s->mfal->setpos(s->fp, &s->cluster.data_pos) != 0) return kListReadFailed;
   QMKVD_CLUSTER* tail = s->node_list;
   while (tail && tail->next) tail = tail->next;
   for (uint32_t count = 0; count < QMKVD_MAX_CLUSTER_NODES; ++count) {
     const int32_t status = AddClusterNode(s, &tail);
     if (status != QMKVD_OK) return status;
-    const int64_t next = qmkvd_pos_add(s->cluster.data_pos, s->cluster.size);
+    const int64_t next = qmkvd_cluster_end(s->mfal, s->fp, &s->cluster);
     uint32_t id = 0;
     uint64_t size = 0;
     int64_t payload = 0;
@@ -179,8 +239,7 @@ int32_t qmkvds_make_cluster_list(QMKVDS_CTX* s) {
     if (!ReadHeader(s->mfal, s->fp, &id, &size, &payload) || id != MKV_ID_CLUSTER) {
       return QMKVD_OK;
     }
-    s->cluster.data_pos = payload;
-    s->cluster.size = Clamp32(size);
+    qmkvd_cluster_enter(&s->cluster, payload, size, qmkvd_size_is_unknown(next, payload, id, size));
   }
   return QMKVD_OK;
 }

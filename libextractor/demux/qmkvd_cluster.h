@@ -6,6 +6,21 @@
 
 #include "demux/qmkvd_types.h"
 
+// Whether an element's size field, as read, is EBML's unknown size (every value bit set for the
+// field's width): the header ran from elem_pos to data_pos.
+bool qmkvd_size_is_unknown(int64_t elem_pos, int64_t data_pos, uint32_t id, uint64_t size);
+
+// Makes the Cluster whose payload starts at data_pos the cursor's current one (timecode cleared,
+// not yet parsed), its size known or unknown.
+void qmkvd_cluster_enter(QMKVD_CLUSTER_STATE* cluster, int64_t data_pos, uint64_t size,
+                         bool unknown_size);
+
+// Where the current Cluster's data ends: its payload plus its size; for a Cluster of unknown
+// size, the next element from the cursor's block position on that can only stand at the
+// Segment's level, or the end of the data. The handle's position is left anywhere.
+int64_t qmkvd_cluster_end(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp,
+                          const QMKVD_CLUSTER_STATE* cluster);
+
 // Reads a Cluster's leading children (Timecode, Position, PrevSize) from cluster->data_pos up to
 // its first block, whose element start goes to cluster->block_pos. 0, or -1 on a read failure.
 int32_t parse_cluster(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, QMKVD_CLUSTER_STATE* cluster);

@@ -121,16 +121,14 @@ int32_t IsSyncBlock(QMKVDS_CTX* s, QCMN_MT mt, const CrawlBlock& block, bool* ke
   return TestFrame(s, mt, first_frame, key);
 }
 
-int32_t EnterCluster(QMKVDS_CTX* s, int64_t data_pos, uint32_t size) {
-  s->cluster.data_pos = data_pos;
-  s->cluster.size = size;
-  s->cluster.timecode = 0;
+int32_t EnterCluster(QMKVDS_CTX* s, int64_t data_pos, uint64_t size, bool unknown_size) {
+  qmkvd_cluster_enter(&s->cluster, data_pos, size, unknown_size);
   return parse_cluster(s->mfal, s->fp, &s->cluster) == 0 ? QMKVD_OK : QMKVD_ERR_UNUSABLE;
 }
 
 // Forward: the Cluster that follows the current one. 0, 1 (none follows), -1 or -3.
 int32_t NextCluster(QMKVDS_CTX* s) {
-  const int64_t next = qmkvd_pos_add(s->cluster.data_pos, s->cluster.size);
+  const int64_t next = qmkvd_cluster_end(s->mfal, s->fp, &s->cluster);
   uint32_t id = 0;
   uint64_t size = 0;
   int64_t payload = 0;
@@ -140,7 +138,7 @@ int32_t NextCluster(QMKVDS_CTX* s) {
     return QMKVD_ERR_READ;
   }
   if (id != MKV_ID_CLUSTER) return QMKVD_END;
-  return EnterCluster(s, payload, size > UINT32_MAX ? UINT32_MAX : static_cast<uint32_t>(size));
+  return EnterCluster(s, payload, size, qmkvd_size_is_unknown(next, payload, id, size));
 }
 
 struct Crawl {
@@ -157,7 +155,7 @@ struct Crawl {
 int32_t StepBack(Crawl* c) {
   if (!c->node || !c->node->prev) return QMKVD_ERR_UNUSABLE;
   c->node = c->node->prev;
-  return EnterCluster(c->s, c->node->data_pos, c->node->size);
+  return EnterCluster(c->s, c->node->data_pos, c->node->size, c->node->unknown_size != 0);
 }
 
 int32_t LandOnCandidate(Crawl* c) {
@@ -196,7 +194,8 @@ int32_t qmkvds_seek_crawl(QMKVDS_CTX* s, int64_t time, int64_t* out, uint32_t di
              0};
   c.node = qmkvds_find_cluster_list(s->node_list, 0, c.target_ns);
   if (!c.node) return QMKVD_ERR_UNUSABLE;
-  if (EnterCluster(s, c.node->data_pos, c.node->size) != QMKVD_OK) return QMKVD_ERR_UNUSABLE;
+  if (EnterCluster(s, c.node->data_pos, c.node->size, c.node->unknown_size != 0) != QMKVD_OK)
+    return QMKVD_ERR_UNUSABLE;
   for (int32_t budget = kCrawlBudget; budget > 0;) {
     const int64_t start = s->cluster.block_pos;
     QMKVD_BLOCK_LOCATOR loc = QMKVD_BLOCK_LOCATOR();

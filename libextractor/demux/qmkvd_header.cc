@@ -3,6 +3,7 @@
 #include <string.h>
 
 #include "common/qcmn_log.h"
+#include "demux/qmkvd_cluster.h"
 #include "demux/qmkvd_ebml.h"
 #include "demux/qmkvd_header.h"
 #include "demux/qmkvd_ids.h"
@@ -91,14 +92,23 @@ int DispatchLevel1(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, const QM
       if (parse_cues_ctx_fast(ctx, mfal, fp, &ctx->cues) != 0) return -1;
       found->cues = 1;
       break;
-    case MKV_ID_CLUSTER:
+    case MKV_ID_CLUSTER: {
+      // A Cluster of unknown size (a live recording) cannot be stepped over: the walk ends
+      // with it, with what it has found before.
+      const bool unknown = qmkvd_size_is_unknown(el->elem_pos, el->data_pos, el->id, el->size);
       if (!found->cluster) {
         found->cluster = 1;
         SetPos(&ctx->first_cluster.pos, el);
         ctx->first_cluster.current_data_pos = el->data_pos;
         ctx->first_cluster.current_size = static_cast<uint32_t>(el->size);
+        ctx->first_cluster.unknown_size = unknown ? 1 : 0;
+        if (unknown) {
+          ctx->first_cluster.pos.size = UINT32_MAX;
+          ctx->first_cluster.current_size = UINT32_MAX;
+        }
       }
-      return HaveHeaderEssentials(found) ? QMKVD_WALK_STOP : 0;
+      return (unknown || HaveHeaderEssentials(found)) ? QMKVD_WALK_STOP : 0;
+    }
     case MKV_ID_SEEKHEAD:
       if (!found->seekhead) ctx->seekhead.elem_pos = el->elem_pos;
       ctx->seekhead.data_pos = el->data_pos;

@@ -65,10 +65,6 @@ int64_t TicksToTime(const QMKVD_CTX* ctx, uint64_t ticks) {
   return static_cast<int64_t>(ticks * ctx->info.timecode_scale) / 100;
 }
 
-uint32_t Clamp32(uint64_t size) {
-  return size > UINT32_MAX ? UINT32_MAX : static_cast<uint32_t>(size);
-}
-
 // --- Read state
 // -----------------------------------------------------------------------------------
 
@@ -86,9 +82,8 @@ void SetOut(int64_t* out, int64_t value) {
 
 // Back to the first Cluster, time 0.
 int32_t Rewind(QMKVDS_CTX* s, int64_t* out) {
-  s->cluster.data_pos = s->cluster.first_data_pos;
-  s->cluster.size = s->cluster.first_size;
-  s->cluster.timecode = 0;
+  qmkvd_cluster_enter(&s->cluster, s->cluster.first_data_pos, s->cluster.first_size,
+                      s->cluster.first_unknown_size != 0);
   if (parse_cluster(s->mfal, s->fp, &s->cluster) != 0) return QMKVD_ERR_READ;
   s->target_time = 0;
   qmkvds_forget_frame(s);
@@ -159,7 +154,8 @@ int32_t Jump(QMKVDS_CTX* s, int32_t index, uint32_t mode, int64_t* out) {
   const int64_t time = TicksToTime(s->owner, ticks);
   SetOut(out, time);
   Header h;
-  if (!ReadHeaderAt(s, CueTarget(s->owner, cluster_pos), &h)) return unreadable;
+  const int64_t target = CueTarget(s->owner, cluster_pos);
+  if (!ReadHeaderAt(s, target, &h)) return unreadable;
   if (h.id != MKV_ID_CLUSTER) {
     qcmn_log(QCMN_LOG_ERROR, QCMN_TAG_DEMUX, "###seek position error");
     return QMKVD_ERR_UNUSABLE;
@@ -169,9 +165,8 @@ int32_t Jump(QMKVDS_CTX* s, int32_t index, uint32_t mode, int64_t* out) {
   s->skip_pending = 1;
   s->key_frame_pending = 1;
   s->target_time = time;
-  s->cluster.data_pos = h.payload;
-  s->cluster.size = Clamp32(h.size);
-  s->cluster.timecode = 0;
+  qmkvd_cluster_enter(&s->cluster, h.payload, h.size,
+                      qmkvd_size_is_unknown(target, h.payload, h.id, h.size));
   if (parse_cluster(s->mfal, s->fp, &s->cluster) != 0) return QMKVD_ERR_UNUSABLE;
   return QMKVD_OK;
 }

@@ -91,8 +91,10 @@ QMKVDS_CTX* qmkvds_open(QMKVD_CTX* ctx, int32_t stream, int32_t* err) {
   s->cluster = QMKVD_CLUSTER_STATE();
   s->cluster.first_data_pos = ctx->first_cluster.pos.data_pos;
   s->cluster.first_size = ctx->first_cluster.pos.size;
+  s->cluster.first_unknown_size = ctx->first_cluster.unknown_size;
   s->cluster.data_pos = s->cluster.first_data_pos;
   s->cluster.size = s->cluster.first_size;
+  s->cluster.unknown_size = s->cluster.first_unknown_size;
   if (parse_cluster(s->mfal, s->fp, &s->cluster) != 0) {
     DropFile(s);
     return nullptr;

@@ -240,14 +240,20 @@ struct QMKVD_FIRST_CLUSTER {
   QMKVD_ELEMENT_POS pos;
   int64_t current_data_pos;
   uint32_t current_size;
+  uint8_t unknown_size;  // its size field is EBML's unknown size (a live recording)
 };
 
 // A stream's cluster cursor.
 struct QMKVD_CLUSTER_STATE {
   int64_t data_pos;
   uint32_t size;
+  // The size field was EBML's unknown size: the Cluster runs to the next element that can only
+  // stand at the Segment's level (another Cluster, Cues, Tags, ...) or to the end of the data,
+  // and `size` means nothing.
+  uint8_t unknown_size;
   int64_t first_data_pos;
   uint32_t first_size;
+  uint8_t first_unknown_size;
   int64_t block_pos;
   uint32_t blockgroup_size;
   uint32_t simpleblock_size;
@@ -273,6 +279,7 @@ struct QMKVD_CLUSTER {
   int64_t data_pos;
   int64_t time;  // ns
   uint32_t size;
+  uint8_t unknown_size;
 };
 
 struct QMKVD_CTX;

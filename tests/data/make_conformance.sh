@@ -35,6 +35,7 @@
 # pcm_ffmpeg.mka               ffmpeg    PCM u8, s16le, s24le, s32le, f32le, s16be, s24be,
 #                                        s32be, one track each with language and name
 # cover_art_mkvmerge.mka       mkvmerge  FLAC with three attachments: a font, a PNG, a JPEG cover
+# unknown_clusters_ffmpeg.mkv  (rewrite) h264_ffmpeg.mkv with every Cluster of unknown size
 # pcm_mkvmerge.mka             mkvmerge  PCM u8, s16le, s24le, s32le, f32le from WAV and the
 #                                        big-endian ones from pcm_ffmpeg.mka; audio only, so
 #                                        TimestampScale is not 1 ms
@@ -248,6 +249,26 @@ mkv -o "$out/pcm_mkvmerge.mka" \
 
 ff -i "$tmp/vp9.webm" -i "$tmp/a.opus" -map 0:v -map 1:a -c copy "${bitexact[@]}" \
   -f webm "$out/vp9_opus.webm"
+
+# --- Clusters of unknown size ---------------------------------------------------------------------
+# No muxer here writes them (see README.md), so h264_ffmpeg.mkv is rewritten: every Cluster's
+# 2-byte size field becomes the 2-byte unknown size (7f ff). Nothing moves, so its Cues and
+# CRC-32 elements stay right, and ffprobe reads the same packets from it.
+python3 - "$out/h264_ffmpeg.mkv" "$out/unknown_clusters_ffmpeg.mkv" <<'PY'
+import sys
+data = bytearray(open(sys.argv[1], 'rb').read())
+at, count = 0, 0
+while True:
+    at = data.find(bytes.fromhex('1f43b675'), at)
+    if at < 0:
+        break
+    assert data[at + 4] & 0xC0 == 0x40, 'a Cluster size that is not 2 bytes wide'
+    data[at + 4:at + 6] = b'\x7f\xff'
+    at += 6
+    count += 1
+open(sys.argv[2], 'wb').write(data)
+print('unknown_clusters_ffmpeg.mkv: %d Clusters of unknown size' % count)
+PY
 
 # --- Damaged copies -------------------------------------------------------------------------------
 # Each source cut inside its header (200 bytes) and at 10, 50 and 90 % of its size, and copied

@@ -1,0 +1,134 @@
+// Clusters whose size is EBML's unknown size, as live recordings write them: each runs to the
+// next element that can only stand at the Segment's level, or to the end of the data. Read
+// through the plug-in: every frame, seeks by the cues and by crawling, and a recording cut off
+// inside its last Cluster.
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <vector>
+
+#include "mkv_shapes.h"
+#include "plugin_harness.h"
+
+namespace mkvtest {
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+using android::SEEK_NEXT_SYNC;
+using android::SEEK_PREVIOUS_SYNC;
+
+enum : uint32_t { kTimecode = 0xE7, kVoid = 0xEC, kTags = 0x1254C367 };
+const Bytes kIntra = {0, 0, 1, 0xB6, 0x00, 0x11};  // MPEG-4 part 2 VOPs: intra, predicted
+const Bytes kPredicted = {0, 0, 1, 0xB6, 0x40, 0x22};
+
+Element SecondCluster(int second, int size_width) {
+  // A Void before the blocks: a child of the Cluster that is not a block and not its end.
+  std::vector<Element> children = {Uint(kTimecode, 1000u * second), Binary(kVoid, {0, 0, 0})};
+  for (int k = 0; k < 5; ++k) {
+    children.push_back(SimpleBlock(1, static_cast<int16_t>(200 * k), k == 0 ? 0x80 : 0,
+                                   k == 0 ? kIntra : kPredicted));
+  }
+  Element cluster = Cluster(children);
+  if (size_width > 0) cluster.SizeWidth(size_width);
+  return std::move(cluster).UnknownSize();
+}
+
+// An unknown-size Segment: a SeekHead (naming the Cues when there are any: the header walk
+// cannot step over a Cluster of unknown size to find them), Info, Tracks, then four one-second
+// Clusters of unknown size (size fields of 1 and 8 bytes), the Cues, and Tags at the end.
+Bytes LiveFile(bool with_cues) {
+  const uint32_t kCuesId = 0x1C53BB6B;
+  uint64_t cues_at = 0xFFFF;  // a placeholder of the real value's width
+  for (int pass = 0; pass < 2; ++pass) {
+    std::vector<Element> children;
+    if (with_cues) children.push_back(SeekHead({SeekEntry(kCuesId, cues_at)}));
+    children.push_back(Info({Uint(0x2AD7B1, 1000000), Float(0x4489, 4000.0, 8)}));
+    children.push_back(Tracks({VideoTrack(1, {}, "V_MPEG4/ISO/ASP")}));
+    std::vector<uint64_t> at;
+    for (int i = 0; i < 4; ++i) {
+      at.push_back(EncodedSize(children));
+      children.push_back(SecondCluster(i, i % 2 ? 8 : 0));
+    }
+    if (with_cues) {
+      cues_at = EncodedSize(children);
+      std::vector<Element> points;
+      for (int i = 0; i < 4; ++i) points.push_back(CuePoint(1000u * i, 1, at[i], 4));
+      children.push_back(Cues(points));
+    }
+    children.push_back(Master(kTags, {}));
+    if (pass == 1 || !with_cues) {
+      return Serialize({EbmlHeader(), Segment(children).UnknownSize()});
+    }
+  }
+  return {};
+}
+
+std::unique_ptr<PluginTrack> Start(Plugin* plugin) {
+  EXPECT_TRUE(plugin->Open());
+  std::unique_ptr<PluginTrack> track = plugin->Track(0);
+  EXPECT_NE(track, nullptr);
+  if (track) {
+    EXPECT_EQ(track->Start(), AMEDIA_OK);
+  }
+  return track;
+}
+
+class UnknownClusters : public ::testing::TestWithParam<bool> {};
+
+TEST_P(UnknownClusters, EveryFrameOfEveryClusterIsRead) {
+  Plugin plugin(LiveFile(GetParam()));
+  std::unique_ptr<PluginTrack> track = Start(&plugin);
+  ASSERT_NE(track, nullptr);
+  std::vector<Packet> packets;
+  EXPECT_EQ(track->ReadAll(&packets), AMEDIA_ERROR_END_OF_STREAM);
+  ASSERT_EQ(packets.size(), 20u);
+  for (size_t i = 0; i < packets.size(); ++i) {
+    EXPECT_EQ(packets[i].time_us, static_cast<int64_t>(200000 * i)) << i;
+    EXPECT_EQ(packets[i].bytes, i % 5 == 0 ? kIntra : kPredicted) << i;
+    EXPECT_EQ(packets[i].sync, i % 5 == 0 ? 1 : 0) << i;
+  }
+}
+
+// By the cues, straight to a Cluster of unknown size; without them, by crawling Clusters whose
+// ends are found by walking their children. Forward and back.
+TEST_P(UnknownClusters, SeeksLandInClustersOfUnknownSize) {
+  const bool cues = GetParam();
+  Plugin plugin(LiveFile(cues));
+  std::unique_ptr<PluginTrack> track = Start(&plugin);
+  ASSERT_NE(track, nullptr);
+  Packet p;
+  ASSERT_EQ(track->Seek(2500000, SEEK_NEXT_SYNC, &p), AMEDIA_OK);
+  EXPECT_EQ(p.time_us, 3000000);
+  ASSERT_EQ(track->Seek(1500000, SEEK_PREVIOUS_SYNC, &p), AMEDIA_OK);
+  EXPECT_EQ(p.time_us, cues ? 1000000 : 2000000);  // without cues the crawl goes forward
+  ASSERT_EQ(track->Read(&p), AMEDIA_OK);
+  EXPECT_EQ(p.time_us, cues ? 1200000 : 2200000);
+  ASSERT_EQ(track->Seek(3900000, SEEK_NEXT_SYNC, &p), AMEDIA_ERROR_END_OF_STREAM);
+}
+
+INSTANTIATE_TEST_SUITE_P(Cues, UnknownClusters, ::testing::Bool(),
+                         [](const ::testing::TestParamInfo<bool>& info) {
+                           return std::string(info.param ? "WithCues" : "WithoutCues");
+                         });
+
+// A live recording cut off inside a block of its last Cluster (no Cues, no Tags): every
+// whole frame before the cut, then the end of the stream.
+TEST(UnknownClustersCut, TheFramesBeforeTheCutThenTheEnd) {
+  std::vector<Element> children = {Info({Uint(0x2AD7B1, 1000000)}),
+                                   Tracks({VideoTrack(1, {}, "V_MPEG4/ISO/ASP")}),
+                                   SecondCluster(0, 0), SecondCluster(1, 8)};
+  Bytes bytes = Serialize({EbmlHeader(), Segment(children).UnknownSize()});
+  for (size_t cut : {size_t{3}, size_t{15}}) {  // inside the last block; inside the one before
+    SCOPED_TRACE(cut);
+    Plugin plugin(Bytes(bytes.begin(), bytes.end() - static_cast<std::ptrdiff_t>(cut)));
+    std::unique_ptr<PluginTrack> track = Start(&plugin);
+    ASSERT_NE(track, nullptr);
+    std::vector<Packet> packets;
+    EXPECT_EQ(track->ReadAll(&packets), AMEDIA_ERROR_END_OF_STREAM);
+    EXPECT_EQ(packets.size(), cut == 3 ? 9u : 8u);
+    for (const Packet& p : packets) EXPECT_EQ(p.bytes.size(), kIntra.size());
+  }
+}
+
+}  // namespace
+}  // namespace mkvtest
