@@ -144,10 +144,8 @@ class QMKVSource : public MediaTrackHelper {
 
   pthread_mutex_t mLock;
   AMediaFormat* mFormat;
-  DataSourceHelper* mDataSource;
   sp<QMKVDSF> mHolder;
   MediaBufferHelper* mBuffer;
-  int32_t mTrackIndex;
   int32_t mStreamType;
   uint32_t mCodec;
   QMKVDS_CTX* mStreamHandle;
