@@ -2,7 +2,7 @@
 # Installs what building and testing need on a Debian machine, skipping what is already there.
 set -euo pipefail
 
-packages=(cmake ninja-build g++ googletest g++-arm-linux-gnueabihf qemu-user)
+packages=(cmake ninja-build g++ googletest g++-arm-linux-gnueabihf qemu-user clang libclang-rt-14-dev)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
