@@ -29,6 +29,17 @@ if(QMKV_TSAN)
   add_link_options(-fsanitize=thread)
 endif()
 
+# The fuzz flavour: everything instrumented for libFuzzer's coverage and for both sanitizers;
+# only the fuzz targets link libFuzzer itself (fuzz/CMakeLists.txt).
+if(QMKV_FUZZ)
+  if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    message(FATAL_ERROR "QMKV_FUZZ needs clang (CC=clang CXX=clang++)")
+  endif()
+  add_compile_options(-fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=all
+                      -fno-omit-frame-pointer -g)
+  add_link_options(-fsanitize=address,undefined -fno-sanitize-recover=all)
+endif()
+
 function(qmkv_apply_flags target)
   target_compile_options(${target} PRIVATE ${QMKV_WARNINGS})
 endfunction()

@@ -169,10 +169,8 @@ class QMKVSource : public MediaTrackHelper {
   // The source's own copy of the track's format: the framework may free the extractor, and the
   // formats it owns, while the source still reads.
   AMediaFormat* mFormat;
-  DataSourceHelper* mDataSource;
   sp<QMKVDSF> mHolder;
   MediaBufferHelper* mBuffer;
-  int32_t mTrackIndex;
   int32_t mStreamType;
   uint32_t mCodec;
   QMKVDS_CTX* mStreamHandle;

@@ -73,13 +73,13 @@ uint32_t DepthIndex(uint32_t bits) {
 
 }  // namespace
 
-QMKVSource::QMKVSource(AMediaFormat* format, DataSourceHelper* source, sp<QMKVDSF> holder,
+// The track reads through the stream handle's own file handle (the holder's data source), so the
+// data source passed in is not kept.
+QMKVSource::QMKVSource(AMediaFormat* format, DataSourceHelper* /*source*/, sp<QMKVDSF> holder,
                        int32_t index)
     : mFormat(AMediaFormat_new()),
-      mDataSource(source),
       mHolder(holder),
       mBuffer(nullptr),
-      mTrackIndex(index),
       mStreamType(0),
       mCodec(0),
       mStreamHandle(nullptr),

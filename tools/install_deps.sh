@@ -2,7 +2,8 @@
 # Installs what building and testing need on a Debian machine, skipping what is already there.
 set -euo pipefail
 
-packages=(cmake ninja-build g++ googletest g++-arm-linux-gnueabihf qemu-user libwebm-dev ffmpeg python3)
+packages=(cmake ninja-build g++ googletest g++-arm-linux-gnueabihf qemu-user libwebm-dev ffmpeg
+          python3 clang libclang-rt-14-dev)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
