@@ -386,26 +386,7 @@ TEST(PluginFormats, UnparsableVideoConfigurationIsMarked) {
   EXPECT_EQ(one.format.Int32(AMEDIAFORMAT_KEY_MAX_INPUT_SIZE), 0x180000);
 }
 
-enum : uint32_t {
-  kColour = 0x55B0,
-  kMatrix = 0x55B1,
-  kRange = 0x55B9,
-  kTransfer = 0x55BA,
-  kPrimaries = 0x55BB,
-  kMaxCll = 0x55BC,
-  kMaxFall = 0x55BD,
-  kMastering = 0x55D0,
-  kRx = 0x55D1,
-  kRy = 0x55D2,
-  kGx = 0x55D3,
-  kGy = 0x55D4,
-  kBx = 0x55D5,
-  kBy = 0x55D6,
-  kWx = 0x55D7,
-  kWy = 0x55D8,
-  kLumMax = 0x55D9,
-  kLumMin = 0x55DA,
-};
+using namespace colour_id;  // NOLINT: the element IDs read best unqualified here
 
 OneFormat ColourFormat(std::vector<Element> colour) {
   return OneFormat(

@@ -243,6 +243,16 @@ class Checker:
             self.failures += 1
         print("%-40s track %-2s %-22s %-6s %s" % (name, track, codec, status, detail), flush=True)
 
+    def extract(self, name, path, index, codec, out):
+        """qmkvprobe --extract of one track into out; False (and a FAIL line) when it fails."""
+        extracted = run([self.probe, "--extract", str(index), out, path])
+        if extracted.returncode != 0:
+            self.say(name, index, codec, "FAIL",
+                     "qmkvprobe --extract: status %d: %s" %
+                     (extracted.returncode, last_line(extracted.stderr)))
+            return False
+        return True
+
     def check_file(self, path, workdir):
         name = os.path.relpath(path, ROOT) if path.startswith(ROOT + os.sep) else path
         probed = run([self.probe, "--json", path])
@@ -311,11 +321,7 @@ class Checker:
         codec = "pcm " + pcm_format
         out = os.path.join(self.keep or workdir,
                            "%s.track%d.%s" % (os.path.basename(path), index, pcm_format))
-        extracted = run([self.probe, "--extract", str(index), out, path])
-        if extracted.returncode != 0:
-            self.say(name, index, codec, "FAIL",
-                     "qmkvprobe --extract: status %d: %s" %
-                     (extracted.returncode, last_line(extracted.stderr)))
+        if not self.extract(name, path, index, codec, out):
             return
         try:
             original = converted_pcm(self.ffmpeg, path, stream, pcm_format, pcm_codec)
@@ -354,11 +360,7 @@ class Checker:
         out = os.path.join(self.keep or workdir, base)
         if demuxer == "ogg":
             out += ".raw"
-        extracted = run([self.probe, "--extract", str(index), out, path])
-        if extracted.returncode != 0:
-            self.say(name, index, codec, "FAIL",
-                     "qmkvprobe --extract: status %d: %s" %
-                     (extracted.returncode, last_line(extracted.stderr)))
+        if not self.extract(name, path, index, codec, out):
             return
         if demuxer == "ogg":
             ogg = out[:-len(".raw")]
