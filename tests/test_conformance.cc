@@ -39,8 +39,8 @@ using qmkvtools::Md5Hex;
 const char kRuleStartCodes[] =
     "AVC and HEVC frames come out with each NAL length field replaced by 00 00 00 01";
 const char kRuleTextNul[] = "a text frame carries one trailing NUL (decoders take a C string)";
-const char kRuleTextGap[] =
-    "a text track hands out an empty frame (duration -1) where no cue is due for half a second";
+// Also: a text track hands out an empty frame (duration -1) where no cue is due for half a
+// second; the comparison steps over those.
 const char kRulePcm[] =
     "PCM comes out little-endian in the published encoding (16-bit or float), converted";
 const char kRuleWholeBlock[] =
@@ -262,7 +262,7 @@ class TrackCheck {
       const Packet& p = t_.packets[i];
       std::vector<uint8_t> bytes = p.bytes;
       if (text) {
-        if (bytes.empty() && p.duration_us == -1) continue;  // kRuleTextGap
+        if (bytes.empty() && p.duration_us == -1) continue;  // the empty frame of a gap
         if (bytes.empty() || bytes.back() != 0) {
           return Describe(p, i) + ": no trailing NUL (" + kRuleTextNul + ")";
         }

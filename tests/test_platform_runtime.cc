@@ -44,7 +44,8 @@ TEST(PlatformRefBase, LastStrongReferenceDeletes) {
     EXPECT_TRUE(c == a && c != nullptr);
     EXPECT_EQ(a->getStrongCount(), 2);
     a.clear();
-    c = c;  // self-assignment keeps the object
+    sp<Counted>& same = c;
+    c = same;  // self-assignment keeps the object
     EXPECT_EQ(c->getStrongCount(), 1);
     EXPECT_EQ(g_events, std::vector<std::string>{"a first"});
   }

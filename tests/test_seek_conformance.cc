@@ -30,9 +30,8 @@ const char kRuleCrawlForward[] =
     "without Cues every seek walks forward to the first key frame at or after the time";
 const char kRuleClosestIsPrevious[] =
     "closest is served as previous sync: the decoder runs on from the key frame to the time";
-const char kRuleLastTrackPositions[] =
-    "a CuePoint keeps only its last CueTrackPositions, so a key frame cued together with a later "
-    "track's position has no cue";
+// Also: a CuePoint keeps only its last CueTrackPositions, so a key frame cued together with a
+// later track's position has no cue.
 const char kRuleNoDuration[] =
     "a Segment without Duration counts as one tick long, and a seek past the duration ends the "
     "stream";
