@@ -65,10 +65,10 @@ void SwapToLittleEndian(uint8_t* d, uint32_t size, uint32_t bits) {
   }
 }
 
-// 0 to 3 for 8, 16, 24 and 32 bits; anything else lands far above.
+// 0 to 3 for 8, 16, 24 and 32 bits; anything else is above 3.
 uint32_t DepthIndex(uint32_t bits) {
-  const uint32_t v = bits - 8;
-  return (v >> 3) | (v << 29);
+  if (bits < 8 || bits > 32 || bits % 8 != 0) return 4;
+  return bits / 8 - 1;
 }
 
 }  // namespace
@@ -265,8 +265,9 @@ media_status_t QMKVSource::setMetaLocked(uint32_t size, int64_t time, int64_t en
       ++size;
     }
   }
-  if (!duration_known && time < end) {
-    AMediaFormat_setInt64(meta, AMEDIAFORMAT_KEY_DURATION, (end - time) / 10);
+  int64_t length = 0;
+  if (!duration_known && time < end && !__builtin_sub_overflow(end, time, &length)) {
+    AMediaFormat_setInt64(meta, AMEDIAFORMAT_KEY_DURATION, length / 10);
   }
   if (mCodec == QCMN_TAG_VORBIS || mCodec == kVorbisWaveTag) {
     int32_t rate = 0;
@@ -276,7 +277,7 @@ media_status_t QMKVSource::setMetaLocked(uint32_t size, int64_t time, int64_t en
       return failLocked(AMEDIA_ERROR_MALFORMED);
     }
     const int64_t now = time / 10;
-    if (now < duration && rate > 0) {
+    if (now >= 0 && now < duration && rate > 0) {
       // The samples left to the end of the track; saturated, a hostile duration cannot wrap.
       const int64_t left_us = duration - now;
       const int64_t samples = left_us > INT64_MAX / rate ? INT32_MAX : left_us * rate / 1000000;

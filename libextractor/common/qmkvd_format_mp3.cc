@@ -94,7 +94,8 @@ bool SkipLacing(const ProbeFile& f, uint8_t flags, uint32_t budget) {
   for (uint32_t sizes = 0; sizes < count;) {
     if (lacing == kLacingXiph) {
       uint8_t b = 0;
-      if (budget-- == 0 || !ReadByte(f, &b)) return false;
+      if (budget == 0 || !ReadByte(f, &b)) return false;
+      --budget;
       if (b != 255) ++sizes;
     } else {
       uint32_t value = 0;

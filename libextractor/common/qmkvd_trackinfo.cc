@@ -40,15 +40,19 @@ void SetLanguageAndName(const QMKVD_TRACK& t, Info* info) {
 // Frames in the Segment's duration at the track's default duration, truncated to 32 bits.
 uint32_t FrameCount(const QMKVD_CTX* ctx, const QMKVD_TRACK& t) {
   if (t.default_duration == 0) return 0;
-  const uint64_t duration_ns = ctx->info.duration_int * ctx->info.timecode_scale;
+  uint64_t duration_ns = 0;
+  if (__builtin_mul_overflow(ctx->info.duration_int, ctx->info.timecode_scale, &duration_ns)) {
+    duration_ns = UINT64_MAX;
+  }
   return static_cast<uint32_t>(duration_ns / t.default_duration);
 }
 
-// width * height * 3 / 2 as 32-bit arithmetic gives it (the product wraps instead of
-// overflowing).
+// width * height * 3 / 2, the size of a 4:2:0 picture; a picture too large for 32 bits gets the
+// largest size that fits.
 int32_t MaxFrameSize(uint32_t width, uint32_t height) {
-  const int32_t pixels3 = static_cast<int32_t>(width * height * 3u);
-  return pixels3 / 2;
+  const uint64_t pixels = static_cast<uint64_t>(width) * height;  // below 2^64
+  if (pixels > INT32_MAX / 3) return INT32_MAX / 2;
+  return static_cast<int32_t>(pixels * 3 / 2);
 }
 
 // A stream form: the handle's own checks, then the file form on its context.

@@ -74,9 +74,8 @@ bool ReadBlockHeader(QMKVDS_CTX* s, const QMKVD_BLOCK_LOCATOR* loc, QMKVD_BLOCK*
 }
 
 int64_t BlockTime(const QMKVDS_CTX* s, int16_t relative) {
-  const uint64_t ticks =
-      s->cluster.timecode + static_cast<uint64_t>(static_cast<int64_t>(relative));
-  return static_cast<int64_t>(ticks * s->timecode_scale) / 100;
+  return qmkvd_ticks_to_ns(qmkvd_block_ticks(s->cluster.timecode, relative), s->timecode_scale) /
+         100;
 }
 
 }  // namespace
@@ -113,9 +112,7 @@ int32_t get_blockgroup(QMKVDS_CTX* s, QMKVD_BLOCK* block) {
     if (!have_first) {
       have_first = true;
       first_time = block->time;
-    } else if (block->time > first_time &&
-               static_cast<uint64_t>(block->time) - static_cast<uint64_t>(first_time) >
-                   static_cast<uint64_t>(span)) {
+    } else if (qmkvd_time_sub(block->time, first_time) > span) {
       if (s->kind != kTrackText) return QMKVD_END;
       // A subtitle's own block ends the wait too, and is then delivered: only a block of
       // another track stands for "nothing due", or the cue it ends the wait with would be lost.
@@ -136,8 +133,7 @@ int64_t qmkvd_time_block(QMKVDS_CTX* s, const QMKVD_BLOCK* block) {
   s->block_time = t;
   int64_t duration = s->frame_duration;
   if (s->kind == kTrackText && block->duration != 0) {
-    duration =
-        static_cast<int64_t>(static_cast<uint64_t>(block->duration) * s->timecode_scale / 100);
+    duration = qmkvd_ticks_to_time(block->duration, s->timecode_scale);
   }
   s->block_end_time = qmkvd_time_add(t, duration);
   return t;

@@ -7,6 +7,7 @@
 #include "demux/qmkvd_limits.h"
 #include "demux/qmkvd_status.h"
 #include "demux/qmkvd_walk.h"
+#include "demux/qmkvd_util.h"
 
 namespace {
 
@@ -90,9 +91,8 @@ bool FirstBlockTime(const QMKVDS_CTX* s, int64_t* time_ns) {
   if (qmkvd_ebml_get_len32(s->mfal, s->fp, &track) != 0) return false;
   if (s->mfal->read(s->fp, timecode, 2) != 2) return false;
   const int16_t relative = static_cast<int16_t>((timecode[0] << 8) | timecode[1]);
-  const uint64_t ticks =
-      s->cluster.timecode + static_cast<uint64_t>(static_cast<int64_t>(relative));
-  *time_ns = static_cast<int64_t>(ticks * s->owner->info.timecode_scale);
+  *time_ns = qmkvd_ticks_to_ns(qmkvd_block_ticks(s->cluster.timecode, relative),
+                               s->owner->info.timecode_scale);
   return true;
 }
 

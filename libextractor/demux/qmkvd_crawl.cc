@@ -97,9 +97,8 @@ int32_t ReadBlockHeader(QMKVDS_CTX* s, const QMKVD_BLOCK_LOCATOR& loc, uint32_t*
   if (qmkvd_ebml_get_len32(s->mfal, s->fp, track) != 0) return QMKVD_ERR_READ;
   if (s->mfal->read(s->fp, timecode, 2) != 2) return QMKVD_ERR_READ;
   const int16_t relative = static_cast<int16_t>((timecode[0] << 8) | timecode[1]);
-  const uint64_t ticks =
-      s->cluster.timecode + static_cast<uint64_t>(static_cast<int64_t>(relative));
-  *time_ns = static_cast<int64_t>(ticks * s->owner->info.timecode_scale);
+  *time_ns = qmkvd_ticks_to_ns(qmkvd_block_ticks(s->cluster.timecode, relative),
+                               s->owner->info.timecode_scale);
   return QMKVD_OK;
 }
 

@@ -5,6 +5,7 @@
 #include "demux/qmkvd_seek.h"
 #include "demux/qmkvd_status.h"
 #include "demux/qmkvd_stream.h"
+#include "demux/qmkvd_util.h"
 
 namespace {
 
@@ -13,9 +14,6 @@ const uint32_t kEntryBytes = 16;
 const size_t kFlagsOffset = 0;
 const size_t kTimeOffset = 8;
 
-int64_t TicksToTime(const QMKVD_CTX* ctx, uint64_t ticks) {
-  return static_cast<int64_t>(ticks * ctx->info.timecode_scale) / 100;
-}
 
 void WriteEntry(uint8_t* out, int64_t time) {
   const uint32_t flags = 0;
@@ -42,7 +40,7 @@ int32_t qmkvds_get_idx_table(QMKVDS_CTX* s, void* buffer, int32_t buffer_size, u
   if (buffer_size < 0 || static_cast<uint64_t>(buffer_size) < bytes) return QMKVD_ERR_SMALL;
   uint8_t* out = static_cast<uint8_t*>(buffer);
   for (uint32_t i = 0; i < table.count; ++i, out += kEntryBytes) {
-    WriteEntry(out, TicksToTime(s->owner, table.entries[i].time));
+    WriteEntry(out, qmkvd_ticks_to_time(table.entries[i].time, s->owner->info.timecode_scale));
   }
   return QMKVD_OK;
 }

@@ -27,10 +27,6 @@ int32_t Search(int32_t n, TimeOf time_of, int64_t time, uint32_t mode) {
   return candidate;
 }
 
-int64_t TicksToTime(uint64_t ticks, uint32_t timecode_scale) {
-  return static_cast<int64_t>(ticks * timecode_scale) / 100;
-}
-
 int32_t Count(uint32_t count) {
   return count > INT32_MAX ? INT32_MAX : static_cast<int32_t>(count);
 }
@@ -42,7 +38,7 @@ int32_t qmkvd_get_searchidx(const QMKVD_CTX* ctx, void*, int64_t time, uint32_t 
   if (!cues.entries) return -1;
   const uint32_t scale = ctx->info.timecode_scale;
   return Search(
-      Count(cues.count), [&](int32_t i) { return TicksToTime(cues.entries[i].time, scale); }, time,
+      Count(cues.count), [&](int32_t i) { return qmkvd_ticks_to_time(cues.entries[i].time, scale); }, time,
       mode);
 }
 
@@ -51,6 +47,6 @@ int32_t qmkvd_get_searchidx2(const QMKVD_CTX* ctx, void*, int64_t time,
   if (!seek->entries) return -1;
   const uint32_t scale = ctx->info.timecode_scale;
   return Search(
-      Count(seek->count), [&](int32_t i) { return TicksToTime(seek->entries[i].time, scale); },
+      Count(seek->count), [&](int32_t i) { return qmkvd_ticks_to_time(seek->entries[i].time, scale); },
       time, mode);
 }

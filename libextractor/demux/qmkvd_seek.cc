@@ -12,6 +12,7 @@
 #include "demux/qmkvd_status.h"
 #include "demux/qmkvd_stream.h"
 #include "demux/qmkvd_walk.h"
+#include "demux/qmkvd_util.h"
 
 namespace {
 
@@ -61,9 +62,6 @@ int64_t CueTarget(const QMKVD_CTX* ctx, uint64_t cluster_pos) {
   return qmkvd_pos_add(ctx->seek.segment_base, cluster_pos);
 }
 
-int64_t TicksToTime(const QMKVD_CTX* ctx, uint64_t ticks) {
-  return static_cast<int64_t>(ticks * ctx->info.timecode_scale) / 100;
-}
 
 // --- Read state
 // -----------------------------------------------------------------------------------
@@ -151,7 +149,7 @@ int32_t Jump(QMKVDS_CTX* s, int32_t index, uint32_t mode, int64_t* out) {
   uint64_t cluster_pos = 0;
   // The shared index may come from another stream's table, which can be longer than this one.
   if (!EntryAt(s, index, &ticks, &cluster_pos)) return QMKVD_ERR_UNUSABLE;
-  const int64_t time = TicksToTime(s->owner, ticks);
+  const int64_t time = qmkvd_ticks_to_time(ticks, s->owner->info.timecode_scale);
   SetOut(out, time);
   Header h;
   const int64_t target = CueTarget(s->owner, cluster_pos);

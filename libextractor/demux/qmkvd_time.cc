@@ -7,9 +7,9 @@
 int64_t get_time_pts(QMKVDS_CTX* s, uint64_t cluster_timecode, int16_t relative_timecode) {
   if (!s || s->check != QMKVDS_CHECK) return QMKVD_ERR_HANDLE;
   if (!s->open) return QMKVD_ERR_NOT_FOUND;
-  uint64_t ticks =
-      cluster_timecode + static_cast<uint64_t>(static_cast<int64_t>(relative_timecode));
-  return static_cast<int64_t>(ticks * s->timecode_scale / 100u);
+  return qmkvd_ticks_to_ns(qmkvd_block_ticks(cluster_timecode, relative_timecode),
+                           s->timecode_scale) /
+         100;
 }
 
 // Decoding-order times: frames are numbered and spaced by the default duration, so B-frame

@@ -38,18 +38,46 @@ static inline uint32_t qmkvd_double_to_u32(double d) {
   return static_cast<uint32_t>(d);
 }
 
-// Time arithmetic on values derived from the file: two's-complement wrap instead of signed
-// overflow, as the 32-bit target's registers do.
+// Time arithmetic on values derived from the file. A hostile timecode, scale or duration can
+// push a time past the 64-bit range; the result then saturates at the range's end, so a time is
+// far off but never wraps (a device build traps on any wrap-around or signed overflow).
 static inline int64_t qmkvd_time_add(int64_t a, int64_t b) {
-  return static_cast<int64_t>(static_cast<uint64_t>(a) + static_cast<uint64_t>(b));
+  int64_t sum;
+  if (__builtin_add_overflow(a, b, &sum)) return b > 0 ? INT64_MAX : INT64_MIN;
+  return sum;
 }
 
 static inline int64_t qmkvd_time_sub(int64_t a, int64_t b) {
-  return static_cast<int64_t>(static_cast<uint64_t>(a) - static_cast<uint64_t>(b));
+  int64_t difference;
+  if (__builtin_sub_overflow(a, b, &difference)) return b < 0 ? INT64_MAX : INT64_MIN;
+  return difference;
 }
 
 static inline int64_t qmkvd_time_mul(int64_t a, int64_t b) {
-  return static_cast<int64_t>(static_cast<uint64_t>(a) * static_cast<uint64_t>(b));
+  int64_t product;
+  if (__builtin_mul_overflow(a, b, &product)) return (a < 0) != (b < 0) ? INT64_MIN : INT64_MAX;
+  return product;
+}
+
+static inline int64_t qmkvd_clamp_to_i64(uint64_t value) {
+  return value > static_cast<uint64_t>(INT64_MAX) ? INT64_MAX : static_cast<int64_t>(value);
+}
+
+// A block's place in ticks: its Cluster's Timecode plus the block's signed offset. A block that
+// would stand before the start of the file is taken to be at its start.
+static inline int64_t qmkvd_block_ticks(uint64_t cluster_timecode, int16_t relative) {
+  const int64_t ticks = qmkvd_time_add(qmkvd_clamp_to_i64(cluster_timecode), relative);
+  return ticks < 0 ? 0 : ticks;
+}
+
+// Ticks (Cluster, block and cue times, durations) to nanoseconds and to the demuxer's 100-ns
+// units, by the Segment's TimecodeScale (nanoseconds per tick).
+static inline int64_t qmkvd_ticks_to_ns(int64_t ticks, uint64_t ns_per_tick) {
+  return qmkvd_time_mul(ticks, qmkvd_clamp_to_i64(ns_per_tick));
+}
+
+static inline int64_t qmkvd_ticks_to_time(uint64_t ticks, uint64_t ns_per_tick) {
+  return qmkvd_ticks_to_ns(qmkvd_clamp_to_i64(ticks), ns_per_tick) / 100;
 }
 
 // Grows a calloc'd array holding `count` entries to *capacity + step entries. The old array is
