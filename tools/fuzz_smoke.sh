@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Builds the fuzz flavour (clang, libFuzzer, AddressSanitizer, UndefinedBehaviorSanitizer) in
+# Builds the fuzz flavour (clang, libFuzzer, AddressSanitizer, UndefinedBehaviorSanitizer, and
+# the device's integer-overflow traps on the plug-in library) in
 # build/fuzz and runs each fuzz target for a while, one after the other on one core, from its
 # seeds and regression inputs. Any crash, leak, sanitizer report or input slower than a second
 # fails the run; the input is left in build/fuzz/artifacts/.
@@ -15,7 +16,7 @@ dir=build/fuzz
 echo "=== fuzz: configure and build"
 mkdir -p build
 if ! CC=clang CXX=clang++ cmake -S . -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=Release \
-     -DQMKV_FUZZ=ON -DQMKV_BUILD_TESTS=OFF >"$dir.configure.log" 2>&1; then
+     -DQMKV_FUZZ=ON -DQMKV_DEVICE=TRAP -DQMKV_BUILD_TESTS=OFF >"$dir.configure.log" 2>&1; then
   cat "$dir.configure.log"; exit 1
 fi
 targets=(plugin demux codec_config nal)
