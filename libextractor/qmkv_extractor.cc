@@ -16,17 +16,39 @@ namespace android {
 
 namespace {
 
-// The EBML DocType element with a one-byte size and the value "matroska". "webm" files are
-// left to the extractors that serve them.
-const uint8_t kSniffPattern[] = {0x42, 0x82, 0x88, 'm', 'a', 't', 'r', 'o', 's', 'k', 'a'};
+// The EBML DocType element with a one-byte size and the value "matroska", which EBML allows to
+// be padded with NULs (GStreamer writes "matroska\0"). "webm" files are left to the extractors
+// that serve them.
+const uint8_t kDocTypeId[] = {0x42, 0x82};
+const char kMatroska[] = "matroska";
+constexpr size_t kMatroskaLength = sizeof(kMatroska) - 1;
+constexpr uint8_t kOneByteSizeMarker = 0x80;
 const char* kExtensions[] = {"mkv", "mka", nullptr};
 constexpr size_t kSniffBytes = 128;
-// The last start tried is 116: the pattern's last byte then sits at 126.
+// The last start tried is 116: an unpadded DocType's last byte then sits at 126.
 constexpr size_t kSniffLastStart = 116;
 constexpr uint32_t kPauseOnly = MediaExtractorPluginHelper::CAN_PAUSE;
 constexpr uint32_t kAllFlags =
     MediaExtractorPluginHelper::CAN_SEEK_BACKWARD | MediaExtractorPluginHelper::CAN_SEEK_FORWARD |
     MediaExtractorPluginHelper::CAN_PAUSE | MediaExtractorPluginHelper::CAN_SEEK;
+
+// Whether `element` (the bytes from a candidate start to the end of what was read) begins with
+// the DocType "matroska", padded or not.
+bool IsMatroskaDocType(const uint8_t* element, size_t available) {
+  const size_t header = sizeof(kDocTypeId) + 1;
+  if (available < header + kMatroskaLength) return false;
+  if (memcmp(element, kDocTypeId, sizeof(kDocTypeId)) != 0) return false;
+  const uint8_t size_byte = element[sizeof(kDocTypeId)];
+  if ((size_byte & kOneByteSizeMarker) == 0) return false;
+  const size_t length = size_byte & ~kOneByteSizeMarker;
+  if (length < kMatroskaLength || length > available - header) return false;
+  const uint8_t* value = element + header;
+  if (memcmp(value, kMatroska, kMatroskaLength) != 0) return false;
+  for (size_t i = kMatroskaLength; i < length; ++i) {
+    if (value[i] != 0) return false;
+  }
+  return true;
+}
 
 }  // namespace
 
@@ -43,7 +65,7 @@ CreatorFunc Sniff(CDataSource* source, float* confidence, void** /*meta*/,
     return nullptr;
   }
   for (size_t start = 0; start <= kSniffLastStart; ++start) {
-    if (memcmp(buffer + start, kSniffPattern, sizeof(kSniffPattern)) == 0) {
+    if (IsMatroskaDocType(buffer + start, sizeof(buffer) - start)) {
       *confidence = 0.7f;
       return CreateExtractor;
     }

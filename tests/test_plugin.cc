@@ -98,14 +98,35 @@ TEST(PluginSniff, ClaimsMatroskaWithSevenTenths) {
   EXPECT_EQ(bits, 0x3F333333u);
 }
 
-TEST(PluginSniff, WebmAndLongSizeFieldsAreLeftAlone) {
-  float confidence = -1;
+// "matroska" padded with NULs (GStreamer writes one) is claimed; webm, other padding and size
+// fields wider than a byte are not.
+TEST(PluginSniff, MatroskaDocTypesAreClaimedPaddedOrNot) {
+  const Bytes m = {'m', 'a', 't', 'r', 'o', 's', 'k', 'a'};
+  const struct {
+    Bytes element;
+    bool claimed;
+  } rows[] = {
+      {Concat({{0x42, 0x82, 0x89}, m, {0}}), true},
+      {Concat({{0x42, 0x82, 0x8B}, m, {0, 0, 0}}), true},
+      {Concat({{0x42, 0x82, 0x8A}, m, {0, 'x'}}), false},
+      {Concat({{0x42, 0x82, 0x89}, m, {' '}}), false},
+      {{0x42, 0x82, 0x87, 'm', 'a', 't', 'r', 'o', 's', 'k'}, false},
+      {{0x42, 0x82, 0x84, 'w', 'e', 'b', 'm'}, false},
+      {Concat({{0x42, 0x82, 0x10, 0x00, 0x00, 0x08}, m}), false},
+  };
+  for (size_t i = 0; i < sizeof(rows) / sizeof(rows[0]); ++i) {
+    float confidence = -1;
+    Plugin p(WithDocTypeAt(31, rows[i].element));
+    EXPECT_EQ(p.Sniff(&confidence) != nullptr, rows[i].claimed) << "row " << i;
+    EXPECT_EQ(confidence, rows[i].claimed ? 0.7f : -1) << "row " << i;
+  }
+  // The padding too must lie in the 128 bytes read.
+  float confidence = 0;
+  const Bytes padded = Concat({{0x42, 0x82, 0x8C}, m, {0, 0, 0, 0}});
+  EXPECT_NE(Plugin(WithDocTypeAt(128 - padded.size(), padded)).Sniff(&confidence), nullptr);
+  EXPECT_EQ(Plugin(WithDocTypeAt(129 - padded.size(), padded, 4096)).Sniff(&confidence), nullptr);
   Plugin webm(Concat({Serialize(EbmlHeader("webm")), Bytes(128, 0)}));
   EXPECT_EQ(webm.Sniff(&confidence), nullptr);
-  Plugin wide(WithDocTypeAt(
-      31, {0x42, 0x82, 0x10, 0x00, 0x00, 0x08, 'm', 'a', 't', 'r', 'o', 's', 'k', 'a'}));
-  EXPECT_EQ(wide.Sniff(&confidence), nullptr);
-  EXPECT_EQ(confidence, -1);
 }
 
 TEST(PluginSniff, SearchesStartsZeroTo116Only) {
