@@ -107,6 +107,38 @@ TEST(Ebml, SizesAtTheirBoundaries) {
   }
 }
 
+// Every value bit set is the unknown size in every width, from a file and from memory; one less
+// is a plain size. Bare numbers (lace sizes, track numbers) keep their value.
+TEST(Ebml, UnknownSizeInEveryWidth) {
+  for (uint32_t width = 1; width <= 8; ++width) {
+    SCOPED_TRACE(width);
+    const uint64_t all_ones = (uint64_t{1} << (7 * width)) - 1;
+    for (uint64_t value : {all_ones, all_ones - 1}) {
+      std::vector<uint8_t> bytes = {0xEC};
+      for (uint32_t i = 0; i < width; ++i) {
+        bytes.push_back(static_cast<uint8_t>(value >> (8 * (width - 1 - i))));
+      }
+      bytes[1] |= static_cast<uint8_t>(0x80 >> (width - 1));
+      const uint64_t want = value == all_ones ? QMKVD_SIZE_UNKNOWN : value;
+      Bytes f(bytes);
+      uint32_t id = 0;
+      uint64_t size = 0;
+      ASSERT_EQ(qmkvd_ebml_get_id_len64(f.mfal(), f.fp(), &id, &size), 0);
+      EXPECT_EQ(size, want);
+      EXPECT_EQ(qmkvd_ebml_size_is_unknown(size), value == all_ones);
+      std::vector<uint8_t> more = bytes;  // the reader wants a byte past the header
+      more.push_back(0);
+      ASSERT_EQ(
+          qmkvd_ebml_get_id_len64_buff(more.data(), static_cast<int>(more.size()), &id, &size),
+          static_cast<int>(bytes.size()));
+      EXPECT_EQ(size, want);
+      Bytes bare(std::vector<uint8_t>(bytes.begin() + 1, bytes.end()));
+      ASSERT_EQ(qmkvd_ebml_get_len64(bare.mfal(), bare.fp(), &size), 0);
+      EXPECT_EQ(size, value);
+    }
+  }
+}
+
 TEST(Ebml, RelativeLengthIsReportedEvenWhenTooWide) {
   uint32_t value = 0, length = 0;
   {

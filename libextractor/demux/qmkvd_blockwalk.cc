@@ -48,7 +48,7 @@ int32_t MoveToNextCluster(QMKVDS_CTX* s) {
     if (qmkvd_ebml_get_id_len64(s->mfal, s->fp, &id, &size) != 0) return QMKVD_END;
     if (s->mfal->getpos(s->fp, &next) != 0 || next <= pos) return QMKVD_END;
     if (id == MKV_ID_CLUSTER) {
-      qmkvd_cluster_enter(&s->cluster, next, size, qmkvd_size_is_unknown(pos, next, id, size));
+      qmkvd_cluster_enter(&s->cluster, next, size, qmkvd_ebml_size_is_unknown(size));
       return parse_cluster(s->mfal, s->fp, &s->cluster) == 0 ? QMKVD_OK : QMKVD_ERR_READ;
     }
     pos = next;

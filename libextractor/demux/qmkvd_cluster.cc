@@ -6,8 +6,8 @@
 #include "demux/qmkvd_ids.h"
 #include "demux/qmkvd_limits.h"
 #include "demux/qmkvd_status.h"
-#include "demux/qmkvd_walk.h"
 #include "demux/qmkvd_util.h"
+#include "demux/qmkvd_walk.h"
 
 namespace {
 
@@ -23,29 +23,6 @@ bool ReadHeader(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, uint32_t* id, uint64_
                 int64_t* payload) {
   return qmkvd_ebml_get_id_len64(mfal, fp, id, size) == 0 && mfal->getpos(fp, payload) == 0;
 }
-
-// Elements that can only stand at the Segment's level: one of them ends a Cluster of unknown
-// size.
-bool IsSegmentLevel(uint32_t id) {
-  switch (id) {
-    case MKV_ID_CLUSTER:
-    case MKV_ID_CUES:
-    case MKV_ID_TAGS:
-    case MKV_ID_SEEKHEAD:
-    case MKV_ID_INFO:
-    case MKV_ID_TRACKS:
-    case MKV_ID_CHAPTERS:
-    case MKV_ID_ATTACHMENTS: return true;
-    default: return false;
-  }
-}
-
-int64_t IdLength(uint32_t id) {
-  return id > 0xFFFFFF ? 4 : id > 0xFFFF ? 3 : id > 0xFF ? 2 : 1;
-}
-
-// Children of a Cluster of unknown size walked at most, looking for its end.
-const uint32_t kMaxUnknownClusterChildren = 1u << 24;
 
 // A big-endian unsigned payload of at most 8 bytes.
 bool ReadSmallUint(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, uint64_t size, uint64_t* value) {
@@ -129,12 +106,6 @@ int32_t AddClusterNode(QMKVDS_CTX* s, QMKVD_CLUSTER** tail) {
 
 }  // namespace
 
-bool qmkvd_size_is_unknown(int64_t elem_pos, int64_t data_pos, uint32_t id, uint64_t size) {
-  const int64_t width = data_pos - elem_pos - IdLength(id);
-  if (width < 1 || width > 8) return false;
-  return size == (uint64_t{1} << (7 * width)) - 1;
-}
-
 void qmkvd_cluster_enter(QMKVD_CLUSTER_STATE* c, int64_t data_pos, uint64_t size,
                          bool unknown_size) {
   c->data_pos = data_pos;
@@ -145,19 +116,9 @@ void qmkvd_cluster_enter(QMKVD_CLUSTER_STATE* c, int64_t data_pos, uint64_t size
 
 int64_t qmkvd_cluster_end(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, const QMKVD_CLUSTER_STATE* c) {
   if (!c->unknown_size) return qmkvd_pos_add(c->data_pos, c->size);
-  int64_t pos = c->block_pos > c->data_pos ? c->block_pos : c->data_pos;
-  for (uint32_t n = 0; n < kMaxUnknownClusterChildren; ++n) {
-    uint32_t id = 0;
-    uint64_t size = 0;
-    int64_t payload = 0;
-    if (mfal->setpos(fp, &pos) != 0 || !ReadHeader(mfal, fp, &id, &size, &payload)) return pos;
-    // The next Segment-level element ends it; so does a child that cannot be stepped over.
-    if (IsSegmentLevel(id) || qmkvd_size_is_unknown(pos, payload, id, size)) return pos;
-    const int64_t next = qmkvd_pos_add(payload, size);
-    if (next <= pos) return pos;
-    pos = next;
-  }
-  return pos;
+  const int64_t from = c->block_pos > c->data_pos ? c->block_pos : c->data_pos;
+  return qmkvd_walk_unknown_end(mfal, fp, from, qmkvd_walk_ends_at_segment_level, nullptr,
+                                QMKVD_UNKNOWN_CHILD_ENDS);
 }
 
 int32_t parse_cluster(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, QMKVD_CLUSTER_STATE* c) {
@@ -169,7 +130,8 @@ int32_t parse_cluster(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, QMKVD_CLUSTER_S
     const int64_t elem_start = pos;
     uint32_t id = 0;
     uint64_t size = 0;
-    if (!ReadHeader(mfal, fp, &id, &size, &pos) || (c->unknown_size && IsSegmentLevel(id))) {
+    if (!ReadHeader(mfal, fp, &id, &size, &pos) ||
+        (c->unknown_size && qmkvd_walk_ends_at_segment_level(nullptr, id))) {
       if (!c->unknown_size) return QMKVD_ERR_READ;
       c->block_pos = elem_start;  // no block; the walk looks for the next Cluster from here
       return QMKVD_OK;
@@ -239,7 +201,7 @@ int32_t qmkvds_make_cluster_list(QMKVDS_CTX* s) {
     if (!ReadHeader(s->mfal, s->fp, &id, &size, &payload) || id != MKV_ID_CLUSTER) {
       return QMKVD_OK;
     }
-    qmkvd_cluster_enter(&s->cluster, payload, size, qmkvd_size_is_unknown(next, payload, id, size));
+    qmkvd_cluster_enter(&s->cluster, payload, size, qmkvd_ebml_size_is_unknown(size));
   }
   return QMKVD_OK;
 }

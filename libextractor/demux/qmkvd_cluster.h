@@ -6,10 +6,6 @@
 
 #include "demux/qmkvd_types.h"
 
-// Whether an element's size field, as read, is EBML's unknown size (every value bit set for the
-// field's width): the header ran from elem_pos to data_pos.
-bool qmkvd_size_is_unknown(int64_t elem_pos, int64_t data_pos, uint32_t id, uint64_t size);
-
 // Makes the Cluster whose payload starts at data_pos the cursor's current one (timecode cleared,
 // not yet parsed), its size known or unknown.
 void qmkvd_cluster_enter(QMKVD_CLUSTER_STATE* cluster, int64_t data_pos, uint64_t size,

@@ -137,7 +137,7 @@ int32_t NextCluster(QMKVDS_CTX* s) {
     return QMKVD_ERR_READ;
   }
   if (id != MKV_ID_CLUSTER) return QMKVD_END;
-  return EnterCluster(s, payload, size, qmkvd_size_is_unknown(next, payload, id, size));
+  return EnterCluster(s, payload, size, qmkvd_ebml_size_is_unknown(size));
 }
 
 struct Crawl {

@@ -38,10 +38,19 @@ int ReadId(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, uint32_t* id, bool log_rea
   return 0;
 }
 
+// An element size of zeros + 1 bytes: all value bits set is the unknown size, in any width.
+uint64_t ElementSize(uint64_t value, uint32_t zeros) {
+  const uint64_t all_ones = (uint64_t{1} << (7 * (zeros + 1))) - 1;
+  return value == all_ones ? QMKVD_SIZE_UNKNOWN : value;
+}
+
+enum SizeKind : bool { kPlainNumber = false, kElementSize = true };
+
 // Reads a size whose first byte may have up to max_zeros leading zeros. coded_length, when
-// given, receives the size's byte count as soon as it is known.
+// given, receives the size's byte count as soon as it is known. Element sizes report the
+// unknown size as QMKVD_SIZE_UNKNOWN; plain numbers (lace sizes, block track numbers) as coded.
 int ReadSize(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, uint32_t max_zeros, uint64_t* size,
-             uint32_t* coded_length) {
+             uint32_t* coded_length, SizeKind kind) {
   uint8_t first = 0;
   if (mfal->read(fp, &first, 1) != 1 || first == 0) return -1;
   uint32_t zeros = qmkvd_get_clz(first);
@@ -49,7 +58,8 @@ int ReadSize(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, uint32_t max_zeros, uint
   if (zeros > max_zeros) return -1;
   uint8_t rest[kMaxSize64Zeros];
   if (zeros > 0 && !ReadExact(mfal, fp, rest, zeros)) return -1;
-  *size = FoldBytes(first & (0x7Fu >> zeros), rest, zeros);
+  const uint64_t value = FoldBytes(first & (0x7Fu >> zeros), rest, zeros);
+  *size = kind == kElementSize ? ElementSize(value, zeros) : value;
   return 0;
 }
 
@@ -64,25 +74,25 @@ uint32_t qmkvd_get_clz(uint32_t b) {
 int qmkvd_ebml_get_id_len64(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, uint32_t* id,
                             uint64_t* size) {
   if (ReadId(mfal, fp, id, false) != 0) return -1;
-  return ReadSize(mfal, fp, kMaxSize64Zeros, size, nullptr);
+  return ReadSize(mfal, fp, kMaxSize64Zeros, size, nullptr, kElementSize);
 }
 
 int qmkvd_ebml_get_id_len32(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, uint32_t* id,
                             uint32_t* size) {
   if (ReadId(mfal, fp, id, true) != 0) return -1;
   uint64_t value = 0;
-  if (ReadSize(mfal, fp, kMaxSize32Zeros, &value, nullptr) != 0) return -1;
+  if (ReadSize(mfal, fp, kMaxSize32Zeros, &value, nullptr, kElementSize) != 0) return -1;
   *size = static_cast<uint32_t>(value);
   return 0;
 }
 
 int qmkvd_ebml_get_len64(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, uint64_t* size) {
-  return ReadSize(mfal, fp, kMaxSize64Zeros, size, nullptr);
+  return ReadSize(mfal, fp, kMaxSize64Zeros, size, nullptr, kPlainNumber);
 }
 
 int qmkvd_ebml_get_len32(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, uint32_t* size) {
   uint64_t value = 0;
-  if (ReadSize(mfal, fp, kMaxSize32Zeros, &value, nullptr) != 0) return -1;
+  if (ReadSize(mfal, fp, kMaxSize32Zeros, &value, nullptr, kPlainNumber) != 0) return -1;
   *size = static_cast<uint32_t>(value);
   return 0;
 }
@@ -90,7 +100,7 @@ int qmkvd_ebml_get_len32(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, uint32_t* si
 int qmkvd_ebml_get_len32_rel(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, uint32_t* value,
                              uint32_t* coded_length) {
   uint64_t v = 0;
-  if (ReadSize(mfal, fp, kMaxSize32Zeros, &v, coded_length) != 0) return -1;
+  if (ReadSize(mfal, fp, kMaxSize32Zeros, &v, coded_length, kPlainNumber) != 0) return -1;
   *value = static_cast<uint32_t>(v);
   return 0;
 }
@@ -104,7 +114,7 @@ int qmkvd_ebml_get_id_len64_buff(const uint8_t* buf, int avail, uint32_t* id, ui
   uint32_t b = qmkvd_get_clz(size_first);
   if (b > kMaxSize64Zeros || static_cast<int>(a + b) + 1 >= avail) return -1;
   *id = static_cast<uint32_t>(FoldBytes(buf[0], buf + 1, a));
-  *size = FoldBytes(size_first & (0x7Fu >> b), buf + a + 2, b);
+  *size = ElementSize(FoldBytes(size_first & (0x7Fu >> b), buf + a + 2, b), b);
   return static_cast<int>(a + b + 2);
 }
 

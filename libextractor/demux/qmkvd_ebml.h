@@ -6,6 +6,15 @@
 
 #include "mfal/qcmn_mfal.h"
 
+// EBML's unknown size (every value bit of the size field set, in any width from 1 to 8 bytes),
+// as the element-header readers report it: the 8-byte form's value, which no element of known
+// size can have. Live recorders write it for Segments and Clusters they cannot go back to.
+constexpr uint64_t QMKVD_SIZE_UNKNOWN = (uint64_t{1} << 56) - 1;
+
+static inline bool qmkvd_ebml_size_is_unknown(uint64_t size) {
+  return size == QMKVD_SIZE_UNKNOWN;
+}
+
 // Leading zero bits of the low 8 bits of b (8 for a zero byte).
 uint32_t qmkvd_get_clz(uint32_t b);
 

@@ -95,7 +95,7 @@ int DispatchLevel1(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, const QM
     case MKV_ID_CLUSTER: {
       // A Cluster of unknown size (a live recording) cannot be stepped over: the walk ends
       // with it, with what it has found before.
-      const bool unknown = qmkvd_size_is_unknown(el->elem_pos, el->data_pos, el->id, el->size);
+      const bool unknown = qmkvd_ebml_size_is_unknown(el->size);
       if (!found->cluster) {
         found->cluster = 1;
         SetPos(&ctx->first_cluster.pos, el);
@@ -152,6 +152,15 @@ int WalkSegment(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp) {
       break;
     }
     mfal->getpos(fp, &el.data_pos);
+    // A level-1 element of unknown size ends where the next one starts; a Cluster's end is
+    // found only when its blocks are read.
+    if (qmkvd_ebml_size_is_unknown(el.size) && el.id != MKV_ID_CLUSTER) {
+      const int64_t end =
+          qmkvd_walk_unknown_end(mfal, fp, el.data_pos, qmkvd_walk_ends_at_segment_level, nullptr,
+                                 QMKVD_UNKNOWN_CHILD_ENTERED);
+      el.size = static_cast<uint64_t>(end - el.data_pos);
+      mfal->setpos(fp, &el.data_pos);
+    }
     int r = DispatchLevel1(ctx, mfal, fp, &el);
     if (r < 0) return -1;
     if (r == QMKVD_WALK_STOP) break;

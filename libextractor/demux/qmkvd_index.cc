@@ -14,7 +14,6 @@ const uint32_t kEntryBytes = 16;
 const size_t kFlagsOffset = 0;
 const size_t kTimeOffset = 8;
 
-
 void WriteEntry(uint8_t* out, int64_t time) {
   const uint32_t flags = 0;
   memcpy(out + kFlagsOffset, &flags, sizeof(flags));

@@ -38,6 +38,9 @@ enum : uint32_t {
   QMKVD_MAX_ATTACHMENTS = 16,
   // Metadata text slots (title, artist, album, comment, two unused, composer, writer, date).
   QMKVD_METADATA_SLOTS = 9,
+  // Masters being walked that an element of unknown size is measured against: Tags nest
+  // deepest (Tags, Tag, SimpleTag, SimpleTag...); deeper masters are walked but not remembered.
+  QMKVD_WALK_DEPTH = 8,
   // Kind marker of a filled metadata slot.
   QMKVD_METADATA_KIND_TEXT = 703,
 };

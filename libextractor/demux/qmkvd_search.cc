@@ -38,8 +38,8 @@ int32_t qmkvd_get_searchidx(const QMKVD_CTX* ctx, void*, int64_t time, uint32_t 
   if (!cues.entries) return -1;
   const uint32_t scale = ctx->info.timecode_scale;
   return Search(
-      Count(cues.count), [&](int32_t i) { return qmkvd_ticks_to_time(cues.entries[i].time, scale); }, time,
-      mode);
+      Count(cues.count),
+      [&](int32_t i) { return qmkvd_ticks_to_time(cues.entries[i].time, scale); }, time, mode);
 }
 
 int32_t qmkvd_get_searchidx2(const QMKVD_CTX* ctx, void*, int64_t time,
@@ -47,6 +47,6 @@ int32_t qmkvd_get_searchidx2(const QMKVD_CTX* ctx, void*, int64_t time,
   if (!seek->entries) return -1;
   const uint32_t scale = ctx->info.timecode_scale;
   return Search(
-      Count(seek->count), [&](int32_t i) { return qmkvd_ticks_to_time(seek->entries[i].time, scale); },
-      time, mode);
+      Count(seek->count),
+      [&](int32_t i) { return qmkvd_ticks_to_time(seek->entries[i].time, scale); }, time, mode);
 }

@@ -11,8 +11,8 @@
 #include "demux/qmkvd_ids.h"
 #include "demux/qmkvd_status.h"
 #include "demux/qmkvd_stream.h"
-#include "demux/qmkvd_walk.h"
 #include "demux/qmkvd_util.h"
+#include "demux/qmkvd_walk.h"
 
 namespace {
 
@@ -61,7 +61,6 @@ bool ReadHeaderAt(QMKVDS_CTX* s, int64_t pos, Header* h) {
 int64_t CueTarget(const QMKVD_CTX* ctx, uint64_t cluster_pos) {
   return qmkvd_pos_add(ctx->seek.segment_base, cluster_pos);
 }
-
 
 // --- Read state
 // -----------------------------------------------------------------------------------
@@ -163,8 +162,7 @@ int32_t Jump(QMKVDS_CTX* s, int32_t index, uint32_t mode, int64_t* out) {
   s->skip_pending = 1;
   s->key_frame_pending = 1;
   s->target_time = time;
-  qmkvd_cluster_enter(&s->cluster, h.payload, h.size,
-                      qmkvd_size_is_unknown(target, h.payload, h.id, h.size));
+  qmkvd_cluster_enter(&s->cluster, h.payload, h.size, qmkvd_ebml_size_is_unknown(h.size));
   if (parse_cluster(s->mfal, s->fp, &s->cluster) != 0) return QMKVD_ERR_UNUSABLE;
   return QMKVD_OK;
 }

@@ -284,6 +284,7 @@ struct QMKVD_CLUSTER {
 
 struct QMKVD_CTX;
 struct QMKVDS_CTX;
+struct QMKVD_MASTER;
 
 // A stream's time function (block times in 100-ns units) and frame reader.
 typedef int64_t (*QMKVDS_TIME_FN)(QMKVDS_CTX* stream, uint64_t cluster_timecode,
@@ -443,6 +444,10 @@ struct QMKVD_CTX {
   QMKVD_METADATA metadata;
   uint8_t has_metadata;
   QMKVD_SEEK_STATE seek;
+  // The masters being walked, outermost first (the walker's own bookkeeping): a child of
+  // unknown size ends at the first element one of them can hold.
+  const QMKVD_MASTER* walking[QMKVD_WALK_DEPTH];
+  uint32_t walk_depth;
 };
 
 // Check words: "MKVD" and "MKDS" read as big-endian words.

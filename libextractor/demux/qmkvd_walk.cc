@@ -4,8 +4,12 @@
 #include <string.h>
 
 #include "demux/qmkvd_ebml.h"
+#include "demux/qmkvd_ids.h"
 
 namespace {
+
+// Headers read at most while measuring an element of unknown size.
+const uint32_t kMaxUnknownSizeHeaders = 1u << 24;
 
 const QMKVD_CHILD_RULE* FindRule(const QMKVD_MASTER* master, uint32_t id) {
   for (uint32_t i = 0; i < master->rule_count; ++i) {
@@ -13,6 +17,35 @@ const QMKVD_CHILD_RULE* FindRule(const QMKVD_MASTER* master, uint32_t id) {
   }
   return nullptr;
 }
+
+// Whether a master being walked, or the Segment, can hold `id`: there a child of unknown size
+// ends.
+bool EndsUnknownChild(const void* arg, uint32_t id) {
+  const QMKVD_CTX* ctx = static_cast<const QMKVD_CTX*>(arg);
+  const uint32_t known = ctx->walk_depth < QMKVD_WALK_DEPTH ? ctx->walk_depth : QMKVD_WALK_DEPTH;
+  for (uint32_t i = 0; i < known; ++i) {
+    if (FindRule(ctx->walking[i], id)) return true;
+  }
+  return qmkvd_walk_ends_at_segment_level(nullptr, id);
+}
+
+// Keeps the master on the context's list of masters being walked while its walk runs.
+class WalkingMaster {
+ public:
+  WalkingMaster(QMKVD_CTX* ctx, const QMKVD_MASTER* master) : ctx_(ctx) {
+    if (!ctx_) return;
+    if (ctx_->walk_depth < QMKVD_WALK_DEPTH) ctx_->walking[ctx_->walk_depth] = master;
+    ++ctx_->walk_depth;
+  }
+  ~WalkingMaster() {
+    if (ctx_) --ctx_->walk_depth;
+  }
+  WalkingMaster(const WalkingMaster&) = delete;
+  WalkingMaster& operator=(const WalkingMaster&) = delete;
+
+ private:
+  QMKVD_CTX* ctx_;
+};
 
 void StoreUint(void* field, uint16_t width, uint64_t value) {
   switch (width) {
@@ -48,6 +81,43 @@ int ApplyRule(QMKVD_WALK* walk, const QMKVD_CHILD_RULE* rule, const QMKVD_CHILD*
 }
 
 }  // namespace
+
+bool qmkvd_walk_ends_at_segment_level(const void*, uint32_t id) {
+  switch (id) {
+    case MKV_ID_CLUSTER:
+    case MKV_ID_CUES:
+    case MKV_ID_TAGS:
+    case MKV_ID_SEEKHEAD:
+    case MKV_ID_INFO:
+    case MKV_ID_TRACKS:
+    case MKV_ID_CHAPTERS:
+    case MKV_ID_ATTACHMENTS: return true;
+    default: return false;
+  }
+}
+
+int64_t qmkvd_walk_unknown_end(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, int64_t from,
+                               bool (*ends_at)(const void* arg, uint32_t id), const void* arg,
+                               QMKVD_UNKNOWN_CHILD unknown_child) {
+  int64_t pos = from;
+  for (uint32_t n = 0; n < kMaxUnknownSizeHeaders; ++n) {
+    uint32_t id = 0;
+    uint64_t size = 0;
+    int64_t payload = 0;
+    if (mfal->setpos(fp, &pos) != 0 || qmkvd_ebml_get_id_len64(mfal, fp, &id, &size) != 0 ||
+        mfal->getpos(fp, &payload) != 0 || ends_at(arg, id)) {
+      return pos;
+    }
+    int64_t next = qmkvd_pos_add(payload, size);
+    if (qmkvd_ebml_size_is_unknown(size)) {
+      if (unknown_child == QMKVD_UNKNOWN_CHILD_ENDS) return pos;
+      next = payload;
+    }
+    if (next <= pos) return pos;
+    pos = next;
+  }
+  return pos;
+}
 
 int64_t qmkvd_pos_add(int64_t a, uint64_t b) {
   if (b > static_cast<uint64_t>(INT64_MAX)) return INT64_MAX;
@@ -101,12 +171,19 @@ int qmkvd_walk_read_single(QMKVD_WALK* walk, const QMKVD_CHILD* child, float* va
 int qmkvd_walk_children(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, int64_t data_pos,
                         uint64_t size, const QMKVD_MASTER* master, void* record, void* user) {
   QMKVD_WALK walk = {ctx, mfal, fp, qmkvd_pos_add(data_pos, size), data_pos, user};
+  const WalkingMaster walking(ctx, master);
   int64_t pos = data_pos;
   mfal->setpos(fp, &pos);
   while (pos < walk.end) {
     QMKVD_CHILD child = {0, 0, pos, 0};
     if (qmkvd_ebml_get_id_len64(mfal, fp, &child.id, &child.size) != 0) return -1;
     mfal->getpos(fp, &child.data_pos);
+    if (ctx && qmkvd_ebml_size_is_unknown(child.size)) {
+      const int64_t end = qmkvd_walk_unknown_end(mfal, fp, child.data_pos, EndsUnknownChild, ctx,
+                                                 QMKVD_UNKNOWN_CHILD_ENTERED);
+      child.size = static_cast<uint64_t>(end - child.data_pos);
+      mfal->setpos(fp, &child.data_pos);
+    }
     if (master->cap_size && child.size > QMKVD_CHILD_SIZE_CAP) return -1;
     walk.next_pos = qmkvd_pos_add(child.data_pos, child.size);
     if (walk.next_pos > walk.end && master->overrun != QMKVD_OVERRUN_FOLLOW) {

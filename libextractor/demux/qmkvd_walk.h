@@ -1,8 +1,8 @@
 // The one child walker of the demuxer. A master element is described by a table of child
 // rules (element ID, how to read it, its size limit, where it goes) and a small policy; the
 // walker reads child headers from the file, applies the rules and leaves the position after
-// each child. It knows no element by name and never logs: the named parsers own messages and
-// status codes.
+// each child. It knows no Matroska element by name (only EBML's own Void and CRC-32) and never
+// logs: the named parsers own messages and status codes.
 #pragma once
 
 #include <stddef.h>
@@ -82,7 +82,10 @@ struct QMKVD_MASTER {
 #define QMKVD_MASTER_OF(rules, skip_empty, cap_size, overrun) \
   { rules, sizeof(rules) / sizeof(rules[0]), skip_empty, cap_size, overrun }
 
-// Walks the children of the element whose data is [data_pos, data_pos + size).
+// Walks the children of the element whose data is [data_pos, data_pos + size). A child of
+// unknown size (QMKVD_SIZE_UNKNOWN) is taken to end at the first element, from its payload on,
+// that this master or one it lies in can hold, or that only the Segment can hold; its rule sees
+// that size.
 // Returns 0 when the end was reached, QMKVD_WALK_STOP when a handler or the overrun policy
 // ended the walk early, -1 on failure.
 int qmkvd_walk_children(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, int64_t data_pos,
@@ -100,6 +103,23 @@ int qmkvd_walk_read_bytes(QMKVD_WALK* walk, void* out, uint64_t count);
 // Reads a child's whole payload into a new malloc block (at least 1 byte, so an empty payload
 // has a block too). A payload the data cannot hold is refused before anything is allocated.
 int qmkvd_walk_read_blob(QMKVD_WALK* walk, const QMKVD_CHILD* child, uint8_t** out);
+
+// What a child of unknown size means to qmkvd_walk_unknown_end.
+enum QMKVD_UNKNOWN_CHILD : uint8_t {
+  QMKVD_UNKNOWN_CHILD_ENTERED,  // the scan goes on inside it
+  QMKVD_UNKNOWN_CHILD_ENDS,     // it ends the element being measured
+};
+
+// Where an element of unknown size whose data starts at `from` ends: at the first element for
+// which `ends_at(arg, id)` is true, or where no header can be read (the end of the data).
+// Children are stepped over by their size; at most 2^24 headers are read. The position is left
+// anywhere.
+int64_t qmkvd_walk_unknown_end(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, int64_t from,
+                               bool (*ends_at)(const void* arg, uint32_t id), const void* arg,
+                               QMKVD_UNKNOWN_CHILD unknown_child);
+
+// An `ends_at` for elements that lie directly in the Segment.
+bool qmkvd_walk_ends_at_segment_level(const void* unused, uint32_t id);
 
 // a + b for positions, saturating instead of overflowing.
 int64_t qmkvd_pos_add(int64_t a, uint64_t b);
