@@ -12,7 +12,7 @@
 
 namespace {
 
-enum { kVideo = 1, kText = 17 };
+enum { kVideo = 1, kAudio = 2, kText = 17 };
 enum : uint8_t { kKeyFlag = 0x80 };
 enum { kHeaderStripping = 3 };
 
@@ -46,7 +46,13 @@ void SetSync(const Request& r, const QMKVDS_CTX* s) {
 
 // A SimpleBlock is a key frame by its flags byte; the Block of a BlockGroup by its group having
 // no ReferenceBlock.
+// Every frame of audio decodes on its own, whatever its block says: GStreamer leaves the key bit
+// of audio SimpleBlocks clear, and players take each audio frame as a sync point all the same.
 void TakeKey(QMKVDS_CTX* s, const QMKVD_BLOCK& block) {
+  if (s->kind == kAudio) {
+    s->block_key = 1;
+    return;
+  }
   s->block_key = block.in_group ? !block.referenced : (s->block_flags & kKeyFlag) != 0;
 }
 

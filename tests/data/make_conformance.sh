@@ -318,14 +318,7 @@ PY
 # --- References -----------------------------------------------------------------------------------
 # streams: ffprobe's JSON for the streams and the format. packets: one CSV line per packet,
 # stream_index,pts,dts,duration,size,pos,flags,data_hash (ffprobe's own field order).
-refs() {
-  local f=$1 dir=$2 name
-  name=$(basename "$f")
-  ffprobe -v error -show_streams -show_format -of json "$f" > "$dir/$name.streams.json" || true
-  ffprobe -v error -show_packets -show_data_hash MD5 \
-    -show_entries packet=stream_index,pts,dts,duration,size,pos,flags,data_hash -of csv=p=0 "$f" \
-    > "$dir/$name.packets.csv" || true
-}
+source ./refs.sh
 for f in "$out"/*.mkv "$out"/*.mka "$out"/*.webm; do refs "$f" "$out/ref"; done
 for f in "$out"/damaged/*; do refs "$f" "$out/ref/damaged" 2>/dev/null; done
 
