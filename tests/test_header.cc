@@ -40,17 +40,13 @@ TEST(HeaderParse, FileThatIsNotEbmlIsRefused) {
 }
 
 // The DocType is stored, not judged: anything up to 11 bytes passes, 12 bytes fail.
+// The DocType is kept up to eleven bytes and never judged here; a longer one is cut.
 TEST(HeaderParse, DocTypeUpToElevenBytesWhateverItSays) {
-  HeaderParse ok(
-      WithEbmlHeader(EbmlHeader("abcdefghijk"), {MinimalInfo(), OneTrack(), SmallCluster()}));
-  EXPECT_EQ(ok.status(), 0);
-  EXPECT_STREQ(ok->doctype, "abcdefghijk");
-
-  LogCapture log;
-  HeaderParse too_long(
-      WithEbmlHeader(EbmlHeader("abcdefghijkl"), {MinimalInfo(), OneTrack(), SmallCluster()}));
-  EXPECT_EQ(too_long.status(), -1);
-  EXPECT_TRUE(log.Has(6, kHeaderTag, "[parser] ebml data is not founded")) << log.Dump();
+  for (const char* doctype : {"abcdefghijk", "abcdefghijklmnop"}) {
+    HeaderParse p(WithEbmlHeader(EbmlHeader(doctype), {MinimalInfo(), OneTrack(), SmallCluster()}));
+    EXPECT_EQ(p.status(), 0);
+    EXPECT_STREQ(p->doctype, "abcdefghijk");
+  }
 }
 
 TEST(HeaderParse, OversizedOrBrokenEbmlChildrenFail) {

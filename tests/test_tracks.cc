@@ -160,7 +160,7 @@ TEST(Tracks, BadEntriesAreDroppedAndTheRestCloseUp) {
   LogCapture log;
   Created c(FileWithTracks({
       VideoTrack(1),
-      VideoTrack(2, {String(kName, std::string(256, 'n'))}),
+      VideoTrack(2, {String(kName, std::string(4096, 'n'))}),  // a long name costs nothing
       VideoTrack(3, {Master(kEncodings, {Master(kEncoding, {Master(kEncryption, {})})})}),
       VideoTrack(4, {Master(kEncodings,
                             {Master(kEncoding, {Master(kCompression, {Uint(kCompAlgo, 0)})})})}),
@@ -170,11 +170,13 @@ TEST(Tracks, BadEntriesAreDroppedAndTheRestCloseUp) {
       VideoTrack(8),
   }));
   ASSERT_EQ(c.err(), 0);
-  EXPECT_EQ(c.info().stream_count, 2u);
-  EXPECT_EQ(c.ctx()->tracks.count, 2u);
+  EXPECT_EQ(c.info().stream_count, 3u);
+  EXPECT_EQ(c.ctx()->tracks.count, 3u);
   EXPECT_EQ(c.ctx()->streams[0].track.number, 1u);
-  EXPECT_EQ(c.ctx()->streams[1].track.number, 8u);
-  EXPECT_EQ(c.ctx()->streams[1].index, 1);
+  EXPECT_EQ(c.ctx()->streams[1].track.number, 2u);
+  EXPECT_EQ(strlen(c.ctx()->streams[1].track.name), 255u);
+  EXPECT_EQ(c.ctx()->streams[2].track.number, 8u);
+  EXPECT_EQ(c.ctx()->streams[2].index, 2);
   EXPECT_TRUE(log.Has(5, "", "parse_contentencoding : encryption type is not supported"))
       << log.Dump();
   EXPECT_TRUE(log.Has(5, "", "parse_contentencoding : 0 algorism is not supported")) << log.Dump();

@@ -90,8 +90,14 @@ TEST_F(WalkTest, StoresEachKindAtItsWidth) {
   EXPECT_EQ(rec_.raw[3], 0);
 }
 
+// Numbers and bytes past their field fail the walk; a text is cut to its field and the walk
+// goes on after it.
 TEST_F(WalkTest, FieldLimitsFailTheWalk) {
-  EXPECT_EQ(Walk({String(kText, "abcdefgh")}, Policy(true, true, QMKVD_OVERRUN_FOLLOW)), -1);
+  EXPECT_EQ(Walk({String(kText, "abcdefghij"), Uint(kSmall, 4)},
+                 Policy(true, true, QMKVD_OVERRUN_FOLLOW)),
+            0);
+  EXPECT_STREQ(rec_.text, "abcdefg");
+  EXPECT_EQ(rec_.small, 4);
   EXPECT_EQ(Walk({Binary(kRaw, {1, 2, 3, 4, 5})}, Policy(true, true, QMKVD_OVERRUN_FOLLOW)), -1);
   EXPECT_EQ(Walk({Uint(kWide, 1).Width(9)}, Policy(true, true, QMKVD_OVERRUN_FOLLOW)), -1);
   EXPECT_EQ(Walk({Uint(kSkipped, 1).Width(9)}, Policy(true, true, QMKVD_OVERRUN_FOLLOW)), 0);

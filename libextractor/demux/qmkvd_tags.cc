@@ -22,14 +22,10 @@ int StepOver(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, int64_t data_p
       qmkvd_walk_children(ctx, mfal, fp, data_pos, size, &kStepOver, nullptr, nullptr));
 }
 
-// A tag text is cut to its field (255 or 1023 characters); the walk still steps the whole
-// element.
+// A tag text is cut to its field (255 or 1023 bytes); the walk still steps the whole element.
 template <size_t kField>
 int ReadTagText(QMKVD_WALK* walk, const QMKVD_CHILD* child, char (&field)[kField]) {
-  uint64_t take = child->size < kField ? child->size : kField;
-  if (qmkvd_walk_read_bytes(walk, field, take) != 0) return -1;
-  field[take < kField ? take : kField - 1] = '\0';
-  return QMKVD_WALK_NEXT;
+  return qmkvd_walk_read_text(walk, child, field, kField) == 0 ? QMKVD_WALK_NEXT : -1;
 }
 
 int ReadTagName(QMKVD_WALK* walk, const QMKVD_CHILD* child, void* record) {

@@ -67,9 +67,9 @@ int ApplyRule(QMKVD_WALK* walk, const QMKVD_CHILD_RULE* rule, const QMKVD_CHILD*
       return QMKVD_WALK_NEXT;
     }
     case QMKVD_FIELD_TEXT:
-      if (child->size > rule->limit || rule->limit >= rule->width) return -1;
-      if (qmkvd_walk_read_bytes(walk, field, child->size) != 0) return -1;
-      field[child->size] = '\0';
+      if (qmkvd_walk_read_text(walk, child, reinterpret_cast<char*>(field), rule->width) != 0) {
+        return -1;
+      }
       return QMKVD_WALK_NEXT;
     case QMKVD_FIELD_BYTES:
       if (child->size > rule->limit || rule->limit > rule->width) return -1;
@@ -131,6 +131,23 @@ int qmkvd_walk_read_bytes(QMKVD_WALK* walk, void* out, uint64_t count) {
   if (count > static_cast<uint64_t>(INT32_MAX)) return -1;
   int n = walk->mfal->read(walk->fp, out, static_cast<int>(count));
   return n == static_cast<int>(count) ? 0 : -1;
+}
+
+int qmkvd_walk_read_text(QMKVD_WALK* walk, const QMKVD_CHILD* child, char* field,
+                         size_t field_size) {
+  if (field_size < 1) return -1;
+  const size_t room = field_size - 1;
+  // One byte past the room, into the terminator's place, shows whether the cut splits a
+  // character.
+  const uint64_t take = child->size <= room ? child->size : field_size;
+  if (qmkvd_walk_read_bytes(walk, field, take) != 0) return -1;
+  size_t length = static_cast<size_t>(take);
+  if (take > room) {
+    length = room;
+    while (length > 0 && (static_cast<uint8_t>(field[length]) & 0xC0) == 0x80) --length;
+  }
+  field[length] = '\0';
+  return 0;
 }
 
 int qmkvd_walk_read_blob(QMKVD_WALK* walk, const QMKVD_CHILD* child, uint8_t** out) {

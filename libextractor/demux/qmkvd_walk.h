@@ -100,6 +100,12 @@ int qmkvd_walk_read_single(QMKVD_WALK* walk, const QMKVD_CHILD* child, float* va
 // Reads exactly count bytes of payload into out.
 int qmkvd_walk_read_bytes(QMKVD_WALK* walk, void* out, uint64_t count);
 
+// Reads a text child into a field of field_size bytes, NUL-terminated. A longer text keeps what
+// fits, cut back to the start of the character the end would split (UTF-8); the walk still
+// steps over the whole child. 0, or -1 when the bytes cannot be read.
+int qmkvd_walk_read_text(QMKVD_WALK* walk, const QMKVD_CHILD* child, char* field,
+                         size_t field_size);
+
 // Reads a child's whole payload into a new malloc block (at least 1 byte, so an empty payload
 // has a block too). A payload the data cannot hold is refused before anything is allocated.
 int qmkvd_walk_read_blob(QMKVD_WALK* walk, const QMKVD_CHILD* child, uint8_t** out);
