@@ -117,22 +117,9 @@ int DispatchLevel1(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, const QM
       if (parse_seekhead(ctx, mfal, fp, &ctx->seekhead) != 0) found->seekhead = 0;
       break;
     case MKV_ID_ATTACHMENTS:
-      if (found->attachments) break;
-      found->attachments = 1;
-      SetPos(&ctx->attachments, el);
-      if (parse_attachments(ctx, mfal, fp, &ctx->attachments) != 0) return -1;
-      break;
     case MKV_ID_CHAPTERS:
-      if (found->chapters) break;
-      found->chapters = 1;
-      SetPos(&ctx->chapters, el);
-      if (parse_chapters(ctx, mfal, fp, &ctx->chapters) != 0) return -1;
-      break;
     case MKV_ID_TAGS:
-      if (found->tags) break;
-      found->tags = 1;
-      SetPos(&ctx->tags.pos, el);
-      if (parse_tags(ctx, mfal, fp, &ctx->tags) != 0) return -1;
+      qmkvd_parse_descriptive(ctx, mfal, fp, el->id, el->elem_pos, el->data_pos, el->size);
       break;
     default: break;
   }
@@ -171,6 +158,44 @@ int WalkSegment(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp) {
 }
 
 }  // namespace
+
+int qmkvd_parse_descriptive(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, uint32_t id,
+                            int64_t elem_pos, int64_t data_pos, uint64_t size) {
+  QMKVD_FOUND* found = &ctx->found;
+  const QMKVD_CHILD el = {id, size, elem_pos, data_pos};
+  int parsed = 0;
+  const char* name = "";
+  switch (id) {
+    case MKV_ID_ATTACHMENTS:
+      if (found->attachments) return 0;
+      name = "Attachments";
+      SetPos(&ctx->attachments, &el);
+      parsed = parse_attachments(ctx, mfal, fp, &ctx->attachments);
+      if (parsed != 0) ctx->attached.count = 0;
+      found->attachments = parsed == 0;
+      break;
+    case MKV_ID_CHAPTERS:
+      if (found->chapters) return 0;
+      name = "Chapters";
+      SetPos(&ctx->chapters, &el);
+      parsed = parse_chapters(ctx, mfal, fp, &ctx->chapters);
+      found->chapters = parsed == 0;
+      break;
+    case MKV_ID_TAGS:
+      if (found->tags) return 0;
+      name = "Tags";
+      SetPos(&ctx->tags.pos, &el);
+      parsed = parse_tags(ctx, mfal, fp, &ctx->tags);
+      if (parsed < 0) ctx->tags.count = 0;
+      found->tags = parsed >= 0;
+      break;
+    default: return 0;
+  }
+  if (parsed < 0 || (id != MKV_ID_TAGS && parsed != 0)) {
+    qcmn_log(QCMN_LOG_WARN, QCMN_TAG_HEADER, "damaged %s left out", name);
+  }
+  return 0;
+}
 
 int qmkvd_header_parse(QMKVD_CTX* ctx) {
   QCMN_MFAL* mfal = &ctx->mfal;

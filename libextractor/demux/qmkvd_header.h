@@ -18,6 +18,12 @@ enum : uint32_t { QMKVD_FLAG_PTS = 1 };
 // Gives each stream its codec tag from the CodecID; always 0.
 int qmkvd_media_info(QMKVD_CTX* ctx, QMKVDS_CTX* stream, QMKVD_FILE_INFO* info, int32_t index);
 
+// Chapters, Attachments and Tags only describe the file: parses the one with this ID at
+// data_pos unless one was already taken. A damaged one is dropped with a warning (a later copy
+// may still be taken) and never fails the file. Always 0.
+int qmkvd_parse_descriptive(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, uint32_t id,
+                            int64_t elem_pos, int64_t data_pos, uint64_t size);
+
 int parse_segmentinfo(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, QMKVD_INFO* info);
 int parse_seekhead(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp,
                    QMKVD_ELEMENT_POS* seekhead);

@@ -31,11 +31,12 @@ const QMKVD_CHILD_RULE kSeekRules[] = {
 const QMKVD_MASTER kSeek =
     QMKVD_MASTER_OF(kSeekRules, /*skip_empty=*/true, /*cap_size=*/false, QMKVD_OVERRUN_FOLLOW);
 
+// Each entry stands on its own: one that leads nowhere is left out, and the others are
+// followed. What no entry finds, the walk over the Segment finds in file order.
 int FollowSeek(QMKVD_WALK* walk, const QMKVD_CHILD* child, void*) {
   if (parse_seekhead_seek(walk->ctx, walk->mfal, walk->fp, child->data_pos,
                           static_cast<int64_t>(child->size)) != 0) {
-    qcmn_log(QCMN_LOG_WARN, nullptr, "parse_seekhead_seek failed");
-    return -1;
+    qcmn_log(QCMN_LOG_WARN, nullptr, "parse_seekhead_seek failed: Seek entry left out");
   }
   return QMKVD_WALK_NEXT;
 }
@@ -46,19 +47,9 @@ const QMKVD_CHILD_RULE kSeekHeadRules[] = {
 const QMKVD_MASTER kSeekHead =
     QMKVD_MASTER_OF(kSeekHeadRules, /*skip_empty=*/false, /*cap_size=*/false, QMKVD_OVERRUN_FOLLOW);
 
-// Element position already known for a level-1 element, for a Seek with position 0.
-bool KnownElementPos(const QMKVD_CTX* ctx, uint64_t id, int64_t* pos) {
-  switch (id) {
-    case MKV_ID_CHAPTERS: *pos = ctx->chapters.elem_pos; return true;
-    case MKV_ID_TAGS: *pos = ctx->tags.pos.elem_pos; return true;
-    case MKV_ID_INFO: *pos = ctx->info.pos.elem_pos; return true;
-    case MKV_ID_CLUSTER: *pos = ctx->first_cluster.pos.elem_pos; return true;
-    case MKV_ID_CUES: *pos = static_cast<int64_t>(ctx->cues.elem_pos); return true;
-    case MKV_ID_ATTACHMENTS: *pos = ctx->attachments.elem_pos; return true;
-    case MKV_ID_TRACKS: *pos = ctx->tracks.pos.elem_pos; return true;
-    default: return false;
-  }
-}
+// SeekHeads walked at most, the first one included: mkvmerge and mkvpropedit chain a second one
+// near the end of the file; more are followed no further, which also ends any loop.
+const uint32_t kMaxSeekHeads = 4;
 
 void StorePos(QMKVD_ELEMENT_POS* pos, int64_t data_pos, uint64_t size) {
   pos->data_pos = data_pos;
@@ -99,26 +90,13 @@ int ParseTarget(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, uint32_t id
       ctx->first_cluster.current_size = static_cast<uint32_t>(size);
       return 0;
     case MKV_ID_TAGS:
-      if (found->tags) return 0;
-      StorePos(&ctx->tags.pos, data_pos, size);
-      if (parse_tags(ctx, mfal, fp, &ctx->tags) < 0) {
-        ctx->tags.count = 0;
-        return -1;
-      }
-      found->tags = 1;
-      return 0;
     case MKV_ID_CHAPTERS:
-      if (found->chapters) return 0;
-      StorePos(&ctx->chapters, data_pos, size);
-      if (parse_chapters(ctx, mfal, fp, &ctx->chapters) != 0) return -1;
-      found->chapters = 1;
-      return 0;
     case MKV_ID_ATTACHMENTS:
-      if (found->attachments) return 0;
-      StorePos(&ctx->attachments, data_pos, size);
-      if (parse_attachments(ctx, mfal, fp, &ctx->attachments) != 0) return -1;
-      found->attachments = 1;
-      return 0;
+      return qmkvd_parse_descriptive(ctx, mfal, fp, id, elem_pos, data_pos, size);
+    case MKV_ID_SEEKHEAD: {
+      QMKVD_ELEMENT_POS next = {elem_pos, data_pos, static_cast<uint32_t>(size)};
+      return parse_seekhead(ctx, mfal, fp, &next);
+    }
     default: return 0;
   }
 }
@@ -127,6 +105,8 @@ int ParseTarget(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, uint32_t id
 
 int parse_seekhead(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp,
                    QMKVD_ELEMENT_POS* seekhead) {
+  if (ctx->found.seekheads >= kMaxSeekHeads) return 0;
+  ++ctx->found.seekheads;
   return qmkvd_walk_children(ctx, mfal, fp, seekhead->data_pos, seekhead->size, &kSeekHead, nullptr,
                              nullptr) == 0
              ? 0
@@ -141,14 +121,8 @@ int parse_seekhead_seek(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, int
   if (walked < 0) return -1;
   if (walked == QMKVD_WALK_STOP) return 0;
 
-  if (entry.position == 0) {
-    // No position: the SeekHead's base moves to the element already known by that ID.
-    int64_t known = 0;
-    if (KnownElementPos(ctx, entry.id, &known)) ctx->seekhead.elem_pos = known;
-    return 0;
-  }
-
-  int64_t target = qmkvd_pos_add(ctx->seekhead.elem_pos, entry.position);
+  // Positions count from the Segment's data, whatever stands before the SeekHead.
+  int64_t target = qmkvd_pos_add(ctx->segment_data_pos, entry.position);
   mfal->setpos(fp, &target);
   uint32_t id = 0;
   uint64_t target_size = 0;

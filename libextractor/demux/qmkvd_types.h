@@ -365,6 +365,7 @@ struct QMKVD_FOUND {
   uint8_t chapters;
   uint8_t tags;
   uint8_t seekhead;
+  uint8_t seekheads;  // SeekHeads walked, chained ones included
 };
 
 struct QMKVD_METADATA_SLOT {
