@@ -33,6 +33,16 @@ Element SecondCluster(int second, int size_width) {
   return std::move(cluster).UnknownSize();
 }
 
+// The same second with its size known.
+Element KnownCluster(int second) {
+  std::vector<Element> children = {Uint(kTimecode, 1000u * second)};
+  for (int k = 0; k < 5; ++k) {
+    children.push_back(SimpleBlock(1, static_cast<int16_t>(200 * k), k == 0 ? 0x80 : 0,
+                                   k == 0 ? kIntra : kPredicted));
+  }
+  return Cluster(children);
+}
+
 // An unknown-size Segment: a SeekHead (naming the Cues when there are any: the header walk
 // cannot step over a Cluster of unknown size to find them), Info, Tracks, then four one-second
 // Clusters of unknown size (size fields of 1 and 8 bytes), the Cues, and Tags at the end.
@@ -167,6 +177,36 @@ TEST(UnknownSizes, EveryWidthAndEveryMasterOpensAndReadsWhole) {
     std::vector<Packet> packets;
     EXPECT_EQ(track->ReadAll(&packets), AMEDIA_ERROR_END_OF_STREAM);
     EXPECT_EQ(packets.size(), 5u);
+  }
+}
+
+// A hole of zeros (an incomplete download) or garbage between Clusters ends no stream: reading
+// and the seek without cues go on at the next Cluster, as players do.
+TEST(DamageBetweenClusters, ReadingAndSeekingGoOnAtTheNextCluster) {
+  Bytes garbage(5000);
+  uint32_t x = 12345;
+  for (uint8_t& b : garbage) {
+    x = x * 1103515245u + 12345u;
+    b = static_cast<uint8_t>(x >> 24);
+  }
+  for (const Bytes& damage : {Bytes(16384, 0), garbage}) {
+    SCOPED_TRACE(damage[0] == 0 ? "zeros" : "garbage");
+    std::vector<Element> children = {Info({Uint(0x2AD7B1, 1000000), Float(0x4489, 4000.0, 8)}),
+                                     Tracks({VideoTrack(1, {}, "V_MPEG4/ISO/ASP")}),
+                                     KnownCluster(0),
+                                     KnownCluster(1),
+                                     Raw(damage),
+                                     KnownCluster(2),
+                                     KnownCluster(3)};
+    Plugin plugin(Serialize({EbmlHeader(), Segment(children)}));
+    std::unique_ptr<PluginTrack> track = Start(&plugin);
+    ASSERT_NE(track, nullptr);
+    std::vector<Packet> packets;
+    EXPECT_EQ(track->ReadAll(&packets), AMEDIA_ERROR_END_OF_STREAM);
+    EXPECT_EQ(packets.size(), 20u);
+    Packet p;
+    ASSERT_EQ(track->Seek(3000000, SEEK_NEXT_SYNC, &p), AMEDIA_OK);
+    EXPECT_EQ(p.time_us, 3000000);
   }
 }
 

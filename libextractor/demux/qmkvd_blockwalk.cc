@@ -45,7 +45,13 @@ int32_t MoveToNextCluster(QMKVDS_CTX* s) {
     uint32_t id = 0;
     uint64_t size = 0;
     int64_t next = 0;
-    if (qmkvd_ebml_get_id_len64(s->mfal, s->fp, &id, &size) != 0) return QMKVD_END;
+    if (qmkvd_ebml_get_id_len64(s->mfal, s->fp, &id, &size) != 0) {
+      // Damage (a hole of zeros): go on at the next plausible Cluster within reach.
+      const int64_t found = qmkvd_cluster_resync(s->mfal, s->fp, pos);
+      if (found <= pos) return QMKVD_END;
+      pos = found;
+      continue;
+    }
     if (s->mfal->getpos(s->fp, &next) != 0 || next <= pos) return QMKVD_END;
     if (id == MKV_ID_CLUSTER) {
       qmkvd_cluster_enter(&s->cluster, next, size, qmkvd_ebml_size_is_unknown(size));

@@ -1,6 +1,7 @@
 #include "demux/qmkvd_cluster.h"
 
 #include <stdlib.h>
+#include <string.h>
 
 #include "demux/qmkvd_ebml.h"
 #include "demux/qmkvd_ids.h"
@@ -10,6 +11,25 @@
 #include "demux/qmkvd_walk.h"
 
 namespace {
+
+// How far past damage the next Cluster is looked for, and in what steps.
+constexpr int64_t kResyncWindow = 16 << 20;
+constexpr int kResyncChunk = 16 << 10;
+const uint8_t kClusterIdBytes[] = {0x1F, 0x43, 0xB6, 0x75};
+
+// Whether a Cluster plausibly begins at pos: its ID, a size, then a Timecode or a CRC-32.
+bool ClusterBeginsAt(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, int64_t pos) {
+  uint32_t id = 0;
+  uint64_t size = 0;
+  if (mfal->setpos(fp, &pos) != 0 || qmkvd_ebml_get_id_len64(mfal, fp, &id, &size) != 0 ||
+      id != MKV_ID_CLUSTER) {
+    return false;
+  }
+  uint32_t first = 0;
+  uint64_t first_size = 0;
+  if (qmkvd_ebml_get_id_len64(mfal, fp, &first, &first_size) != 0) return false;
+  return first == MKV_ID_CLUSTER_TIMECODE || first == MKV_ID_CRC32;
+}
 
 // The list builder's own failure codes.
 enum { kListReadFailed = -1, kListNoMemory = -2, kListBadCluster = -3 };
@@ -106,6 +126,41 @@ int32_t AddClusterNode(QMKVDS_CTX* s, QMKVD_CLUSTER** tail) {
 
 }  // namespace
 
+int64_t qmkvd_cluster_resync(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, int64_t from) {
+  static_assert(sizeof(kClusterIdBytes) == 4, "a Cluster ID is four bytes");
+  uint8_t chunk[kResyncChunk];
+  const int64_t stop = qmkvd_pos_add(from, kResyncWindow);
+  for (int64_t at = from; at < stop;) {
+    if (mfal->setpos(fp, &at) != 0) return -1;
+    const int got = mfal->read(fp, chunk, kResyncChunk);
+    if (got < static_cast<int>(sizeof(kClusterIdBytes))) return -1;
+    const int last = got - static_cast<int>(sizeof(kClusterIdBytes));
+    for (int i = 0; i <= last; ++i) {
+      if (chunk[i] != kClusterIdBytes[0] ||
+          memcmp(chunk + i, kClusterIdBytes, sizeof(kClusterIdBytes)) != 0) {
+        continue;
+      }
+      if (ClusterBeginsAt(mfal, fp, at + i)) return at + i;
+    }
+    // The next chunk starts where an ID cut by this one's end would start.
+    at += last + 1;
+  }
+  return -1;
+}
+
+bool qmkvd_cluster_next(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, int64_t pos, uint64_t* size,
+                        int64_t* payload) {
+  uint32_t id = 0;
+  const bool readable = mfal->setpos(fp, &pos) == 0 && ReadHeader(mfal, fp, &id, size, payload);
+  if (readable && id == MKV_ID_CLUSTER) return true;
+  if (readable && (qmkvd_walk_ends_at_segment_level(nullptr, id) || id == MKV_ID_VOID)) {
+    return false;
+  }
+  const int64_t found = qmkvd_cluster_resync(mfal, fp, pos);
+  if (found < 0 || mfal->setpos(fp, &found) != 0) return false;
+  return ReadHeader(mfal, fp, &id, size, payload);
+}
+
 void qmkvd_cluster_enter(QMKVD_CLUSTER_STATE* c, int64_t data_pos, uint64_t size,
                          bool unknown_size) {
   c->data_pos = data_pos;
@@ -194,13 +249,9 @@ int32_t qmkvds_make_cluster_list(QMKVDS_CTX* s) {
     const int32_t status = AddClusterNode(s, &tail);
     if (status != QMKVD_OK) return status;
     const int64_t next = qmkvd_cluster_end(s->mfal, s->fp, &s->cluster);
-    uint32_t id = 0;
     uint64_t size = 0;
     int64_t payload = 0;
-    if (s->mfal->setpos(s->fp, &next) != 0) return QMKVD_OK;
-    if (!ReadHeader(s->mfal, s->fp, &id, &size, &payload) || id != MKV_ID_CLUSTER) {
-      return QMKVD_OK;
-    }
+    if (!qmkvd_cluster_next(s->mfal, s->fp, next, &size, &payload)) return QMKVD_OK;
     qmkvd_cluster_enter(&s->cluster, payload, size, qmkvd_ebml_size_is_unknown(size));
   }
   return QMKVD_OK;

@@ -17,6 +17,18 @@ void qmkvd_cluster_enter(QMKVD_CLUSTER_STATE* cluster, int64_t data_pos, uint64_
 int64_t qmkvd_cluster_end(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp,
                           const QMKVD_CLUSTER_STATE* cluster);
 
+// Damage between Clusters (a hole of zeros from an incomplete download, garbage) need not end a
+// stream: looks from `from` on, within 16 MiB, for the next Cluster ID followed by a size and a
+// Timecode or CRC-32, as a Cluster begins. Its position, or -1. The position is left anywhere.
+int64_t qmkvd_cluster_resync(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, int64_t from);
+
+// The Cluster whose header starts at pos, or, where damage stands there instead of an element
+// the Segment can hold, the next one qmkvd_cluster_resync finds. true with its payload
+// position and size; false at any other element (Cues, Tags: no Cluster follows) or when
+// nothing is found.
+bool qmkvd_cluster_next(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, int64_t pos, uint64_t* size,
+                        int64_t* payload);
+
 // Reads a Cluster's leading children (Timecode, Position, PrevSize) from cluster->data_pos up to
 // its first block, whose element start goes to cluster->block_pos. 0, or -1 on a read failure.
 int32_t parse_cluster(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, QMKVD_CLUSTER_STATE* cluster);

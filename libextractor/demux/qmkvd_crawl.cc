@@ -128,15 +128,9 @@ int32_t EnterCluster(QMKVDS_CTX* s, int64_t data_pos, uint64_t size, bool unknow
 // Forward: the Cluster that follows the current one. 0, 1 (none follows), -1 or -3.
 int32_t NextCluster(QMKVDS_CTX* s) {
   const int64_t next = qmkvd_cluster_end(s->mfal, s->fp, &s->cluster);
-  uint32_t id = 0;
   uint64_t size = 0;
   int64_t payload = 0;
-  if (s->mfal->setpos(s->fp, &next) != 0 ||
-      qmkvd_ebml_get_id_len64(s->mfal, s->fp, &id, &size) != 0 ||
-      s->mfal->getpos(s->fp, &payload) != 0) {
-    return QMKVD_ERR_READ;
-  }
-  if (id != MKV_ID_CLUSTER) return QMKVD_END;
+  if (!qmkvd_cluster_next(s->mfal, s->fp, next, &size, &payload)) return QMKVD_END;
   return EnterCluster(s, payload, size, qmkvd_ebml_size_is_unknown(size));
 }
 
