@@ -159,9 +159,23 @@ class QMKVSource : public MediaTrackHelper {
   // Opens the track's stream handle and records it in the holder; false when it cannot.
   bool openStream(QMKVDSF* holder, int32_t index, int32_t ordinal);
   media_status_t seekLocked(const ReadOptions* options);
+  // How a PCM block becomes what the format promises.
+  struct PcmPlan {
+    enum Kind { kAsStored, kFloatTo16, kInteger, kUnusable } kind;
+    bool big_endian;  // swapped to little-endian first
+    uint32_t bits;
+    uint32_t depth;  // kInteger: 0 to 3 for 8 to 32 bits
+    int32_t encoding;
+    // The size a block of `size` bytes has once converted.
+    int64_t outputSize(uint32_t size) const;
+  };
+  PcmPlan pcmPlanLocked() const;
   // Turns a PCM block into what the format promises; returns the new size. A block whose
   // result would not fit the buffer yields -1.
   int64_t convertPcmLocked(uint8_t* data, uint32_t size, size_t capacity);
+  int64_t roomForLocked(uint32_t size) const;
+  // Unlocks and returns an error when no buffer could be had.
+  media_status_t growBufferLocked(int64_t room);
   media_status_t setMetaLocked(uint32_t size, int64_t time, int64_t end, int32_t sync);
   media_status_t failLocked(media_status_t status);
 

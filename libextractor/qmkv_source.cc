@@ -28,6 +28,8 @@ namespace {
 
 constexpr int32_t kMaxStreams = QMKVD_MAX_TRACKS;
 constexpr uint32_t kVorbisWaveTag = 0x6751;
+// The largest buffer a frame may ask for: a 4K frame of lossless video is some 25 MB.
+constexpr int64_t kMaxFrameBuffer = 64 << 20;
 #define QMKV_MAX_SIZE_CHECK \
   "AMediaFormat_getInt32(mFormat, AMEDIAFORMAT_KEY_MAX_INPUT_SIZE, &max_size)"
 
@@ -213,31 +215,52 @@ media_status_t QMKVSource::seekLocked(const ReadOptions* options) {
   return AMEDIA_OK;
 }
 
-int64_t QMKVSource::convertPcmLocked(uint8_t* data, uint32_t size, size_t capacity) {
+QMKVSource::PcmPlan QMKVSource::pcmPlanLocked() const {
+  PcmPlan plan = {PcmPlan::kAsStored, false, 0, 0, QMKV_PCM_16BIT};
   int32_t bits = 0;
   if (mStreamType != QMKV_TYPE_AUDIO ||
       !AMediaFormat_getInt32(mFormat, AMEDIAFORMAT_KEY_BITS_PER_SAMPLE, &bits)) {
-    return size;
+    return plan;
   }
-  const bool big_endian = mCodec == qcmn_fourcc("lpcm");
-  if (big_endian) SwapToLittleEndian(data, size, static_cast<uint32_t>(bits));
-  int32_t encoding = QMKV_PCM_16BIT;
-  AMediaFormat_getInt32(mFormat, AMEDIAFORMAT_KEY_PCM_ENCODING, &encoding);
+  plan.bits = static_cast<uint32_t>(bits);
+  plan.big_endian = mCodec == qcmn_fourcc("lpcm");
+  AMediaFormat_getInt32(mFormat, AMEDIAFORMAT_KEY_PCM_ENCODING, &plan.encoding);
+  if (mCodec == QCMN_TAG_IEEE_FLOAT) {
+    if (plan.encoding == QMKV_PCM_16BIT) plan.kind = PcmPlan::kFloatTo16;
+    return plan;
+  }
+  if (!plan.big_endian && mCodec != QCMN_TAG_PCM) return plan;
+  if (plan.encoding != QMKV_PCM_16BIT && plan.encoding != QMKV_PCM_FLOAT) return plan;
+  plan.depth = DepthIndex(plan.bits);
+  plan.kind = plan.depth > 3 ? PcmPlan::kUnusable : PcmPlan::kInteger;
+  return plan;
+}
+
+int64_t QMKVSource::PcmPlan::outputSize(uint32_t size) const {
+  switch (kind) {
+    case kFloatTo16: return int64_t{size / 4} * 2;
+    case kUnusable: return 0;
+    case kInteger: return int64_t{size / (depth + 1)} * (encoding == QMKV_PCM_16BIT ? 2 : 4);
+    case kAsStored:
+    default: return size;
+  }
+}
+
+int64_t QMKVSource::convertPcmLocked(uint8_t* data, uint32_t size, size_t capacity) {
+  const PcmPlan plan = pcmPlanLocked();
+  if (plan.big_endian) SwapToLittleEndian(data, size, plan.bits);
   int16_t* out16 = reinterpret_cast<int16_t*>(data);
   float* outf = reinterpret_cast<float*>(data);
-  if (mCodec == QCMN_TAG_IEEE_FLOAT) {
-    if (encoding != QMKV_PCM_16BIT) return size;
+  if (plan.kind == PcmPlan::kFloatTo16) {
     memcpy_to_i16_from_float(out16, reinterpret_cast<const float*>(data), size / 4);
-    return int64_t{size / 4} * 2;
   }
-  if (!big_endian && mCodec != QCMN_TAG_PCM) return size;
-  if (encoding != QMKV_PCM_16BIT && encoding != QMKV_PCM_FLOAT) return size;
-  const uint32_t depth = DepthIndex(static_cast<uint32_t>(bits));
-  if (depth > 3) return 0;
+  if (plan.kind != PcmPlan::kInteger) return plan.outputSize(size);
+  const uint32_t depth = plan.depth;
   const uint32_t samples = size / (depth + 1);
-  const int64_t grown = int64_t{samples} * (encoding == QMKV_PCM_16BIT ? 2 : 4);
+  const int64_t grown = plan.outputSize(size);
   // Widening conversions grow the block in place: it has to fit the buffer it is in.
   if (grown > static_cast<int64_t>(capacity)) return -1;
+  const int32_t encoding = plan.encoding;
   if (encoding == QMKV_PCM_16BIT) {
     if (depth == 0) memcpy_to_i16_from_u8(out16, data, samples);
     if (depth == 2) memcpy_to_i16_from_p24(out16, data, samples);
@@ -292,6 +315,14 @@ media_status_t QMKVSource::setMetaLocked(uint32_t size, int64_t time, int64_t en
   return AMEDIA_OK;
 }
 
+// Room a frame of `size` bytes needs in the framework's buffer: PCM grown by its conversion, a
+// text with its terminating NUL.
+int64_t QMKVSource::roomForLocked(uint32_t size) const {
+  const int64_t converted = pcmPlanLocked().outputSize(size);
+  const int64_t text_nul = mStreamType == QMKV_TYPE_TEXT ? 1 : 0;
+  return (converted > size ? converted : int64_t{size}) + text_nul;
+}
+
 media_status_t QMKVSource::read(MediaBufferHelper** out, const ReadOptions* options) {
   pthread_mutex_lock(&mLock);
   QMKV_CHECK(mStarted, 1407, "mStarted", "mStarted");
@@ -306,13 +337,24 @@ media_status_t QMKVSource::read(MediaBufferHelper** out, const ReadOptions* opti
   media_status_t seek = seekLocked(options);
   if (seek != AMEDIA_OK) return failLocked(seek);
 
-  uint8_t* data = static_cast<uint8_t*>(mBuffer->data());
-  const size_t capacity = mBuffer->size();
-  const int32_t room = capacity > INT32_MAX ? INT32_MAX : static_cast<int32_t>(capacity);
   uint32_t size = 0;
   int64_t time = 0, end = 0;
   int32_t sync = 0;
-  int32_t result = qmkvds_get_frm(mStreamHandle, data, room, &size, &time, &end, &sync);
+  // The frame's size first: one larger than the buffer (lossless or intra-only video, a long
+  // subtitle event) gets a buffer of its own size from the group.
+  int32_t result = qmkvds_get_frm(mStreamHandle, nullptr, 0, &size, &time, &end, &sync);
+  if (result != 0) {
+    return failLocked(result == 1 ? AMEDIA_ERROR_END_OF_STREAM : AMEDIA_ERROR_IO);
+  }
+  const int64_t room = roomForLocked(size);
+  if (room > static_cast<int64_t>(mBuffer->size())) {
+    media_status_t grown = growBufferLocked(room);
+    if (grown != AMEDIA_OK) return grown;
+  }
+  uint8_t* data = static_cast<uint8_t*>(mBuffer->data());
+  const size_t capacity = mBuffer->size();
+  const int32_t fits = capacity > INT32_MAX ? INT32_MAX : static_cast<int32_t>(capacity);
+  result = qmkvds_get_frm(mStreamHandle, data, fits, &size, &time, &end, &sync);
   if (result != 0) {
     return failLocked(result == 1 ? AMEDIA_ERROR_END_OF_STREAM : AMEDIA_ERROR_IO);
   }
@@ -326,6 +368,26 @@ media_status_t QMKVSource::read(MediaBufferHelper** out, const ReadOptions* opti
   if (meta != AMEDIA_OK) return meta;
   *out = mBuffer;
   pthread_mutex_unlock(&mLock);
+  return AMEDIA_OK;
+}
+
+// Swaps the buffer for one of `room` bytes. A frame beyond what any real file holds in one frame
+// keeps the buffer it has (the read then fails on it); so does a group that cannot give more.
+media_status_t QMKVSource::growBufferLocked(int64_t room) {
+  if (room > kMaxFrameBuffer) {
+    qcmn_log(QCMN_LOG_WARN, QCMN_TAG_FRONTEND, "QMKVSource::read() frame of %lld bytes refused",
+             static_cast<long long>(room));
+    return AMEDIA_OK;
+  }
+  mBuffer->release();
+  mBuffer = nullptr;
+  media_status_t err = mBufferGroup->acquire_buffer(&mBuffer, false, static_cast<size_t>(room));
+  if (err != AMEDIA_OK || mBuffer == nullptr) {
+    qcmn_log(QCMN_LOG_WARN, QCMN_TAG_FRONTEND, "QMKVSource::read() acquire_buffer returns %d", err);
+    mBuffer = nullptr;
+    pthread_mutex_unlock(&mLock);
+    return AMEDIA_ERROR_UNKNOWN;
+  }
   return AMEDIA_OK;
 }
 

@@ -223,21 +223,37 @@ TEST(PluginPcm, FloatOutputForTheMediaServer) {
   android::base::SetProperty("media.extractor.float", "");
 }
 
-TEST(PluginPcm, WideningBeyondTheBufferIsAnErrorNotAnOverflow) {
+// A frame larger than the track's buffer gets a buffer of its own size from the group: PCM
+// that doubles when widened, a video frame of several megabytes, a long subtitle event. The
+// buffer stays one: the group swaps it for the bigger one.
+TEST(PluginFrames, FramesLargerThanTheBufferAreDelivered) {
   // 8-bit samples double in size; the audio buffer holds 0x80000 bytes.
   const Bytes fits(0x40000, 0x80), too_big(0x40001, 0x80);
   Opened o(PcmFile("A_PCM/INT/LIT", 8, too_big,
                    {SimpleBlock(1, 10, kKey, fits), SimpleBlock(1, 20, kKey, {0x81})}));
   ASSERT_EQ(o.track->Start(), AMEDIA_OK);
-  LogCapture log;
   Packet p;
-  EXPECT_EQ(o.track->Read(&p), AMEDIA_ERROR_IO);
-  EXPECT_EQ(o.track->group().acquired_count(), 0u);
+  ASSERT_EQ(o.track->Read(&p), AMEDIA_OK);
+  EXPECT_EQ(p.bytes.size(), 0x80002u);
+  EXPECT_EQ(o.track->group().buffer_count(), 1u);
   ASSERT_EQ(o.track->Read(&p), AMEDIA_OK);
   EXPECT_EQ(p.bytes.size(), 0x80000u);
   EXPECT_EQ(p.time_us, 10000);
   ASSERT_EQ(o.track->Read(&p), AMEDIA_OK);
   EXPECT_EQ(p.bytes, Int16s({256}));
+
+  // A 3 MB video frame, far beyond the maximum input size of a 64x48 picture.
+  Bytes frame(3 << 20);
+  for (size_t i = 0; i < frame.size(); ++i) frame[i] = static_cast<uint8_t>(i * 7);
+  frame[0] = 0x82;  // a VP9 key frame
+  Opened v(MkvFile({InfoOfMs(1000), Tracks({VideoTrack(1)}),
+                    Cluster({Uint(kTimecode, 0), SimpleBlock(1, 0, kKey, frame),
+                             SimpleBlock(1, 40, kKey, {0x82, 1})})}));
+  ASSERT_EQ(v.track->Start(), AMEDIA_OK);
+  ASSERT_EQ(v.track->Read(&p), AMEDIA_OK);
+  EXPECT_EQ(p.bytes, frame);
+  ASSERT_EQ(v.track->Read(&p), AMEDIA_OK);
+  EXPECT_EQ(p.bytes, (Bytes{0x82, 1}));
 }
 
 // A group of one buffer, exactly as big as asked, whose range does not start at 0 when it is
@@ -308,7 +324,7 @@ TEST(PluginPcm, ConversionWorksOnTheRangeWhereverItStarted) {
 // ------------------------------------------------------------------------------------------
 // Buffer metadata
 
-TEST(PluginMeta, TextIsTerminatedUnlessItFillsTheBuffer) {
+TEST(PluginMeta, TextIsTerminatedWhateverItsLength) {
   const Bytes full(2048, 'x');
   Bytes file = MkvFile(
       {InfoOfMs(10000),
@@ -325,9 +341,12 @@ TEST(PluginMeta, TextIsTerminatedUnlessItFillsTheBuffer) {
   EXPECT_EQ(packets[0].bytes, (Bytes{'h', 'e', 'l', 'l', 'o', 0}));
   EXPECT_EQ(packets[0].duration_us, 700000);
   EXPECT_EQ(packets[0].sync, 1);  // a BlockGroup without ReferenceBlock
+  // Longer than the text buffer: it gets a bigger one, and its NUL and duration.
   const Packet& big = packets.back();
-  EXPECT_EQ(big.bytes, full);
-  EXPECT_EQ(big.duration_us, -1);
+  Bytes terminated = full;
+  terminated.push_back(0);
+  EXPECT_EQ(big.bytes, terminated);
+  EXPECT_EQ(big.duration_us, 500000);
   EXPECT_EQ(big.time_us, 1000000);
 }
 

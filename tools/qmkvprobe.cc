@@ -4,7 +4,7 @@
 // --json every packet (time, size, sync, MD5 of the payload).
 //
 // Exit status: 0 the file was read; 1 the plug-in could not be loaded, did not claim the file or
-// could not open it (or --extract could not write); 2 usage error.
+// could not open it, a track ended in an error, or --extract could not write; 2 usage error.
 #include <errno.h>
 #include <limits.h>
 #include <stdio.h>
@@ -35,7 +35,8 @@ const char kUsage[] =
     "  --mode MODE            seek mode: previous, next, closest-sync (default), closest\n"
     "  --count K              stop each track after K packets\n"
     "  --extract N OUT        write track N's payloads to OUT (Annex-B, IVF, ADTS, FLAC or raw)\n"
-    "exit status: 0 read, 1 not loaded, not claimed or not opened, 2 usage error\n";
+    "exit status: 0 read, 1 not loaded, not claimed, not opened or a track ended in an error,\n"
+    "             2 usage error\n";
 
 struct Options {
   bool json = false;
@@ -198,8 +199,10 @@ bool CheckPath(const std::string& path) {
   return true;
 }
 
-// Reads the tracks asked for, in index order. Returns false when the extraction failed.
+// Reads the tracks asked for, in index order. Returns false when the extraction failed or a
+// track whose format was published ended in an error.
 bool ReadTracks(const Options& o, Session* s, qmkvtools::Report* report) {
+  bool all_read = true;
   std::unique_ptr<qmkvtools::PayloadWriter> writer;
   std::string error;
   if (o.extract) {
@@ -215,6 +218,10 @@ bool ReadTracks(const Options& o, Session* s, qmkvtools::Report* report) {
     Tee sink(report, o.extract && i == o.extract_track ? writer.get() : nullptr);
     const qmkvtools::TrackResult result = qmkvtools::ReadTrack(s->extractor, i, o.read, &sink);
     report->TrackRead(result);
+    if (result.end == qmkvtools::TrackEnd::kError && s->format_status[i] == AMEDIA_OK) {
+      fprintf(stderr, "qmkvprobe: track %zu: %s\n", i, qmkvtools::EndName(result).c_str());
+      all_read = false;
+    }
     if (result.buffers_held > 0) {
       fprintf(stderr, "qmkvprobe: track %zu: the plug-in still holds %zu buffers after stop\n", i,
               result.buffers_held);
@@ -224,7 +231,7 @@ bool ReadTracks(const Options& o, Session* s, qmkvtools::Report* report) {
     fprintf(stderr, "qmkvprobe: --extract %zu: %s\n", o.extract_track, error.c_str());
     return false;
   }
-  return true;
+  return all_read;
 }
 
 // Sniffs, opens and reads; the report has been told everything when this returns.

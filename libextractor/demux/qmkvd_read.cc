@@ -200,6 +200,7 @@ int32_t NextWholeBlock(QMKVDS_CTX* s, const Request& r, bool* empty_text) {
 // into it, so the next call goes on with the next block.
 int32_t DeliverWholeBlock(QMKVDS_CTX* s, const Request& r, int64_t announced) {
   s->pending_size = 0;
+  s->frame_announced = 0;
   if (announced > r.capacity) return QMKVD_ERR_SMALL;
   const int64_t raw = qmkvd_block_bytes(s);
   if (s->nal_length_size != 0) {
@@ -227,7 +228,7 @@ int32_t DeliverWholeBlock(QMKVDS_CTX* s, const Request& r, int64_t announced) {
 // --- lace-by-lace reader --------------------------------------------------------------------
 
 bool BlockHasFrames(const QMKVDS_CTX* s) {
-  return s->pending_size != 0 || (s->lace_count >= 1 && s->lace_cursor >= 0);
+  return s->frame_announced != 0 || (s->lace_count >= 1 && s->lace_cursor >= 0);
 }
 
 int32_t CurrentLace(const QMKVDS_CTX* s) {
@@ -270,10 +271,12 @@ int32_t DeliverLace(QMKVDS_CTX* s, const Request& r) {
   const int64_t size = lace + StrippedPerFrame(s);
   if (s->nal_length_size == 0 && size > r.capacity) {
     s->pending_size = 0;
+    s->frame_announced = 0;
     return QMKVD_ERR_SMALL;
   }
   s->lace_cursor--;
   s->pending_size = 0;
+  s->frame_announced = 0;
   if (s->nal_length_size != 0) {
     if (s->lace_count > 0) return QMKVD_ERR_UNUSABLE;
     return RewriteNals(s, r.buffer, lace, r.capacity, r.size);
@@ -294,6 +297,7 @@ int32_t AnnounceLace(QMKVDS_CTX* s, const Request& r) {
     size = written;
   }
   s->pending_size = static_cast<uint32_t>(size);
+  s->frame_announced = 1;
   *r.size = s->pending_size;
   return QMKVD_OK;
 }
@@ -316,7 +320,7 @@ int32_t qmkvds_get_frm_default(QMKVDS_CTX* s, uint8_t* buffer, int32_t capacity,
     return QMKVD_OK;
   }
   int64_t announced = s->pending_size;
-  if (announced != 0) {
+  if (s->frame_announced) {
     SetTimes(r, s->block_time, s->block_end_time);
   } else {
     bool empty_text = false;
@@ -324,6 +328,7 @@ int32_t qmkvds_get_frm_default(QMKVDS_CTX* s, uint8_t* buffer, int32_t capacity,
     if (found != QMKVD_OK) return found;
     if (empty_text) {
       s->pending_size = 0;
+      s->frame_announced = 0;
       if (!buffer) s->empty_pending = 1;
       return QMKVD_OK;
     }
@@ -331,6 +336,7 @@ int32_t qmkvds_get_frm_default(QMKVDS_CTX* s, uint8_t* buffer, int32_t capacity,
       const int32_t sized = BlockOutputSize(s, &announced);
       if (sized != QMKVD_OK) return sized;
       s->pending_size = static_cast<uint32_t>(announced);
+      s->frame_announced = 1;
       *size = s->pending_size;
       SetSync(r, s);
       return QMKVD_OK;

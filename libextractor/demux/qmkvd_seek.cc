@@ -216,6 +216,7 @@ void qmkvds_forget_frame(QMKVDS_CTX* s) {
   // seek's time.
   s->skip_pending = 0;
   s->pending_size = 0;
+  s->frame_announced = 0;
   s->empty_pending = 0;
   s->frame_counter = 0;
 }
@@ -226,6 +227,7 @@ int32_t qmkvds_seek(QMKVDS_CTX* s, const int64_t* time, int64_t* out, uint32_t m
   // The gap to the first block after the seek is no frame duration.
   s->prev_block_time = -1;
   s->pending_size = 0;
+  s->frame_announced = 0;
   const bool to_start = mode == QMKVD_SEEK_BEFORE || mode == QMKVD_SEEK_NEAREST;
   if (to_start && time && *time == 0) return Rewind(s, out);
   QMKVD_CTX* ctx = s->owner;

@@ -47,6 +47,7 @@ void ResetReadState(QMKVDS_CTX* s) {
   s->index_count = 0;
   s->lace_duration = 0;
   s->pending_size = 0;
+  s->frame_announced = 0;
   s->frames_in_block = 0;
   s->lace_count = 0;
   s->lace_cursor = -1;

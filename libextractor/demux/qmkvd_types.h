@@ -323,6 +323,7 @@ struct QMKVDS_CTX {
   int64_t block_end_time;
   int64_t lace_duration;
   uint32_t pending_size;
+  uint8_t frame_announced;  // a size query announced the current frame (which may be empty)
   int32_t frames_in_block;
   int32_t nal_length_size;
   uint32_t frame_counter;
