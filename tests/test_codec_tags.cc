@@ -34,7 +34,7 @@ TEST(CodecTag, VideoByPrefix) {
   const TagCase kCases[] = {
       {1, "V_MPEG4/ISO/AVC", qcmn_fourcc("AVC1")},  {1, "V_MPEG4/ISO/SPX", qcmn_fourcc("MP4V")},
       {1, "V_MPEG4/ISO/ASP", qcmn_fourcc("MP4V")},  {1, "V_MPEGH/ISO/HEVC", qcmn_fourcc("hev1")},
-      {1, "V_MPEG1", qcmn_fourcc("MPG1")},  {1, "V_MPEG2", qcmn_fourcc("mpg2")},
+      {1, "V_MPEG1", qcmn_fourcc("mpg2")},  {1, "V_MPEG2", qcmn_fourcc("mpg2")},
       {1, "V_VP8", qcmn_fourcc("VP80")},  {1, "V_VP9", qcmn_fourcc("VP90")},
       {1, "V_AV1", qcmn_fourcc("av01")},  {1, "V_MPEG4/MS/V3", qcmn_fourcc("MP43")},
       {1, "V_THEORA", qcmn_fourcc("THEO")},  {1, "V_REAL/RV40", qcmn_fourcc("RV40")},

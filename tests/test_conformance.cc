@@ -73,6 +73,7 @@ const std::map<std::string, std::string>& MimeOf() {
       {"av1", "video/av01"},
       {"mpeg4", "video/mp4v-es"},
       {"mpeg2video", "video/mpeg2"},
+      {"mpeg1video", "video/mpeg2"},  // the MPEG-2 decoder plays MPEG-1
       {"h263", "video/3gpp"},
       {"mjpeg", "video/x-unknown"},  // not taken: the track carries an error type
       {"aac", "audio/mp4a-latm"},
@@ -107,6 +108,7 @@ const Case kCases[] = {
     {"conformance/av1_opus_mkvmerge.mkv"},
     {"conformance/mpeg4_mp2_mkvmerge.mkv"},
     {"conformance/mpeg2_ac3_ffmpeg.mkv"},
+    {"conformance/mpeg1_mp2_ffmpeg.mkv"},
     {"conformance/h263_pcm_ffmpeg.mkv"},
     {"conformance/mjpeg_mp3_ffmpeg.mkv"},
     {"conformance/pcm_ffmpeg.mka"},

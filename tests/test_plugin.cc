@@ -294,33 +294,48 @@ TEST(PluginFormats, SubtitleKeys) {
   EXPECT_FALSE(one.format.Has(AMEDIAFORMAT_KEY_TRACK_NAME));
 }
 
-// Vorbis private data: 02, the identification header's length, the comment header's, then the
-// three headers.
-Bytes VorbisPrivate(uint8_t first, uint8_t id_first = 1) {
-  Bytes id(30, 0x11), comment(7, 0x33), setup(12, 0x55);
+// Xiph lacing of a header length: 255s, then the rest.
+Bytes XiphLength(size_t n) {
+  Bytes out(n / 255, 255);
+  out.push_back(static_cast<uint8_t>(n % 255));
+  return out;
+}
+
+// Vorbis private data: 02, the identification header's length, the comment header's (Xiph
+// laced), then the three headers.
+Bytes VorbisPrivate(uint8_t first, uint8_t id_first = 1, size_t comment_size = 7) {
+  Bytes id(30, 0x11), comment(comment_size, 0x33), setup(12, 0x55);
   id[0] = id_first;
   comment[0] = 3;
   setup[0] = 5;
-  return Concat({{first, 30, 7}, id, comment, setup});
+  return Concat({{first}, XiphLength(id.size()), XiphLength(comment.size()), id, comment, setup});
 }
 
+// Comment headers of 7 bytes, and of 255, 300 and 600 (a full tag set), whose lengths take two
+// and three bytes.
 TEST(PluginFormats, VorbisHeadersSplitIntoTwoCsd) {
-  OneFormat one({AudioTrack(1, {Float(kRate, 48000.0), Uint(kChannels, 2)}, "A_VORBIS",
-                            {Binary(kCodecPrivate, VorbisPrivate(2))})});
-  ASSERT_TRUE(one.opened);
-  const Bytes csd0 = one.format.Buffer(AMEDIAFORMAT_KEY_CSD_0);
-  const Bytes csd1 = one.format.Buffer(AMEDIAFORMAT_KEY_CSD_1);
-  ASSERT_EQ(csd0.size(), 30u);
-  EXPECT_EQ(csd0[0], 1);
-  ASSERT_EQ(csd1.size(), 12u);
-  EXPECT_EQ(csd1[0], 5);
-  EXPECT_EQ(one.format.Int32(AMEDIAFORMAT_KEY_ERROR_TYPE), 0);
+  for (size_t comment : {7, 255, 300, 600}) {
+    SCOPED_TRACE(comment);
+    OneFormat one({AudioTrack(1, {Float(kRate, 48000.0), Uint(kChannels, 2)}, "A_VORBIS",
+                              {Binary(kCodecPrivate, VorbisPrivate(2, 1, comment))})});
+    ASSERT_TRUE(one.opened);
+    const Bytes csd0 = one.format.Buffer(AMEDIAFORMAT_KEY_CSD_0);
+    const Bytes csd1 = one.format.Buffer(AMEDIAFORMAT_KEY_CSD_1);
+    ASSERT_EQ(csd0.size(), 30u);
+    EXPECT_EQ(csd0[0], 1);
+    ASSERT_EQ(csd1.size(), 12u);
+    EXPECT_EQ(csd1[0], 5);
+    EXPECT_EQ(one.format.Int32(AMEDIAFORMAT_KEY_ERROR_TYPE), 0);
+  }
 }
 
 TEST(PluginFormats, MalformedVorbisHeadersGiveNoCsd) {
-  const Bytes bad[] = {VorbisPrivate(3), VorbisPrivate(2, 4), Bytes{2, 1}};
-  const char* messages[] = {"buf[0] != 0x02", "vorbis csd is malformed", "buf[0] != 0x02"};
-  for (size_t i = 0; i < 3; ++i) {
+  // Lengths that run past the block: a run of 255s to its end, headers longer than it.
+  const Bytes bad[] = {VorbisPrivate(3), VorbisPrivate(2, 4), Bytes{2, 1},
+                       Bytes{2, 255, 255, 255, 255}, Bytes{2, 30, 200, 1, 3, 5}};
+  const char* messages[] = {"buf[0] != 0x02", "vorbis csd is malformed", "buf[0] != 0x02",
+                            "vorbis csd is malformed", "vorbis csd is malformed"};
+  for (size_t i = 0; i < 5; ++i) {
     LogCapture log;
     OneFormat one({AudioTrack(1, {Float(kRate, 48000.0), Uint(kChannels, 2)}, "A_VORBIS",
                               {Binary(kCodecPrivate, bad[i])})});

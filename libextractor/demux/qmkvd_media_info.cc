@@ -27,7 +27,8 @@ struct PrefixRule {
 const PrefixRule kVideoRules[] = {
     {"V_MS/VFW/FOURCC", Derive::kBitmapFourcc, 0},
     {"V_REAL/RV", Derive::kRealVideo, 0},
-    {"V_MPEG1", Derive::kFixed, qcmn_fourcc("MPG1")},
+    // MPEG-1 video is played by the MPEG-2 decoder, and published as MPEG-2.
+    {"V_MPEG1", Derive::kFixed, qcmn_fourcc("mpg2")},
     {"V_MPEG2", Derive::kFixed, qcmn_fourcc("mpg2")},
     {"V_THEORA", Derive::kFixed, qcmn_fourcc("THEO")},
     {"V_SNOW", Derive::kFixed, qcmn_fourcc("SNOW")},

@@ -29,6 +29,7 @@
 # av1_opus_mkvmerge.mkv        mkvmerge  AV1 (libaom), Opus; BlockGroups only (no_simpleblocks)
 # mpeg4_mp2_mkvmerge.mkv       mkvmerge  MPEG-4 ASP video with B-frames (native mode), MP2
 # mpeg2_ac3_ffmpeg.mkv         ffmpeg    MPEG-2 video with B-frames, AC-3
+# mpeg1_mp2_ffmpeg.mkv         ffmpeg    MPEG-1 video with B-frames (V_MPEG1), MP2
 # h263_pcm_ffmpeg.mkv          ffmpeg    H.263 at 128x96, 16-bit PCM
 # zlib_mkvmerge.mkv            mkvmerge  MP3 and SRT, both zlib-compressed (ContentEncoding)
 # mjpeg_mp3_ffmpeg.mkv         ffmpeg    MJPEG (a codec the extractor does not take), MP3
@@ -223,6 +224,9 @@ ff -i "$tmp/vp8.webm" -i "$tmp/a.ogg" -map 0:v -map 1:a -c copy -metadata:s:a:0 
 
 ff "${video[@]}" -i "$tmp/a.ac3" -map 0:v -map 1:a -c:v mpeg2video -q:v 8 -g 12 -bf 2 -c:a copy \
   "${bitexact[@]}" "$out/mpeg2_ac3_ffmpeg.mkv"
+
+ff "${video[@]}" "${stereo[@]}" -map 0:v -map 1:a -c:v mpeg1video -q:v 10 -g 12 -bf 2 -c:a mp2 -b:a 64k \
+  "${bitexact[@]}" "$out/mpeg1_mp2_ffmpeg.mkv"
 
 ff -f lavfi -t 2 -i testsrc2=size=128x96:rate=25 "${pcm_in[@]}" -map 0:v -map 1:a \
   -c:v h263 -q:v 10 -g 25 -c:a pcm_s16le "${bitexact[@]}" "$out/h263_pcm_ffmpeg.mkv"
