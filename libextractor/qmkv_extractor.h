@@ -161,7 +161,7 @@ class QMKVSource : public MediaTrackHelper {
   media_status_t seekLocked(const ReadOptions* options);
   // How a PCM block becomes what the format promises.
   struct PcmPlan {
-    enum Kind { kAsStored, kFloatTo16, kInteger, kUnusable } kind;
+    enum Kind { kAsStored, kFloatTo16, kDoubleTo16, kDoubleToFloat, kInteger, kUnusable } kind;
     bool big_endian;  // swapped to little-endian first
     uint32_t bits;
     uint32_t depth;  // kInteger: 0 to 3 for 8 to 32 bits

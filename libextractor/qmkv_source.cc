@@ -226,7 +226,12 @@ QMKVSource::PcmPlan QMKVSource::pcmPlanLocked() const {
   plan.big_endian = mCodec == qcmn_fourcc("lpcm");
   AMediaFormat_getInt32(mFormat, AMEDIAFORMAT_KEY_PCM_ENCODING, &plan.encoding);
   if (mCodec == QCMN_TAG_IEEE_FLOAT) {
-    if (plan.encoding == QMKV_PCM_16BIT) plan.kind = PcmPlan::kFloatTo16;
+    const bool doubles = plan.bits == 64;
+    if (plan.encoding == QMKV_PCM_16BIT) {
+      plan.kind = doubles ? PcmPlan::kDoubleTo16 : PcmPlan::kFloatTo16;
+    } else if (doubles) {
+      plan.kind = PcmPlan::kDoubleToFloat;
+    }
     return plan;
   }
   if (!plan.big_endian && mCodec != QCMN_TAG_PCM) return plan;
@@ -239,6 +244,8 @@ QMKVSource::PcmPlan QMKVSource::pcmPlanLocked() const {
 int64_t QMKVSource::PcmPlan::outputSize(uint32_t size) const {
   switch (kind) {
     case kFloatTo16: return int64_t{size / 4} * 2;
+    case kDoubleTo16: return int64_t{size / 8} * 2;
+    case kDoubleToFloat: return int64_t{size / 8} * 4;
     case kUnusable: return 0;
     case kInteger: return int64_t{size / (depth + 1)} * (encoding == QMKV_PCM_16BIT ? 2 : 4);
     case kAsStored:
@@ -253,6 +260,10 @@ int64_t QMKVSource::convertPcmLocked(uint8_t* data, uint32_t size, size_t capaci
   float* outf = reinterpret_cast<float*>(data);
   if (plan.kind == PcmPlan::kFloatTo16) {
     memcpy_to_i16_from_float(out16, reinterpret_cast<const float*>(data), size / 4);
+  } else if (plan.kind == PcmPlan::kDoubleTo16) {
+    memcpy_to_i16_from_double(out16, reinterpret_cast<const double*>(data), size / 8);
+  } else if (plan.kind == PcmPlan::kDoubleToFloat) {
+    memcpy_to_float_from_double(outf, reinterpret_cast<const double*>(data), size / 8);
   }
   if (plan.kind != PcmPlan::kInteger) return plan.outputSize(size);
   const uint32_t depth = plan.depth;

@@ -179,6 +179,12 @@ Bytes Floats(std::initializer_list<float> v) {
   return out;
 }
 
+Bytes Doubles(std::initializer_list<double> v) {
+  Bytes out(v.size() * 8);
+  memcpy(out.data(), std::data(v), out.size());
+  return out;
+}
+
 TEST(PluginPcm, SixteenBitOutput) {
   EXPECT_EQ(FirstBlock(PcmFile("A_PCM/INT/LIT", 8, {0x00, 0x80, 0xFF})),
             Int16s({-32768, 0, 32512}));
@@ -190,6 +196,9 @@ TEST(PluginPcm, SixteenBitOutput) {
             Int16s({0x4000, -32768}));
   EXPECT_EQ(FirstBlock(PcmFile("A_PCM/FLOAT/IEEE", 32, Floats({0.5f, -1.0f, 2.0f}))),
             Int16s({16384, -32768, 32767}));
+  // 64-bit floats are samples of their own, not two 32-bit ones.
+  EXPECT_EQ(FirstBlock(PcmFile("A_PCM/FLOAT/IEEE", 64, Doubles({0.5, -1.0, 2.0, -0.25}))),
+            Int16s({16384, -32768, 32767, -8192}));
 }
 
 TEST(PluginPcm, BigEndianIsSwappedFirst) {
@@ -217,6 +226,8 @@ TEST(PluginPcm, FloatOutputForTheMediaServer) {
   // Float input stays as it is.
   EXPECT_EQ(FirstBlock(PcmFile("A_PCM/FLOAT/IEEE", 32, Floats({0.25f, 3.0f}))),
             Floats({0.25f, 3.0f}));
+  EXPECT_EQ(FirstBlock(PcmFile("A_PCM/FLOAT/IEEE", 64, Doubles({0.25, -3.0, 1e300}))),
+            Floats({0.25f, -3.0f, 3.0e38f}));
   // 16 bits and less stay 16-bit.
   EXPECT_EQ(FirstBlock(PcmFile("A_PCM/INT/LIT", 16, {0x34, 0x12})), Int16s({0x1234}));
   host_binder_reset_calling_uid();

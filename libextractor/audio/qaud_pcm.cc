@@ -72,6 +72,24 @@ void memcpy_to_i16_from_float(int16_t* dst, const float* src, size_t count) {
   });
 }
 
+void memcpy_to_i16_from_double(int16_t* dst, const double* src, size_t count) {
+  FirstToLast(count, [&](size_t i) {
+    // fmin/fmax return the number when the other operand is NaN: a NaN becomes 32767.
+    double v = fmin(Load<double>(src, i) * 32768.0, 32767.0);
+    v = fmax(v, -32768.0);
+    Store(dst, i, static_cast<int16_t>(lround(v)));
+  });
+}
+
+void memcpy_to_float_from_double(float* dst, const double* src, size_t count) {
+  FirstToLast(count, [&](size_t i) {
+    // Beyond the float range a sample is clipped, not made infinite by the narrowing.
+    double v = fmin(Load<double>(src, i), 3.0e38);
+    v = fmax(v, -3.0e38);
+    Store(dst, i, static_cast<float>(v));
+  });
+}
+
 void memcpy_to_float_from_i16(float* dst, const int16_t* src, size_t count) {
   LastToFirst(count, [&](size_t i) {
     Store(dst, i, static_cast<float>(Load<int16_t>(src, i)) * kScale15);

@@ -20,6 +20,9 @@ void memcpy_to_float_from_i16(float* dst, const int16_t* src, size_t count);
 void memcpy_to_float_from_u8(float* dst, const uint8_t* src, size_t count);
 void memcpy_to_float_from_p24(float* dst, const uint8_t* src, size_t count);
 void memcpy_to_float_from_i32(float* dst, const int32_t* src, size_t count);
+// 64-bit float samples (A_PCM/FLOAT/IEEE with BitDepth 64); they only ever shrink.
+void memcpy_to_i16_from_double(int16_t* dst, const double* src, size_t count);
+void memcpy_to_float_from_double(float* dst, const double* src, size_t count);
 
 #ifdef __cplusplus
 }
