@@ -100,6 +100,7 @@ struct Case {
 const Case kCases[] = {
     {"conformance/h264_aac_mkvmerge.mkv"},
     {"conformance/h264_nolacing_mkvmerge.mkv"},
+    {"conformance/propedit_chain_mkvmerge.mkv"},
     {"conformance/h264_ffmpeg.mkv"},
     {"conformance/h264_pipe_ffmpeg.mkv"},
     {"conformance/hevc_hdr_mkvmerge.mkv"},

@@ -15,6 +15,8 @@
 #                                        DefaultDuration on video; 3 audio tracks with languages
 #                                        and names; title, global and track tags, chapters, an
 #                                        attachment; Cues at the end
+# propedit_chain_mkvmerge.mkv  mkvpropedit h264_nolacing_mkvmerge.mkv with tags, a cover and a
+#                                        title added in place: a chain of two SeekHeads
 # h264_nolacing_mkvmerge.mkv   mkvmerge  H.264 without B-frames, AAC, Opus; --disable-lacing;
 #                                        no Cues
 # h264_ffmpeg.mkv              ffmpeg    H.264 with B-frames, AAC, SRT, ASS; subtitles in
@@ -205,6 +207,17 @@ mkv -o "$out/cover_art_mkvmerge.mka" --language 0:eng "$tmp/a.flac" \
   --attachment-mime-type image/png --attachment-name back.png --attach-file "$tmp/back.png" \
   --attachment-mime-type image/jpeg --attachment-name Cover.jpg \
   --attach-file "$out/ref/cover_art.jpg"
+
+# A finished file edited in place by mkvpropedit: tags, a cover and a longer title. Its SeekHead
+# has no room for the new entries, so it names a second SeekHead that mkvpropedit writes at the
+# end of the file, beside the Tags.
+cp "$out/h264_nolacing_mkvmerge.mkv" "$out/propedit_chain_mkvmerge.mkv"
+printf '%s' '<?xml version="1.0"?><Tags><Tag><Targets/>' \
+  '<Simple><Name>ARTIST</Name><String>Prop Artist</String></Simple>' \
+  '<Simple><Name>ALBUM</Name><String>Prop Album</String></Simple></Tag></Tags>' > "$tmp/tags.xml"
+mkvpropedit -q "$out/propedit_chain_mkvmerge.mkv" --tags global:"$tmp/tags.xml" \
+  --attachment-name cover.jpg --attachment-uid 1 --add-attachment "$out/ref/cover_art.jpg" \
+  --edit info --set "title=A title written in place by mkvpropedit"
 
 # --- ffmpeg files ---------------------------------------------------------------------------------
 # Cues moved to the front; a new Cluster after 200 ms or 2000 bytes, whichever comes first.
