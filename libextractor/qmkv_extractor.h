@@ -169,7 +169,8 @@ class QMKVSource : public MediaTrackHelper {
     // The size a block of `size` bytes has once converted.
     int64_t outputSize(uint32_t size) const;
   };
-  PcmPlan pcmPlanLocked() const;
+  // Made once at start: per frame the plan is only looked up.
+  PcmPlan planPcmLocked() const;
   // Turns a PCM block into what the format promises; returns the new size. A block whose
   // result would not fit the buffer yields -1.
   int64_t convertPcmLocked(uint8_t* data, uint32_t size, size_t capacity);
@@ -189,6 +190,7 @@ class QMKVSource : public MediaTrackHelper {
   uint32_t mCodec;
   QMKVDS_CTX* mStreamHandle;
   int64_t mLastTimeUs;
+  PcmPlan mPcm;
   bool mStarted;
 };
 

@@ -86,6 +86,7 @@ QMKVSource::QMKVSource(AMediaFormat* format, DataSourceHelper* /*source*/, sp<QM
       mCodec(0),
       mStreamHandle(nullptr),
       mLastTimeUs(0),
+      mPcm{PcmPlan::kAsStored, false, 0, 0, QMKV_PCM_16BIT},
       mStarted(false) {
   pthread_mutex_init(&mLock, nullptr);
   if (mFormat && format) AMediaFormat_copy(mFormat, format);
@@ -162,6 +163,7 @@ media_status_t QMKVSource::start() {
   const bool has_size = AMediaFormat_getInt32(mFormat, AMEDIAFORMAT_KEY_MAX_INPUT_SIZE, &max_size);
   QMKV_CHECK(has_size, 1379, QMKV_MAX_SIZE_CHECK, QMKV_MAX_SIZE_CHECK);
   mBufferGroup->add_buffer(static_cast<size_t>(max_size));
+  mPcm = planPcmLocked();  // the format is the source's own and never changes
   mStarted = true;
   pthread_mutex_unlock(&mLock);
   return AMEDIA_OK;
@@ -215,7 +217,7 @@ media_status_t QMKVSource::seekLocked(const ReadOptions* options) {
   return AMEDIA_OK;
 }
 
-QMKVSource::PcmPlan QMKVSource::pcmPlanLocked() const {
+QMKVSource::PcmPlan QMKVSource::planPcmLocked() const {
   PcmPlan plan = {PcmPlan::kAsStored, false, 0, 0, QMKV_PCM_16BIT};
   int32_t bits = 0;
   if (mStreamType != QMKV_TYPE_AUDIO ||
@@ -254,7 +256,7 @@ int64_t QMKVSource::PcmPlan::outputSize(uint32_t size) const {
 }
 
 int64_t QMKVSource::convertPcmLocked(uint8_t* data, uint32_t size, size_t capacity) {
-  const PcmPlan plan = pcmPlanLocked();
+  const PcmPlan& plan = mPcm;
   if (plan.big_endian) SwapToLittleEndian(data, size, plan.bits);
   int16_t* out16 = reinterpret_cast<int16_t*>(data);
   float* outf = reinterpret_cast<float*>(data);
@@ -329,7 +331,7 @@ media_status_t QMKVSource::setMetaLocked(uint32_t size, int64_t time, int64_t en
 // Room a frame of `size` bytes needs in the framework's buffer: PCM grown by its conversion, a
 // text with its terminating NUL.
 int64_t QMKVSource::roomForLocked(uint32_t size) const {
-  const int64_t converted = pcmPlanLocked().outputSize(size);
+  const int64_t converted = mPcm.outputSize(size);
   const int64_t text_nul = mStreamType == QMKV_TYPE_TEXT ? 1 : 0;
   return (converted > size ? converted : int64_t{size}) + text_nul;
 }
