@@ -126,6 +126,10 @@ const Case kCases[] = {
     {"corpus/fixed_lacing.mkv"},
     {"corpus/blockgroups.mkv"},
     {"corpus/vp9_remux.mkv"},
+    {"corpus/seek_ffmpeg.mkv"},
+    {"corpus/seek_cues.mkv"},
+    {"corpus/seek_nocues.mkv"},
+    {"corpus/seek_audio.mka"},
     {"sample.mkv"},
 };
 
