@@ -4,6 +4,7 @@
 // the file is opened, every track read to its end and seeked in every mode must stay under
 // kCap. The heap is counted by this program's own malloc (tests/alloc/alloc_counter.cc).
 #include <gtest/gtest.h>
+#include <zlib.h>
 
 #include <memory>
 #include <string>
@@ -114,6 +115,21 @@ std::vector<Hostile> HostileFiles() {
                                                                 Binary(kContentCompSettings, {0})
                                                                     .DeclaredSize(kHuge)})})})})},
               {})});
+  // 4 MiB of zeros deflate to about 4 KB; the frame may inflate to 1 MiB at most.
+  const Bytes zeros(4u << 20, 0);
+  uLongf packed_size = compressBound(zeros.size());
+  Bytes packed(packed_size);
+  compress2(packed.data(), &packed_size, zeros.data(), zeros.size(), 9);
+  packed.resize(packed_size);
+  const Element zlib =
+      Master(kContentEncodings, {Master(kContentEncoding, {Master(kContentCompression, {})})});
+  files.push_back(
+      {"a zlib frame inflating to 4 MiB",
+       FileOf({VideoTrack(1, {zlib})}, {ClusterAt(0, {SimpleBlock(1, 0, 0x80, packed)})})});
+  files.push_back({"a zlib frame claiming 200 MB",
+                   FileOf({VideoTrack(1, {zlib})},
+                          {ClusterAt(0, {SimpleBlock(1, 0, 0x80, {0x78, 0x9C}).DeclaredSize(kHuge)})
+                               .DeclaredSize(kHuge + 100)})});
   std::vector<Element> tags;
   for (int i = 0; i < 3000; ++i) {
     tags.push_back(Master(kSimpleTag, {String(kTagName, "T"), String(kTagString, "v")}));
@@ -160,10 +176,11 @@ TEST(AllocationCaps, KeyFrameLookAfterASeekAllocatesNoMoreThanTheFileHolds) {
 }
 
 // Frames are read into the caller's buffer: once a stream is open, reading it to its end (with
-// NAL rewriting, lacing, header stripping) allocates nothing, however many frames it has.
+// NAL rewriting, lacing, header stripping, inflating) allocates nothing after the first frame,
+// however many frames it has.
 TEST(AllocationCaps, ReadingFramesAllocatesNothing) {
   for (const char* name : {"conformance/h264_aac_mkvmerge.mkv", "corpus/hdrstrip.mkv",
-                           "conformance/vp9_flac_mkvmerge.mkv"}) {
+                           "conformance/vp9_flac_mkvmerge.mkv", "conformance/zlib_mkvmerge.mkv"}) {
     SCOPED_TRACE(name);
     Created c(ReadDataFile(name));
     ASSERT_EQ(c.err(), 0);

@@ -121,6 +121,7 @@ HevcEnd HevcUnits(const uint8_t* p, uint64_t size, BlockWriter* out) {
 
 const uint32_t kMp3BlockLength = 12;
 const uint32_t kWaveFormatExSize = 18;
+const uint32_t kBitmapInfoHeaderSize = 40;
 const uint32_t kAacConfigLength = 2;
 
 bool IsWindowsMediaAudio(uint32_t codec_tag) {
@@ -211,7 +212,16 @@ int32_t VideoFormat(const QMKVD_TRACK* t, uint8_t* buffer, uint32_t* size) {
     }
     return Report(size, out.length(), buffer != nullptr, capacity);
   }
-  if (StoredIdIsPrefixOf(t, "V_MS/VFW/FOURCC") || StoredIdIsPrefixOf(t, "V_MPEG4/MS/V3")) {
+  // A BITMAPINFOHEADER may be followed by the codec's own configuration (an MPEG-4 visual
+  // object sequence and VOL when the source had global headers): that is the codec data.
+  if (StoredIdIsPrefixOf(t, "V_MS/VFW/FOURCC")) {
+    if (t->codec_private_size > kBitmapInfoHeaderSize) {
+      return CopyPrivate(t, kBitmapInfoHeaderSize, buffer, size);
+    }
+    *size = 0;
+    return QMKVD_OK;
+  }
+  if (StoredIdIsPrefixOf(t, "V_MPEG4/MS/V3")) {
     *size = 0;
     return QMKVD_OK;
   }

@@ -4,13 +4,14 @@
 #include "demux/qmkvd_cluster.h"
 #include "demux/qmkvd_ebml.h"
 #include "demux/qmkvd_ids.h"
+#include "demux/qmkvd_inflate.h"
+#include "demux/qmkvd_tracks.h"
 #include "demux/qmkvd_walk.h"
 
 namespace {
 
 // Blocks looked at before the probe gives up finding one of the track.
 const uint32_t kMaxProbedBlocks = 4096;
-enum { kHeaderStripping = 3 };
 enum { kLacingXiph = 1, kLacingFixed = 2, kLacingEbml = 3 };
 const uint32_t kFrameHeaderSize = 4;
 
@@ -107,11 +108,16 @@ bool SkipLacing(const ProbeFile& f, uint8_t flags, uint32_t budget) {
   return true;
 }
 
-// The first four bytes of the frame: stripped header bytes first, the rest from the block.
-bool ReadFrameHeader(const ProbeFile& f, const QMKVD_TRACK* t, uint8_t header[kFrameHeaderSize]) {
+// The first four bytes of the frame: stripped header bytes first, the rest from the block; or
+// inflated from the block when the track stores its frames zlib-compressed.
+bool ReadFrameHeader(const ProbeFile& f, const QMKVD_TRACK* t, uint32_t payload,
+                     uint8_t header[kFrameHeaderSize]) {
+  if (qmkvd_track_inflates_frames(t)) {
+    return qmkvd_inflate_head(f.mfal(), f.fp(), payload, header, kFrameHeaderSize);
+  }
   const QMKVD_COMPRESSION& comp = t->encodings.first.compression;
   uint32_t have = 0;
-  if (comp.algo == kHeaderStripping && comp.settings) {
+  if (comp.algo == QMKVD_COMP_HEADER_STRIPPING && comp.settings) {
     for (; have < comp.settings_size && have < kFrameHeaderSize; ++have) {
       header[have] = comp.settings[have];
     }
@@ -136,7 +142,7 @@ bool qmkvd_mp3_block_size(QMKVD_CTX* ctx, const QMKVD_TRACK* t, uint16_t* block_
   uint32_t payload = 0;
   uint8_t header[kFrameHeaderSize];
   if (!FindFirstBlock(f, &c, t->number, &flags, &payload) || !SkipLacing(f, flags, payload) ||
-      !ReadFrameHeader(f, t, header)) {
+      !ReadFrameHeader(f, t, payload, header)) {
     return false;
   }
   const uint32_t rate_index = (header[2] >> 2) & 3;

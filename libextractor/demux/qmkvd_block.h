@@ -14,5 +14,11 @@ int64_t qmkvd_time_block(QMKVDS_CTX* stream, const QMKVD_BLOCK* block);
 // sizes that do not fit the block) or -2 (a lace count byte of 0xFF).
 int32_t qmkvd_read_lacing(QMKVDS_CTX* stream, int64_t payload_end);
 
-// Bytes of all frames of the current block, as stored (without stripped headers).
+// The lacing as above, then the block's frames made ready to read from the stream's frame
+// handle (inflated when the track stores them zlib-compressed; lace sizes are then the inflated
+// sizes). The statuses of both steps.
+int32_t qmkvd_take_frames(QMKVDS_CTX* stream, int64_t payload_end);
+
+// Bytes of all frames of the current block, without stripped headers: as stored, or as
+// inflated once the frames were taken.
 int64_t qmkvd_block_bytes(const QMKVDS_CTX* stream);

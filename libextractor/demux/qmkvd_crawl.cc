@@ -11,6 +11,7 @@
 #include "demux/qmkvd_ids.h"
 #include "demux/qmkvd_seek.h"
 #include "demux/qmkvd_status.h"
+#include "demux/qmkvd_tracks.h"
 #include "demux/qmkvd_util.h"
 #include "demux/qmkvd_walk.h"
 
@@ -20,18 +21,18 @@ namespace {
 const int32_t kCrawlBudget = 1024;
 // Bytes at the start of a frame that the key-frame test looks at.
 const int32_t kProbeBytes = 132;
-enum { kHeaderStripping = 3 };
 
 // The bytes of one frame as delivered, by offset: the stripped header first, then the stored
 // bytes, which start at the handle's position.
 class FrameBytes {
  public:
   FrameBytes(QMKVDS_CTX* s, int64_t stored) : s_(s), stored_(stored) {
-    if (s->compression_algo == kHeaderStripping && s->stripped_bytes && s->stripped_count > 0) {
+    if (s->compression_algo == QMKVD_COMP_HEADER_STRIPPING && s->stripped_bytes &&
+        s->stripped_count > 0) {
       prefix_ = s->stripped_bytes;
       prefix_size_ = s->stripped_count;
     }
-    s->mfal->getpos(s->fp, &file_pos_);
+    s->frame_mfal->getpos(s->frame_fp, &file_pos_);
   }
   int64_t Size() const { return prefix_size_ + stored_; }
   // Reads exactly `count` bytes from `offset` on; false on a short read. Stored bytes are read
@@ -42,7 +43,8 @@ class FrameBytes {
     if (n == count) return true;
     const int64_t pos = file_pos_ + (offset + n - prefix_size_);
     const int want = static_cast<int>(count - n);
-    return s_->mfal->setpos(s_->fp, &pos) == 0 && s_->mfal->read(s_->fp, out + n, want) == want;
+    return s_->frame_mfal->setpos(s_->frame_fp, &pos) == 0 &&
+           s_->frame_mfal->read(s_->frame_fp, out + n, want) == want;
   }
 
  private:
@@ -111,7 +113,7 @@ int32_t IsSyncBlock(QMKVDS_CTX* s, QCMN_MT mt, const CrawlBlock& block, bool* ke
     *key = true;
     return QMKVD_OK;
   }
-  const int32_t laced = qmkvd_read_lacing(s, block.payload_end);
+  const int32_t laced = qmkvd_take_frames(s, block.payload_end);
   const int64_t first_frame = s->lace_sizes[0];
   const bool is_laced = s->lace_count > 0;
   s->lace_cursor = -1;  // the crawl only looks: the reader takes the block from its start

@@ -2,6 +2,7 @@
 #include <string.h>
 
 #include "demux/qmkvd_block.h"
+#include "demux/qmkvd_inflate.h"
 #include "demux/qmkvd_status.h"
 
 namespace {
@@ -135,6 +136,11 @@ int32_t qmkvd_read_lacing(QMKVDS_CTX* s, int64_t payload_end) {
   s->lace_count = static_cast<int8_t>(n);
   s->lace_cursor = static_cast<int8_t>(n);
   return s->mfal->setpos(s->fp, &data_pos) == 0 ? QMKVD_OK : QMKVD_ERR_READ;
+}
+
+int32_t qmkvd_take_frames(QMKVDS_CTX* s, int64_t payload_end) {
+  const int32_t laced = qmkvd_read_lacing(s, payload_end);
+  return laced == QMKVD_OK ? qmkvd_frames_ready(s) : laced;
 }
 
 int64_t qmkvd_block_bytes(const QMKVDS_CTX* s) {

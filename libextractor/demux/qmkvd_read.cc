@@ -8,13 +8,13 @@
 #include "demux/qmkvd_block.h"
 #include "demux/qmkvd_nal.h"
 #include "demux/qmkvd_status.h"
+#include "demux/qmkvd_tracks.h"
 #include "demux/qmkvd_util.h"
 
 namespace {
 
 enum { kVideo = 1, kAudio = 2, kText = 17 };
 enum : uint8_t { kKeyFlag = 0x80 };
-enum { kHeaderStripping = 3 };
 
 // After a seek, at most this many non-key video frames are dropped in one call.
 const int32_t kMaxDroppedAfterSeek = 10000;
@@ -62,7 +62,10 @@ int32_t EndOfData() {
 }
 
 int64_t StrippedPerFrame(const QMKVDS_CTX* s) {
-  return (s->compression_algo == kHeaderStripping && s->stripped_bytes) ? s->stripped_count : 0;
+  return (s->compression_algo == static_cast<int32_t>(QMKVD_COMP_HEADER_STRIPPING) &&
+          s->stripped_bytes)
+             ? s->stripped_count
+             : 0;
 }
 
 bool ResizesNals(const QMKVDS_CTX* s) {
@@ -74,15 +77,16 @@ int32_t RewriteNals(QMKVDS_CTX* s, uint8_t* out, int64_t frame_size, int64_t cap
   const int32_t size = static_cast<int32_t>(frame_size);
   const int32_t cap = capacity > INT32_MAX ? INT32_MAX : static_cast<int32_t>(capacity);
   if (StrippedPerFrame(s) > 0) {
-    return modify_nal_header3(s->mfal, s->fp, out, size, cap, s->nal_length_size, written,
-                              s->stripped_count, s->stripped_bytes);
+    return modify_nal_header3(s->frame_mfal, s->frame_fp, out, size, cap, s->nal_length_size,
+                              written, s->stripped_count, s->stripped_bytes);
   }
-  return modify_nal_header2(s->mfal, s->fp, out, size, cap, s->nal_length_size, written);
+  return modify_nal_header2(s->frame_mfal, s->frame_fp, out, size, cap, s->nal_length_size,
+                            written);
 }
 
 bool ReadExact(QMKVDS_CTX* s, uint8_t* out, int64_t count) {
   if (count < 1) return true;
-  return s->mfal->read(s->fp, out, static_cast<int>(count)) == count;
+  return s->frame_mfal->read(s->frame_fp, out, static_cast<int>(count)) == count;
 }
 
 // Reads one lace (with its stripped header in front) to out. On a short read the handle is
@@ -91,10 +95,10 @@ bool ReadLace(QMKVDS_CTX* s, uint8_t* out, uint32_t lace_size) {
   const int64_t strip = StrippedPerFrame(s);
   if (strip > 0) memcpy(out, s->stripped_bytes, static_cast<size_t>(strip));
   int64_t start = 0;
-  s->mfal->getpos(s->fp, &start);
+  s->frame_mfal->getpos(s->frame_fp, &start);
   if (ReadExact(s, out + strip, lace_size)) return true;
   const int64_t end = start + lace_size;
-  s->mfal->setpos(s->fp, &end);
+  s->frame_mfal->setpos(s->frame_fp, &end);
   return false;
 }
 
@@ -121,7 +125,7 @@ int32_t InspectKeyFrame(QMKVDS_CTX* s, const Request& r, bool* key) {
   const int64_t raw = qmkvd_block_bytes(s);
   if (raw <= 0 || raw > kMaxInspectedFrame) return QMKVD_OK;
   int64_t start = 0;
-  if (s->mfal->getpos(s->fp, &start) != 0) return QMKVD_OK;
+  if (s->frame_mfal->getpos(s->frame_fp, &start) != 0) return QMKVD_OK;
   uint32_t written = 0;
   int32_t status = QMKVD_ERR_SMALL;
   const uint8_t* bytes = r.buffer;
@@ -131,11 +135,12 @@ int32_t InspectKeyFrame(QMKVDS_CTX* s, const Request& r, bool* key) {
     // A frame larger than what the file holds after it cannot be read whole, so it cannot test
     // as a key frame: say so without allocating what a hostile block size asks for.
     int64_t file_size = 0;
-    if (s->mfal->getsize(s->fp, &file_size) == 0 && file_size > 0 && raw > file_size - start) {
-      s->mfal->setpos(s->fp, &start);
+    if (s->frame_mfal->getsize(s->frame_fp, &file_size) == 0 && file_size > 0 &&
+        raw > file_size - start) {
+      s->frame_mfal->setpos(s->frame_fp, &start);
       return QMKVD_OK;
     }
-    s->mfal->setpos(s->fp, &start);
+    s->frame_mfal->setpos(s->frame_fp, &start);
     scratch = static_cast<uint8_t*>(malloc(static_cast<size_t>(raw + kInspectSlack)));
     if (!scratch) {
       qcmn_log(QCMN_LOG_ERROR, QCMN_TAG_DEMUX, "alloc failed");
@@ -149,7 +154,7 @@ int32_t InspectKeyFrame(QMKVDS_CTX* s, const Request& r, bool* key) {
         qcmn_is_vkeyfrm(qcmn_fcc2mt_vid(s->codec_tag), bytes, static_cast<int32_t>(written)) != 0;
   }
   free(scratch);
-  s->mfal->setpos(s->fp, &start);
+  s->frame_mfal->setpos(s->frame_fp, &start);
   return QMKVD_OK;
 }
 
@@ -171,7 +176,7 @@ int32_t NextWholeBlock(QMKVDS_CTX* s, const Request& r, bool* empty_text) {
       SetTimes(r, s->empty_time, s->empty_end_time);
       return QMKVD_OK;
     }
-    const int32_t laced = qmkvd_read_lacing(s, block.payload_end);
+    const int32_t laced = qmkvd_take_frames(s, block.payload_end);
     if (laced != QMKVD_OK) return laced;
     TakeKey(s, block);
     const bool key_flag = s->block_key != 0;
@@ -252,7 +257,7 @@ int32_t NextLacedBlock(QMKVDS_CTX* s) {
   if (walked != QMKVD_OK) return walked;
   qmkvd_time_block(s, &block);
   s->frames_in_block = s->lace_count + 1;
-  const int32_t laced = qmkvd_read_lacing(s, block.payload_end);
+  const int32_t laced = qmkvd_take_frames(s, block.payload_end);
   if (laced != QMKVD_OK) return laced;
   TakeKey(s, block);
   // The gap measured at this block belongs to the previous one, whose frames share it.

@@ -6,6 +6,7 @@
 #include "common/qcmn_log.h"
 #include "common/qcmn_mt.h"
 #include "demux/qmkvd_cluster.h"
+#include "demux/qmkvd_inflate.h"
 #include "demux/qmkvd_status.h"
 
 namespace {
@@ -39,6 +40,8 @@ void SetErr(int32_t* err, int32_t value) {
 void DropFile(QMKVDS_CTX* s) {
   if (s->fp) s->mfal->close(s->fp);
   s->fp = nullptr;
+  qmkvd_inflater_free(s->inflater);
+  s->inflater = nullptr;
 }
 
 void ResetReadState(QMKVDS_CTX* s) {
@@ -81,6 +84,17 @@ QMKVDS_CTX* qmkvds_open(QMKVD_CTX* ctx, int32_t stream, int32_t* err) {
     SetErr(err, QMKVD_ERR_ALLOC);
     return nullptr;
   }
+  s->frame_mfal = s->mfal;
+  s->frame_fp = s->fp;
+  if (qmkvd_track_inflates_frames(&s->track)) {
+    s->inflater = qmkvd_inflater_new();
+    if (!s->inflater) {
+      qcmn_log(QCMN_LOG_ERROR, QCMN_TAG_DEMUX, "strm_open() failed");
+      DropFile(s);
+      SetErr(err, QMKVD_ERR_ALLOC);
+      return nullptr;
+    }
+  }
   if (!ctx->found.cluster && !ctx->found.cues) {
     qcmn_log(QCMN_LOG_ERROR, QCMN_TAG_DEMUX, "strm_open() failed");
     DropFile(s);
@@ -114,10 +128,9 @@ void qmkvds_close(QMKVDS_CTX* s) {
     qcmn_log(QCMN_LOG_ERROR, QCMN_TAG_DEMUX, "ERR: stream %d already closed!", s->index);
     return;
   }
-  if (s->fp) {
-    s->mfal->close(s->fp);
-    s->fp = nullptr;
-  }
+  DropFile(s);
+  s->frame_mfal = nullptr;
+  s->frame_fp = nullptr;
   FreeNodeList(s);
   free(s->seek_table.entries);
   s->seek_table = QMKVD_SEEK_TABLE();

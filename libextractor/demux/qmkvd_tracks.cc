@@ -7,6 +7,7 @@
 #include "common/qcmn_log.h"
 #include "demux/qmkvd_header.h"
 #include "demux/qmkvd_ids.h"
+#include "demux/qmkvd_inflate.h"
 #include "demux/qmkvd_tracks.h"
 #include "demux/qmkvd_util.h"
 #include "demux/qmkvd_walk.h"
@@ -169,9 +170,12 @@ const QMKVD_MASTER kAudio = QMKVD_MASTER_OF(kAudioRules, /*skip_empty=*/true,
 
 // ---- Content encodings -------------------------------------------------------------------
 
+const uint32_t kScopeFrames = 1;  // what an encoding applies to when it does not say
+
 int ReadFirstEncoding(QMKVD_WALK* walk, const QMKVD_CHILD* child, void* record) {
   QMKVD_ENCODINGS* encodings = static_cast<QMKVD_ENCODINGS*>(record);
   if (++encodings->count > 1) return QMKVD_WALK_NEXT;  // only the first one is used
+  encodings->first.scope = kScopeFrames;
   encodings->first.data_pos = child->data_pos;
   encodings->first.size = static_cast<uint32_t>(child->size);
   return parse_contentencoding(walk->ctx, walk->mfal, walk->fp, &encodings->first) == 0
@@ -185,14 +189,15 @@ const QMKVD_CHILD_RULE kEncodingsRules[] = {
 const QMKVD_MASTER kEncodings = QMKVD_MASTER_OF(kEncodingsRules, /*skip_empty=*/false,
                                                 /*cap_size=*/false, QMKVD_OVERRUN_FOLLOW);
 
-// Header stripping is the only content encoding a player can undo on the fly here.
+// zlib and header stripping are what a player can undo on the fly; other algorithms (bzlib,
+// lzo) drop the track.
 int ReadCompression(QMKVD_WALK* walk, const QMKVD_CHILD* child, void* record) {
   QMKVD_COMPRESSION* compression = &static_cast<QMKVD_ENCODING*>(record)->compression;
   compression->data_pos = child->data_pos;
   compression->size = static_cast<uint32_t>(child->size);
   compression->algo = 0;
   if (parse_contentcomp(walk->ctx, walk->mfal, walk->fp, compression) != 0) return -1;
-  if (compression->algo != QMKVD_COMP_HEADER_STRIPPING) {
+  if (compression->algo != QMKVD_COMP_HEADER_STRIPPING && compression->algo != QMKVD_COMP_ZLIB) {
     qcmn_log(QCMN_LOG_WARN, nullptr, "parse_contentencoding : %d algorism is not supported",
              static_cast<int>(compression->algo));
     return -1;
@@ -211,6 +216,7 @@ int RefuseEncryption(QMKVD_WALK*, const QMKVD_CHILD* child, void* record) {
 const QMKVD_CHILD_RULE kEncodingRules[] = {
     QMKVD_RULE_UINT(MKV_ID_CONTENT_ENCODING_ORDER, QMKVD_ENCODING, order, QMKVD_UINT_MAX),
     QMKVD_RULE_UINT(MKV_ID_CONTENT_ENCODING_TYPE, QMKVD_ENCODING, type, QMKVD_UINT_MAX),
+    QMKVD_RULE_UINT(MKV_ID_CONTENT_ENCODING_SCOPE, QMKVD_ENCODING, scope, QMKVD_UINT_MAX),
     QMKVD_RULE_HANDLER(MKV_ID_CONTENT_COMPRESSION, ReadCompression),
     QMKVD_RULE_HANDLER(MKV_ID_CONTENT_ENCRYPTION, RefuseEncryption),
 };
@@ -263,6 +269,23 @@ const QMKVD_CHILD_RULE kTracksRules[] = {
 const QMKVD_MASTER kTracks = QMKVD_MASTER_OF(kTracksRules, /*skip_empty=*/false,
                                              /*cap_size=*/true, QMKVD_OVERRUN_FOLLOW);
 
+// A CodecPrivate stored zlib-compressed is inflated once, here. One that cannot be leaves the
+// track without codec data (what the codec makes of that is its own rule), with a warning.
+void InflateCodecPrivate(QMKVD_TRACK* track) {
+  if (!qmkvd_track_inflates_private(track) || !track->codec_private) return;
+  uint8_t* inflated = nullptr;
+  uint32_t size = 0;
+  const int32_t status =
+      qmkvd_inflate_buffer(track->codec_private, track->codec_private_size, &inflated, &size);
+  free(track->codec_private);
+  track->codec_private = inflated;
+  track->codec_private_size = size;
+  if (status != 0) {
+    qcmn_log(QCMN_LOG_WARN, QCMN_TAG_DEMUX, "track %u: CodecPrivate cannot be inflated, left out",
+             track->number);
+  }
+}
+
 int WalkResult(int walked) {
   return walked < 0 ? -1 : 0;
 }
@@ -286,8 +309,10 @@ int parse_track(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, QMKVD_TRACK
 
 int parse_track_entry(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, QMKVD_TRACK* track) {
   strcpy(track->language, "eng");
-  return WalkResult(qmkvd_walk_children(ctx, mfal, fp, track->data_pos, track->size, &kTrackEntry,
-                                        track, nullptr));
+  const int walked = WalkResult(qmkvd_walk_children(ctx, mfal, fp, track->data_pos, track->size,
+                                                    &kTrackEntry, track, nullptr));
+  if (walked == 0) InflateCodecPrivate(track);
+  return walked;
 }
 
 int parse_video(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, QMKVD_VIDEO* video) {

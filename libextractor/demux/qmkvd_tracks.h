@@ -3,8 +3,8 @@
 
 #include "demux/qmkvd_types.h"
 
-// ContentCompAlgo of header stripping, the one content encoding that is supported.
-enum : uint32_t { QMKVD_COMP_HEADER_STRIPPING = 3 };
+// The ContentCompAlgo values a player can undo on the fly: zlib and header stripping.
+enum : uint32_t { QMKVD_COMP_ZLIB = 0, QMKVD_COMP_HEADER_STRIPPING = 3 };
 
 int parse_track_entry(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, QMKVD_TRACK* track);
 int parse_video(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, QMKVD_VIDEO* video);

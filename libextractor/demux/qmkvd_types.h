@@ -98,7 +98,7 @@ struct QMKVD_AUDIO {
 struct QMKVD_COMPRESSION {
   int64_t data_pos;
   uint32_t size;
-  uint32_t algo;  // 3: header stripping
+  uint32_t algo;  // QMKVD_COMP_ZLIB or QMKVD_COMP_HEADER_STRIPPING
   uint8_t* settings;
   uint32_t settings_size;
 };
@@ -113,6 +113,7 @@ struct QMKVD_ENCODING {
   uint32_t size;
   uint32_t order;
   uint32_t type;
+  uint32_t scope;  // 1 the frames, 2 the CodecPrivate
   QMKVD_COMPRESSION compression;
   QMKVD_ENCRYPTION encryption;
 };
@@ -285,6 +286,7 @@ struct QMKVD_CLUSTER {
 struct QMKVD_CTX;
 struct QMKVDS_CTX;
 struct QMKVD_MASTER;
+struct QMKVD_INFLATER;
 
 // A stream's time function (block times in 100-ns units) and frame reader.
 typedef int64_t (*QMKVDS_TIME_FN)(QMKVDS_CTX* stream, uint64_t cluster_timecode,
@@ -354,6 +356,11 @@ struct QMKVDS_CTX {
   // search the file's whole cue table instead.
   int32_t seek_table_built;
   int32_t search_all_cues;
+  // A stream whose frames are stored zlib-compressed inflates each block; the frames of the
+  // current block are read from frame_mfal / frame_fp (the stream's own handle otherwise).
+  QMKVD_INFLATER* inflater;
+  QCMN_MFAL* frame_mfal;
+  QCMN_MFAL_FILE* frame_fp;
 };
 
 // Presence flags of the level-1 elements, in this order.

@@ -34,6 +34,9 @@
 # mpeg1_mp2_ffmpeg.mkv         ffmpeg    MPEG-1 video with B-frames (V_MPEG1), MP2
 # h263_pcm_ffmpeg.mkv          ffmpeg    H.263 at 128x96, 16-bit PCM
 # zlib_mkvmerge.mkv            mkvmerge  MP3 and SRT, both zlib-compressed (ContentEncoding)
+# vfw_mpeg4_mkvmerge.mkv       mkvmerge  MPEG-4 ASP from AVI in VfW mode, its VOL after the
+#                                        BITMAPINFOHEADER only (global headers)
+# vfw_mpeg4_stripped_mkvmerge.mkv (rewrite) the same with header stripping (00 00 01)
 # mjpeg_mp3_ffmpeg.mkv         ffmpeg    MJPEG (a codec the extractor does not take), MP3
 # pcm_ffmpeg.mka               ffmpeg    PCM u8, s16le, s24le, s32le, f32le, s16be, s24be,
 #                                        s32be, one track each with language and name
@@ -77,6 +80,9 @@ ff "${video[@]}" -c:v libvpx-vp9 -b:v 60k -deadline good -cpu-used 4 -threads 1 
 ff "${video[@]}" -c:v libaom-av1 -cpu-used 8 -crf 45 -b:v 0 -threads 1 -row-mt 0 -g 25 \
   "${bitexact[@]}" -f ivf "$tmp/av1.ivf"
 ff "${video[@]}" -c:v mpeg4 -q:v 10 -g 12 -bf 1 "${bitexact[@]}" "$tmp/mpeg4.avi"
+# The same with global headers: the VOL goes into the AVI's stream format, not the frames.
+ff "${video[@]}" -c:v mpeg4 -q:v 10 -g 12 -bf 1 -fflags +bitexact -flags:v +bitexact+global_header \
+  "$tmp/mpeg4_gh.avi"
 ff "${stereo[@]}" -c:a aac -b:a 48k "${bitexact[@]}" "$tmp/a.m4a"
 ff "${mono[@]}" -c:a aac -b:a 32k "${bitexact[@]}" "$tmp/mono.m4a"
 ff "${stereo[@]}" -c:a libopus -b:a 32k "${bitexact[@]}" "$tmp/a.opus"
@@ -196,6 +202,12 @@ mkv -o "$out/zlib_mkvmerge.mkv" --compression 0:zlib --language 0:ger "$tmp/a.mp
 
 mkv -o "$out/mpeg4_mp2_mkvmerge.mkv" --engage native_mpeg4 "$tmp/mpeg4.avi" \
   --language 0:eng "$tmp/a.mp2"
+
+# MPEG-4 from AVI as mkvmerge keeps it by default: V_MS/VFW/FOURCC, the BITMAPINFOHEADER followed
+# by the VOL, none in the frames; and a copy with the frames' leading 00 00 01 stripped.
+mkv -o "$out/vfw_mpeg4_mkvmerge.mkv" "$tmp/mpeg4_gh.avi"
+python3 rewrite_mkv.py "$out/vfw_mpeg4_mkvmerge.mkv" "$out/vfw_mpeg4_stripped_mkvmerge.mkv" \
+  1=strip:000001
 
 # Music with its cover: a font and a back picture attached before the cover, which is the one
 # to publish. The cover is kept beside the references to compare the published bytes with.

@@ -93,6 +93,10 @@ std::string ParseCsvRecord(const std::string& record, int line, RefPacket* p) {
     if (!ToInt(f[1], &p->pts)) return At(line, "bad pts");
     p->has_pts = true;
   }
+  if (f[2] != "N/A") {
+    if (!ToInt(f[2], &p->dts)) return At(line, "bad dts");
+    p->has_dts = true;
+  }
   if (!ToInt(f[4], &v) || v < 0 || v > UINT32_MAX) return At(line, "bad size");
   p->size = static_cast<uint32_t>(v);
   if (f[5] != "N/A" && !ToInt(f[5], &p->pos)) return At(line, "bad pos");

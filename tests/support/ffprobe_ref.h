@@ -17,6 +17,8 @@ struct RefPacket {
   std::string codec_type;
   bool has_pts = false;  // false where ffprobe printed N/A
   int64_t pts = 0;       // in the stream's time base
+  bool has_dts = false;
+  int64_t dts = 0;
   uint32_t size = 0;
   int64_t pos = -1;  // laces of one block share it; -1 where ffprobe has none (attachments)
   bool key = false;  // 'K' in flags

@@ -44,8 +44,8 @@ Element AudioTrack(uint64_t number, std::vector<Element> audio, const std::strin
   return Entry(number, 2, codec, std::move(extra));
 }
 
-Element TextTrack(uint64_t number, const std::string& codec) {
-  return Entry(number, 17, codec, {});
+Element TextTrack(uint64_t number, const std::string& codec, std::vector<Element> extra) {
+  return Entry(number, 17, codec, std::move(extra));
 }
 
 Element HeaderStripping(std::vector<uint8_t> bytes) {

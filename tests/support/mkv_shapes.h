@@ -21,7 +21,8 @@ Element VideoTrack(uint64_t number, std::vector<Element> extra = {},
                    const std::string& codec = "V_VP9");
 Element AudioTrack(uint64_t number, std::vector<Element> audio, const std::string& codec = "A_OPUS",
                    std::vector<Element> extra = {});
-Element TextTrack(uint64_t number, const std::string& codec = "S_TEXT/UTF8");
+Element TextTrack(uint64_t number, const std::string& codec = "S_TEXT/UTF8",
+                  std::vector<Element> extra = {});
 // ContentEncodings with header stripping of these bytes.
 Element HeaderStripping(std::vector<uint8_t> bytes);
 // A Cluster at timecode 0 with one key-frame SimpleBlock of track 1.
