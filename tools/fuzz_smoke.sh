@@ -22,7 +22,8 @@ fi
 targets=(plugin demux codec_config nal)
 ninja -C "$dir" -j "$jobs" "${targets[@]/#/fuzz_}" || exit 1
 
-# Seeds of the two file-level targets: every committed real file.
+# Seeds of the two file-level targets: every committed real file, and fuzz/seeds/files (files
+# made only to reach paths the corpus does not, such as zlib-compressed AVC).
 file_seeds=$dir/seeds_files
 rm -rf "$file_seeds"; mkdir -p "$file_seeds"
 while IFS= read -r f; do
@@ -37,7 +38,7 @@ for t in "${targets[@]}"; do
   rm -rf "$corpus"; mkdir -p "$corpus"
   seeds=("$root/fuzz/regressions/$t")
   case $t in
-    plugin|demux) seeds+=("$file_seeds") ;;
+    plugin|demux) seeds+=("$file_seeds" "$root/fuzz/seeds/files") ;;
     *) seeds+=("$root/fuzz/seeds/$t") ;;
   esac
   echo "=== fuzz_$t: ${seconds} s"

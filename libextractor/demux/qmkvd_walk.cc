@@ -80,6 +80,19 @@ int ApplyRule(QMKVD_WALK* walk, const QMKVD_CHILD_RULE* rule, const QMKVD_CHILD*
   }
 }
 
+// The length of the longest prefix of text[0, length) that ends at a character boundary
+// (UTF-8): a last character whose bytes do not all fit is left out.
+size_t WholeCharacters(const char* text, size_t length) {
+  size_t lead = length;
+  while (lead > 0 && length - lead < 4 && (static_cast<uint8_t>(text[lead - 1]) & 0xC0) == 0x80) {
+    --lead;
+  }
+  if (lead == 0) return length;  // continuation bytes alone: not UTF-8, kept as they are
+  const uint8_t first = static_cast<uint8_t>(text[lead - 1]);
+  const size_t needed = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : first >= 0xC0 ? 2 : 1;
+  return length - (lead - 1) >= needed ? length : lead - 1;
+}
+
 }  // namespace
 
 bool qmkvd_walk_ends_at_segment_level(const void*, uint32_t id) {
@@ -139,12 +152,20 @@ int qmkvd_walk_read_text(QMKVD_WALK* walk, const QMKVD_CHILD* child, char* field
   const size_t room = field_size - 1;
   // One byte past the room, into the terminator's place, shows whether the cut splits a
   // character.
-  const uint64_t take = child->size <= room ? child->size : field_size;
-  if (qmkvd_walk_read_bytes(walk, field, take) != 0) return -1;
+  uint64_t take = child->size <= room ? child->size : field_size;
+  // A text that claims to run past its master ends with it; one the file cuts short is empty.
+  // Either way the walk goes on: no text costs its master.
+  const int64_t in_master = walk->end - child->data_pos;
+  if (in_master >= 0 && take > static_cast<uint64_t>(in_master)) {
+    take = static_cast<uint64_t>(in_master);
+  }
+  if (qmkvd_walk_read_bytes(walk, field, take) != 0) take = 0;
   size_t length = static_cast<size_t>(take);
   if (take > room) {
     length = room;
     while (length > 0 && (static_cast<uint8_t>(field[length]) & 0xC0) == 0x80) --length;
+  } else if (take < child->size) {
+    length = WholeCharacters(field, length);
   }
   field[length] = '\0';
   return 0;
@@ -201,7 +222,10 @@ int qmkvd_walk_children(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, int
       child.size = static_cast<uint64_t>(end - child.data_pos);
       mfal->setpos(fp, &child.data_pos);
     }
-    if (master->cap_size && child.size > QMKVD_CHILD_SIZE_CAP) return -1;
+    const QMKVD_CHILD_RULE* rule = FindRule(master, child.id);
+    // A text claiming any size is cut to its field, so only other children are capped.
+    const bool text = rule && rule->kind == QMKVD_FIELD_TEXT;
+    if (master->cap_size && child.size > QMKVD_CHILD_SIZE_CAP && !text) return -1;
     walk.next_pos = qmkvd_pos_add(child.data_pos, child.size);
     if (walk.next_pos > walk.end && master->overrun != QMKVD_OVERRUN_FOLLOW) {
       if (master->overrun == QMKVD_OVERRUN_FAIL) return -1;
@@ -209,7 +233,6 @@ int qmkvd_walk_children(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, int
       return QMKVD_WALK_STOP;
     }
     if (child.size > 0 || !master->skip_empty) {
-      const QMKVD_CHILD_RULE* rule = FindRule(master, child.id);
       int r = rule ? ApplyRule(&walk, rule, &child, record) : QMKVD_WALK_NEXT;
       if (r < 0) return -1;
       if (r == QMKVD_WALK_STOP) return QMKVD_WALK_STOP;

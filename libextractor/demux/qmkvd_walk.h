@@ -101,8 +101,9 @@ int qmkvd_walk_read_single(QMKVD_WALK* walk, const QMKVD_CHILD* child, float* va
 int qmkvd_walk_read_bytes(QMKVD_WALK* walk, void* out, uint64_t count);
 
 // Reads a text child into a field of field_size bytes, NUL-terminated. A longer text keeps what
-// fits, cut back to the start of the character the end would split (UTF-8); the walk still
-// steps over the whole child. 0, or -1 when the bytes cannot be read.
+// fits, and one running past its master what the master holds, cut back to the start of the
+// character the end would split (UTF-8); one the file cuts short is empty. The walk still steps
+// over the whole child. 0, or -1 for a field of no bytes.
 int qmkvd_walk_read_text(QMKVD_WALK* walk, const QMKVD_CHILD* child, char* field,
                          size_t field_size);
 
