@@ -122,6 +122,7 @@ const Case kCases[] = {
     {"conformance/gst_live_h264_opus_matroskamux.mkv"},
     {"conformance/gst_vp8_vorbis_matroskamux.mkv"},
     {"conformance/zlib_mkvmerge.mkv"},
+    {"conformance/delayed_audio_mkvmerge.mkv"},
     {"conformance/vfw_mpeg4_mkvmerge.mkv"},
     {"conformance/vfw_mpeg4_stripped_mkvmerge.mkv"},
     {"corpus/hdrstrip.mkv"},

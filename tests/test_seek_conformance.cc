@@ -58,6 +58,7 @@ const SeekCase kSeekCases[] = {
     // The same with every Cluster of unknown size.
     {"conformance/unknown_clusters_ffmpeg.mkv", true, 1021000},
     {"conformance/h264_aac_mkvmerge.mkv", true, -1},
+    {"conformance/delayed_audio_mkvmerge.mkv", true, -1},
     {"conformance/vp9_flac_mkvmerge.mkv", true, -1},
     {"conformance/h264_nolacing_mkvmerge.mkv", false, -1},
     {"conformance/h264_pipe_ffmpeg.mkv", false, -1, false},

@@ -13,11 +13,13 @@
 namespace {
 
 enum : int64_t {
-  // A block this far (100-ns units) past the first one the walk met ends the call: the stream
-  // has nothing near the others, so it is treated as ended...
-  kGiveUpSpan = 200000000,  // 20 s
-  // ...except a subtitle stream, which waits only this long and then yields an empty frame.
+  // A subtitle stream waits this long (100-ns units) past the first block the walk met, then
+  // yields an empty frame, so that a player never waits on it.
   kTextGiveUpSpan = 5000000,  // 0.5 s
+  // Other streams wait as long as the data goes on (audio delayed by a minute, a long still in
+  // variable-frame-rate video); one call walks at most this many bytes of other tracks' blocks,
+  // so that a track that ended early does not read the rest of a long file at once.
+  kMaxWalkBytes = int64_t{512} << 20,
   // Limits of the search for the next Cluster when the current one is used up.
   kScanMaxHeaders = 9999999,
   kScanMaxDistance = 0x1400000,  // 20 MiB
@@ -88,8 +90,9 @@ int64_t BlockTime(const QMKVDS_CTX* s, int16_t relative) {
 
 int32_t get_blockgroup(QMKVDS_CTX* s, QMKVD_BLOCK* block) {
   memset(block, 0, sizeof(*block));
-  const int64_t span = s->kind == kTrackText ? kTextGiveUpSpan : kGiveUpSpan;
+  const bool text = s->kind == kTrackText;
   bool have_first = false;
+  int64_t first_pos = 0;
   int64_t first_time = 0;
   // A cursor without a Cluster (a seek found nothing after its time): nothing more to read.
   // No Cluster payload starts at offset 0, where the EBML header stands.
@@ -118,12 +121,14 @@ int32_t get_blockgroup(QMKVDS_CTX* s, QMKVD_BLOCK* block) {
     if (!have_first) {
       have_first = true;
       first_time = block->time;
-    } else if (qmkvd_time_sub(block->time, first_time) > span) {
-      if (s->kind != kTrackText) return QMKVD_END;
+      first_pos = loc.data_pos;
+    } else if (text && qmkvd_time_sub(block->time, first_time) > kTextGiveUpSpan) {
       // A subtitle's own block ends the wait too, and is then delivered: only a block of
       // another track stands for "nothing due", or the cue it ends the wait with would be lost.
       block->other_track = block->track != s->track.number || s->skip_pending;
       return QMKVD_OK;
+    } else if (loc.data_pos - first_pos > kMaxWalkBytes) {
+      return QMKVD_END;
     }
     if (block->track == s->track.number && !s->skip_pending) return QMKVD_OK;
   }

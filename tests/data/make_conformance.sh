@@ -34,6 +34,7 @@
 # mpeg1_mp2_ffmpeg.mkv         ffmpeg    MPEG-1 video with B-frames (V_MPEG1), MP2
 # h263_pcm_ffmpeg.mkv          ffmpeg    H.263 at 128x96, 16-bit PCM
 # zlib_mkvmerge.mkv            mkvmerge  MP3 and SRT, both zlib-compressed (ContentEncoding)
+# delayed_audio_mkvmerge.mkv   mkvmerge  H.264 (2 s), AAC delayed by 25 s (--sync)
 # vfw_mpeg4_mkvmerge.mkv       mkvmerge  MPEG-4 ASP from AVI in VfW mode, its VOL after the
 #                                        BITMAPINFOHEADER only (global headers)
 # vfw_mpeg4_stripped_mkvmerge.mkv (rewrite) the same with header stripping (00 00 01)
@@ -199,6 +200,10 @@ mkv -o "$out/av1_opus_mkvmerge.mkv" --engage no_simpleblocks "$tmp/av1.ivf" \
 # zlib on every track, as older mkvmerge versions did for subtitles by default.
 mkv -o "$out/zlib_mkvmerge.mkv" --compression 0:zlib --language 0:ger "$tmp/a.mp3" \
   --compression 0:zlib --language 0:spa "$tmp/subs.srt"
+
+# Audio delayed by 25 s: its first block lies 23 s after the video's last.
+mkv -o "$out/delayed_audio_mkvmerge.mkv" "$tmp/h264_nobf.mp4" --sync 0:25000 --language 0:eng \
+  "$tmp/a.m4a"
 
 mkv -o "$out/mpeg4_mp2_mkvmerge.mkv" --engage native_mpeg4 "$tmp/mpeg4.avi" \
   --language 0:eng "$tmp/a.mp2"
