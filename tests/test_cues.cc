@@ -53,19 +53,27 @@ TEST(Cues, AudioPointsAreKeptWhenTracksComeLater) {
   EXPECT_EQ(p->cues.count, 1u);
 }
 
-TEST(Cues, TheLastTrackPositionsWins) {
+// Each CueTrackPositions of a CuePoint is an entry of its own at the point's time, whichever
+// child comes first; an audio track's positions are still left out.
+TEST(Cues, EveryTrackPositionsIsAnEntry) {
   HeaderParse p(WithCues({Master(
       kCuePoint,
-      {Uint(kCueTime, 5),
-       Master(kPositions, {Uint(kCueTrack, 1), Uint(kClusterPos, 100), Uint(kBlockNumber, 3)}),
-       Master(kPositions, {Uint(kClusterPos, 300), Uint(kRelativePos, 9)})})}));
+      {Master(kPositions, {Uint(kCueTrack, 1), Uint(kClusterPos, 100), Uint(kBlockNumber, 3)}),
+       Master(kPositions, {Uint(kCueTrack, 2), Uint(kClusterPos, 200)}),
+       Master(kPositions, {Uint(kCueTrack, 4), Uint(kClusterPos, 300), Uint(kRelativePos, 9)}),
+       Uint(kCueTime, 5)})}));
   ASSERT_EQ(p.status(), 0);
-  ASSERT_EQ(p->cues.count, 1u);
-  const QMKVD_CUE& cue = p->cues.entries[0];
-  EXPECT_EQ(cue.cluster_pos, 300u);
-  EXPECT_EQ(cue.track, 1u);         // kept from the first one
-  EXPECT_EQ(cue.block_number, 3u);  // likewise
-  EXPECT_EQ(cue.positions_count, 2u);
+  ASSERT_EQ(p->cues.count, 2u);
+  const QMKVD_CUE& video = p->cues.entries[0];
+  const QMKVD_CUE& other = p->cues.entries[1];
+  EXPECT_EQ(video.time, 5u);
+  EXPECT_EQ(video.track, 1u);
+  EXPECT_EQ(video.cluster_pos, 100u);
+  EXPECT_EQ(video.block_number, 3u);
+  EXPECT_EQ(other.time, 5u);
+  EXPECT_EQ(other.track, 4u);
+  EXPECT_EQ(other.cluster_pos, 300u);
+  EXPECT_EQ(other.block_number, 0u);  // not carried over from the first
 }
 
 TEST(Cues, EmptyCuesSucceedWithNoTable) {

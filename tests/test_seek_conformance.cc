@@ -30,8 +30,6 @@ const char kRuleCrawlForward[] =
     "without Cues every seek walks forward to the first key frame at or after the time";
 const char kRuleClosestIsPrevious[] =
     "closest is served as previous sync: the decoder runs on from the key frame to the time";
-// Also: a CuePoint keeps only its last CueTrackPositions, so a key frame cued together with a
-// later track's position has no cue.
 const char kRuleNoDuration[] =
     "a Segment without Duration counts as one tick long, and a seek past the duration ends the "
     "stream";
@@ -39,29 +37,26 @@ const char kRuleRewind[] =
     "a time before the first sync point (or 0) starts the track again at its first packet";
 
 struct SeekCase {
-  const char* file;  // under tests/data
-  bool cues;         // whether the file's Cues serve its video track
-  // A video key frame whose CuePoint names another track after it (mkvinfo -v -v shows them),
-  // in microseconds; -1 for none.
-  int64_t uncued_us;
+  const char* file;          // under tests/data
+  bool cues;                 // whether the file's Cues serve its video track
   bool has_duration = true;  // whether the Segment's Info has a Duration
 };
 
 const SeekCase kSeekCases[] = {
-    {"corpus/seek_cues.mkv", true, -1},
-    {"corpus/seek_ffmpeg.mkv", true, -1},
-    {"corpus/seek_nocues.mkv", false, -1},
-    {"conformance/mpeg4_mp2_mkvmerge.mkv", true, -1},
-    {"conformance/mpeg2_ac3_ffmpeg.mkv", true, -1},
+    {"corpus/seek_cues.mkv", true},
+    {"corpus/seek_ffmpeg.mkv", true},
+    {"corpus/seek_nocues.mkv", false},
+    {"conformance/mpeg4_mp2_mkvmerge.mkv", true},
+    {"conformance/mpeg2_ac3_ffmpeg.mkv", true},
     // Its CuePoint at 1.021 s lists track 1 (video), then track 4 (ASS).
-    {"conformance/h264_ffmpeg.mkv", true, 1021000},
+    {"conformance/h264_ffmpeg.mkv", true},
     // The same with every Cluster of unknown size.
-    {"conformance/unknown_clusters_ffmpeg.mkv", true, 1021000},
-    {"conformance/h264_aac_mkvmerge.mkv", true, -1},
-    {"conformance/delayed_audio_mkvmerge.mkv", true, -1},
-    {"conformance/vp9_flac_mkvmerge.mkv", true, -1},
-    {"conformance/h264_nolacing_mkvmerge.mkv", false, -1},
-    {"conformance/h264_pipe_ffmpeg.mkv", false, -1, false},
+    {"conformance/unknown_clusters_ffmpeg.mkv", true},
+    {"conformance/h264_aac_mkvmerge.mkv", true},
+    {"conformance/delayed_audio_mkvmerge.mkv", true},
+    {"conformance/vp9_flac_mkvmerge.mkv", true},
+    {"conformance/h264_nolacing_mkvmerge.mkv", false},
+    {"conformance/h264_pipe_ffmpeg.mkv", false, false},
 };
 
 struct RefFrame {
@@ -79,12 +74,9 @@ class Oracle {
  public:
   Oracle(std::vector<RefFrame> frames, const SeekCase& c)
       : frames_(std::move(frames)), cues_(c.cues), has_duration_(c.has_duration) {
-    const bool cues = c.cues;
-    const int64_t uncued_us = c.uncued_us;
     for (const RefFrame& f : frames_) {
-      if (f.ref->key && (!cues || f.time_us != uncued_us)) keys_.push_back(&f);
+      if (f.ref->key) keys_.push_back(&f);
     }
-    uncued_ = cues && uncued_us >= 0;
     std::stable_sort(keys_.begin(), keys_.end(),
                      [](const RefFrame* a, const RefFrame* b) { return a->time_us < b->time_us; });
   }
@@ -123,7 +115,6 @@ class Oracle {
   std::vector<const RefFrame*> keys_;  // the key frames seeks can land on, in time order
   bool cues_;
   bool has_duration_;
-  bool uncued_ = false;
 };
 
 const char* ModeName(uint32_t mode) {

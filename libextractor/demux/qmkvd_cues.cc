@@ -79,6 +79,9 @@ bool PayloadFitsFile(QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, const QMKVD_CUE_TABLE*
          static_cast<int64_t>(cues->size) <= file_size - cues->data_pos;
 }
 
+int AppendCuePoint(QMKVD_CTX* ctx, QMKVD_CUE_TABLE* cues, const uint8_t* data, int32_t length,
+                   const QMKVD_CUE& point, uint32_t* step);
+
 // Walks the Cues payload held in `buffer`.
 int WalkCues(QMKVD_CTX* ctx, QMKVD_CUE_TABLE* cues, uint8_t* buffer) {
   const int64_t size = cues->size;
@@ -90,21 +93,14 @@ int WalkCues(QMKVD_CTX* ctx, QMKVD_CUE_TABLE* cues, uint8_t* buffer) {
       if (cues->capacity == 0) {
         step = FirstCapacity(cues->size, child.size);
         if (!Grow(cues, step)) return Fail(cues, buffer);
-      } else if (cues->count >= cues->capacity && !Grow(cues, step)) {
-        return Fail(cues, buffer);
       }
-      QMKVD_CUE* cue = &cues->entries[cues->count];
-      cue->data_pos = static_cast<uint64_t>(cues->data_pos + child.data);
-      cue->size = static_cast<uint32_t>(child.size);
-      if (static_cast<int64_t>(cue->size) + child.data > size) return Fail(cues, buffer);
-      if (parse_cuepoint_ctx_fast(ctx, buffer + child.data, static_cast<int32_t>(cue->size), cue) !=
-          0) {
+      QMKVD_CUE point = QMKVD_CUE();
+      point.data_pos = static_cast<uint64_t>(cues->data_pos + child.data);
+      point.size = static_cast<uint32_t>(child.size);
+      if (static_cast<int64_t>(point.size) + child.data > size) return Fail(cues, buffer);
+      if (AppendCuePoint(ctx, cues, buffer + child.data, static_cast<int32_t>(point.size), point,
+                         &step) != 0) {
         return Fail(cues, buffer);
-      }
-      if (cue->cluster_pos != 0) {
-        cues->count++;
-      } else {
-        memset(cue, 0, sizeof(*cue));  // the slot is reused by the next CuePoint
       }
     }
     if (child.size > static_cast<uint64_t>(size)) break;
@@ -135,6 +131,38 @@ int WalkPayload(const uint8_t* data, int32_t length, Visit visit) {
 }
 
 enum { kGoOn = 1 };
+
+// A CuePoint becomes one entry per CueTrackPositions that has a cluster position and does not
+// index an audio track, each at the point's time: ffmpeg cues its video and audio key frames of
+// one moment in one CuePoint, and every track keeps its own entries.
+int AppendCuePoint(QMKVD_CTX* ctx, QMKVD_CUE_TABLE* cues, const uint8_t* data, int32_t length,
+                   const QMKVD_CUE& point, uint32_t* step) {
+  QMKVD_CUE timed = point;
+  const int timing = WalkPayload(data, length, [&](const Child& child) {
+    if (child.id == MKV_ID_CUE_TIME) {
+      timed.time = qmkvd_b2v_u64(data + child.data, static_cast<int>(child.size));
+    }
+    return static_cast<int>(kGoOn);
+  });
+  if (timing != QMKVD_OK) return timing;
+  return WalkPayload(data, length, [&](const Child& child) {
+    if (child.id != MKV_ID_CUE_TRACK_POSITIONS) return static_cast<int>(kGoOn);
+    QMKVD_CUE cue = timed;
+    cue.positions_data_pos = point.data_pos + static_cast<uint64_t>(child.data);
+    cue.positions_size = static_cast<uint32_t>(child.size);
+    cue.positions_count = 1;
+    if (parse_cuetrackpositions_ctx_fast(ctx, data + child.data, static_cast<int32_t>(child.size),
+                                         &cue) != 0) {
+      return static_cast<int>(QMKVD_ERR_READ);
+    }
+    if (cue.cluster_pos == 0) return static_cast<int>(kGoOn);
+    if (cues->count >= cues->capacity && !Grow(cues, *step)) {
+      return static_cast<int>(QMKVD_ERR_READ);
+    }
+    cues->entries[cues->count++] = cue;
+    return static_cast<int>(kGoOn);
+  });
+}
 
 }  // namespace
 

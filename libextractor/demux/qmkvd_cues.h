@@ -6,8 +6,8 @@
 #include "demux/qmkvd_types.h"
 
 // Reads the whole Cues payload (cues->data_pos, cues->size) at once and fills the table with
-// the CuePoints that have a cluster position and do not index an audio track. 0, or -1 with an
-// empty table.
+// one entry per CueTrackPositions that has a cluster position and does not index an audio
+// track, at its CuePoint's time. 0, or -1 with an empty table.
 int parse_cues_ctx_fast(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, QMKVD_CUE_TABLE* cues);
 // One CuePoint, and one CueTrackPositions, from memory. 0 or -1.
 int parse_cuepoint_ctx_fast(QMKVD_CTX* ctx, const uint8_t* data, int32_t length, QMKVD_CUE* cue);
