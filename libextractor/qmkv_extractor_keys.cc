@@ -156,14 +156,51 @@ int32_t IsoValue(int64_t value) {
              : static_cast<int32_t>(value);
 }
 
+// Matroska's Range: 1 broadcast (limited), 2 full; absent, 0 (unspecified) and 3 (as the
+// matrix and transfer say) publish no range, so that the decoder's own reading stands.
+constexpr int64_t kRangeLimited = 1;
+constexpr int64_t kRangeFull = 2;
+
+int32_t ClampToInt32(uint64_t value) {
+  return value > INT32_MAX ? INT32_MAX : static_cast<int32_t>(value);
+}
+
+uint64_t Gcd(uint64_t a, uint64_t b) {
+  while (b != 0) {
+    const uint64_t r = a % b;
+    a = b;
+    b = r;
+  }
+  return a;
+}
+
+// The display size the file states, and the sample aspect ratio it makes with the picture's
+// size when that is not square (both kept below 2^31, reduced).
+void SetDisplaySize(AMediaFormat* format, const QMKVD_VIDEO_INFO& info) {
+  AMediaFormat_setInt32(format, AMEDIAFORMAT_KEY_DISPLAY_WIDTH, ClampToInt32(info.display_width));
+  AMediaFormat_setInt32(format, AMEDIAFORMAT_KEY_DISPLAY_HEIGHT, ClampToInt32(info.display_height));
+  if (info.width == 0 || info.height == 0 || info.display_width == 0 || info.display_height == 0) {
+    return;
+  }
+  uint64_t sar_w = uint64_t{info.display_width} * info.height;  // below 2^64
+  uint64_t sar_h = uint64_t{info.display_height} * info.width;
+  const uint64_t divisor = Gcd(sar_w, sar_h);
+  sar_w /= divisor;
+  sar_h /= divisor;
+  if (sar_w == sar_h || sar_w > INT32_MAX || sar_h > INT32_MAX) return;
+  AMediaFormat_setInt32(format, AMEDIAFORMAT_KEY_SAR_WIDTH, static_cast<int32_t>(sar_w));
+  AMediaFormat_setInt32(format, AMEDIAFORMAT_KEY_SAR_HEIGHT, static_cast<int32_t>(sar_h));
+}
+
 void SetColourAspects(AMediaFormat* format, const QMKVD_COLOUR& c) {
   int32_t range = 0, standard = 0, transfer = 0;
-  // Matroska's Range 2 is full range; an absent Range counts as that code too.
-  const bool full_range = IsoValue(c.range) == 2;
   ColorUtils::convertIsoColorAspectsToPlatformAspects(
       IsoValue(c.primaries), IsoValue(c.transfer_characteristics), IsoValue(c.matrix_coefficients),
-      full_range, &range, &standard, &transfer);
-  if (range != 0) AMediaFormat_setInt32(format, AMEDIAFORMAT_KEY_COLOR_RANGE, range);
+      c.range == kRangeFull, &range, &standard, &transfer);
+  const bool range_stated = c.range == kRangeLimited || c.range == kRangeFull;
+  if (range_stated && range != 0) {
+    AMediaFormat_setInt32(format, AMEDIAFORMAT_KEY_COLOR_RANGE, range);
+  }
   if (standard != 0) AMediaFormat_setInt32(format, AMEDIAFORMAT_KEY_COLOR_STANDARD, standard);
   if (transfer != 0) AMediaFormat_setInt32(format, AMEDIAFORMAT_KEY_COLOR_TRANSFER, transfer);
 }
@@ -289,8 +326,7 @@ void QMKVExtractor::setVideoKeys(AMediaFormat* format, int32_t index, int32_t sl
   AMediaFormat_setInt32(format, AMEDIAFORMAT_KEY_HEIGHT, static_cast<int32_t>(info.height));
   AMediaFormat_setInt32(format, AMEDIAFORMAT_KEY_MAX_INPUT_SIZE, max_input_size);
   AMediaFormat_setInt64(format, AMEDIAFORMAT_KEY_DURATION, mHolder->mInfo.duration / 10);
-  AMediaFormat_setInt32(format, AMEDIAFORMAT_KEY_DISPLAY_WIDTH, static_cast<int32_t>(info.width));
-  AMediaFormat_setInt32(format, AMEDIAFORMAT_KEY_DISPLAY_HEIGHT, static_cast<int32_t>(info.height));
+  SetDisplaySize(format, info);
   AMediaFormat_setInt32(format, AMEDIAFORMAT_KEY_FRAME_RATE, static_cast<int32_t>(info.frame_rate));
   AMediaFormat_setInt32(format, AMEDIAFORMAT_KEY_IS_MP4_DP, mHolder->mIsMp4Dp[slot]);
   if (status == 0) setIFrameInterval(format, index);

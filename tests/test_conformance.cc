@@ -122,6 +122,7 @@ const Case kCases[] = {
     {"conformance/gst_live_h264_opus_matroskamux.mkv"},
     {"conformance/gst_vp8_vorbis_matroskamux.mkv"},
     {"conformance/zlib_mkvmerge.mkv"},
+    {"conformance/hevc_hdr_ffmpeg.mkv"},
     {"conformance/delayed_audio_mkvmerge.mkv"},
     {"conformance/vfw_mpeg4_mkvmerge.mkv"},
     {"conformance/vfw_mpeg4_stripped_mkvmerge.mkv"},
@@ -542,38 +543,50 @@ TEST(ConformanceRules, WebmIsNotClaimed) {
 // same). ffprobe's names and side data, turned into the platform's colour values and its HDR
 // static info (type 1: chromaticities in units of 0.00002, luminances in cd/m2 and 0.0001
 // cd/m2, each rounded half up, little-endian), must be what the format carries.
-TEST(ConformanceRules, HdrColourAndMasteringMatchFfprobe) {
-  FfprobeRef ref;
-  ASSERT_EQ(LoadRefOf("conformance/hevc_hdr_mkvmerge.mkv", &ref), "");
-  const RefStream& s = ref.streams[0];
-  const std::map<std::string, int32_t> kRange = {{"pc", 1}, {"tv", 2}};
-  const std::map<std::string, int32_t> kStandard = {{"bt709", 1}, {"bt2020nc", 6}};
-  const std::map<std::string, int32_t> kTransfer = {{"bt709", 3}, {"smpte2084", 6}};
-  ASSERT_TRUE(kRange.count(s.color_range) && kStandard.count(s.color_space) &&
-              kTransfer.count(s.color_transfer))
-      << s.color_range << " " << s.color_space << " " << s.color_transfer;
-  std::vector<uint8_t> hdr = {0};  // type 1
-  for (const char* key :
-       {"red_x", "red_y", "green_x", "green_y", "blue_x", "blue_y", "white_point_x",
-        "white_point_y", "max_luminance", "min_luminance", "max_content", "max_average"}) {
-    ASSERT_TRUE(s.hdr.count(key)) << key;
-    const std::string k = key;
-    const double scale = k == "min_luminance"                                   ? 10000
-                         : k == "max_luminance" || k.compare(0, 4, "max_") == 0 ? 1
-                                                                                : 50000;
-    const uint32_t v = static_cast<uint32_t>(s.hdr.at(key) * scale + 0.5);
-    hdr.push_back(static_cast<uint8_t>(v));
-    hdr.push_back(static_cast<uint8_t>(v >> 8));
-  }
+// The same HDR10 picture as mkvmerge writes it (mastering values as singles) and as ffmpeg
+// remuxes it (doubles, and a 2:1 display aspect ratio as DisplayUnit 3): colour, mastering and
+// the sample aspect ratio as ffprobe reads them.
+TEST(ConformanceRules, HdrColourMasteringAndAspectMatchFfprobe) {
+  for (const char* name :
+       {"conformance/hevc_hdr_mkvmerge.mkv", "conformance/hevc_hdr_ffmpeg.mkv"}) {
+    SCOPED_TRACE(name);
+    FfprobeRef ref;
+    ASSERT_EQ(LoadRefOf(name, &ref), "");
+    const RefStream& s = ref.streams[0];
+    const std::map<std::string, int32_t> kRange = {{"pc", 1}, {"tv", 2}};
+    const std::map<std::string, int32_t> kStandard = {{"bt709", 1}, {"bt2020nc", 6}};
+    const std::map<std::string, int32_t> kTransfer = {{"bt709", 3}, {"smpte2084", 6}};
+    ASSERT_TRUE(kRange.count(s.color_range) && kStandard.count(s.color_space) &&
+                kTransfer.count(s.color_transfer))
+        << s.color_range << " " << s.color_space << " " << s.color_transfer;
+    std::vector<uint8_t> hdr = {0};  // type 1
+    for (const char* key :
+         {"red_x", "red_y", "green_x", "green_y", "blue_x", "blue_y", "white_point_x",
+          "white_point_y", "max_luminance", "min_luminance", "max_content", "max_average"}) {
+      ASSERT_TRUE(s.hdr.count(key)) << key;
+      const std::string k = key;
+      const double scale = k == "min_luminance"                                   ? 10000
+                           : k == "max_luminance" || k.compare(0, 4, "max_") == 0 ? 1
+                                                                                  : 50000;
+      const uint32_t v = static_cast<uint32_t>(s.hdr.at(key) * scale + 0.5);
+      hdr.push_back(static_cast<uint8_t>(v));
+      hdr.push_back(static_cast<uint8_t>(v >> 8));
+    }
 
-  Plugin p(ReadDataFile("conformance/hevc_hdr_mkvmerge.mkv"));
-  ASSERT_TRUE(p.Open());
-  Format f;
-  ASSERT_EQ(p.TrackFormat(0, &f), AMEDIA_OK);
-  EXPECT_EQ(f.Int32(AMEDIAFORMAT_KEY_COLOR_RANGE), kRange.at(s.color_range));
-  EXPECT_EQ(f.Int32(AMEDIAFORMAT_KEY_COLOR_STANDARD), kStandard.at(s.color_space));
-  EXPECT_EQ(f.Int32(AMEDIAFORMAT_KEY_COLOR_TRANSFER), kTransfer.at(s.color_transfer));
-  EXPECT_EQ(f.Buffer(AMEDIAFORMAT_KEY_HDR_STATIC_INFO), hdr);
+    Plugin p(ReadDataFile(name));
+    ASSERT_TRUE(p.Open());
+    Format f;
+    ASSERT_EQ(p.TrackFormat(0, &f), AMEDIA_OK);
+    EXPECT_EQ(f.Int32(AMEDIAFORMAT_KEY_COLOR_RANGE), kRange.at(s.color_range));
+    EXPECT_EQ(f.Int32(AMEDIAFORMAT_KEY_COLOR_STANDARD), kStandard.at(s.color_space));
+    EXPECT_EQ(f.Int32(AMEDIAFORMAT_KEY_COLOR_TRANSFER), kTransfer.at(s.color_transfer));
+    EXPECT_EQ(f.Buffer(AMEDIAFORMAT_KEY_HDR_STATIC_INFO), hdr);
+    const std::string sar = f.Has(AMEDIAFORMAT_KEY_SAR_WIDTH)
+                                ? std::to_string(f.Int32(AMEDIAFORMAT_KEY_SAR_WIDTH)) + ":" +
+                                      std::to_string(f.Int32(AMEDIAFORMAT_KEY_SAR_HEIGHT))
+                                : "1:1";
+    EXPECT_EQ(sar, s.sample_aspect_ratio);
+  }
 }
 
 // mkvmerge attached a font, a PNG and then the JPEG cover: the cover's bytes, as the file holds

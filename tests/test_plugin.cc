@@ -482,6 +482,56 @@ TEST(PluginFormats, PartialColourSetsOnlyWhatItKnows) {
   EXPECT_FALSE(plain.format.Has(AMEDIAFORMAT_KEY_HDR_STATIC_INFO));
 }
 
+// A range is published only where the file states one (1 limited, 2 full): an absent Range,
+// 0 (unspecified) and 3 (derived from the matrix and transfer) leave the key out, so an
+// ordinary limited-range file is never shown as full range.
+TEST(PluginFormats, ColourRangeOnlyWhereTheFileStatesIt) {
+  const struct {
+    int64_t range;      // -1: no Range element
+    int32_t published;  // INT32_MIN: no key
+  } rows[] = {{-1, INT32_MIN}, {0, INT32_MIN}, {3, INT32_MIN}, {1, 2}, {2, 1}};
+  for (const auto& row : rows) {
+    std::vector<Element> colour = {Uint(kMatrix, 1), Uint(kPrimaries, 1), Uint(kTransfer, 1)};
+    if (row.range >= 0) colour.push_back(Uint(kRange, static_cast<uint64_t>(row.range)));
+    OneFormat one = ColourFormat(colour);
+    ASSERT_TRUE(one.opened);
+    EXPECT_EQ(one.format.Int32(AMEDIAFORMAT_KEY_COLOR_RANGE), row.published) << row.range;
+    EXPECT_EQ(one.format.Int32(AMEDIAFORMAT_KEY_COLOR_STANDARD), 1) << row.range;
+  }
+}
+
+// The display size a file states (pixels, or a shape the picture's height keeps), and the
+// sample aspect ratio it makes with the stored 720x576: a PAL 16:9 picture shows at 1024x576.
+TEST(PluginFormats, DisplaySizeAndSampleAspectRatio) {
+  enum : uint32_t { kWidth = 0xB0, kHeight = 0xBA, kDw = 0x54B0, kDh = 0x54BA, kUnit = 0x54B2 };
+  const int32_t kNone = INT32_MIN;
+  const struct {
+    std::vector<Element> display;
+    int32_t width, height, sar_w, sar_h;
+  } rows[] = {
+      {{}, 720, 576, kNone, kNone},
+      {{Uint(kDw, 1024), Uint(kDh, 576)}, 1024, 576, 64, 45},
+      {{Uint(kDw, 16), Uint(kDh, 9), Uint(kUnit, 3)}, 1024, 576, 64, 45},
+      {{Uint(kDw, 32), Uint(kDh, 18), Uint(kUnit, 1)}, 1024, 576, 64, 45},
+      {{Uint(kDw, 4), Uint(kDh, 3), Uint(kUnit, 4)}, 720, 576, kNone, kNone},  // unknown unit
+      {{Uint(kDw, 1024)}, 720, 576, kNone, kNone},                             // no height
+      {{Uint(kDw, 720), Uint(kDh, 576)}, 720, 576, kNone, kNone},              // square
+      {{Uint(kDw, 0xFFFFFFFF), Uint(kDh, 1)}, INT32_MAX, 1, kNone, kNone},     // SAR too wide
+  };
+  for (const auto& row : rows) {
+    std::vector<Element> video = {Uint(kWidth, 720), Uint(kHeight, 576)};
+    video.insert(video.end(), row.display.begin(), row.display.end());
+    OneFormat one({VideoTrack(1, {Master(0xE0, video)})}, 0, {Binary(0xEC, Bytes(128, 0))});
+    ASSERT_TRUE(one.opened);
+    SCOPED_TRACE(row.width);
+    EXPECT_EQ(one.format.Int32(AMEDIAFORMAT_KEY_WIDTH), 720);
+    EXPECT_EQ(one.format.Int32(AMEDIAFORMAT_KEY_DISPLAY_WIDTH), row.width);
+    EXPECT_EQ(one.format.Int32(AMEDIAFORMAT_KEY_DISPLAY_HEIGHT), row.height);
+    EXPECT_EQ(one.format.Int32(AMEDIAFORMAT_KEY_SAR_WIDTH), row.sar_w);
+    EXPECT_EQ(one.format.Int32(AMEDIAFORMAT_KEY_SAR_HEIGHT), row.sar_h);
+  }
+}
+
 TEST(PluginFormats, IFrameIntervalFromTheCues) {
   // Cues name two key frames of the one video track over the 1 s file.
   std::vector<Element> segment = {MinimalInfo(), OneTrack()};
@@ -530,8 +580,8 @@ TEST(PluginFileFormat, TagsBecomeStringKeys) {
   EXPECT_EQ(f.String(AMEDIAFORMAT_KEY_GENRE), "Jazz");
   EXPECT_EQ(f.String(AMEDIAFORMAT_KEY_COMPOSER), "K");
   EXPECT_EQ(f.String(AMEDIAFORMAT_KEY_WRITER), "W");
-  EXPECT_EQ(f.String(AMEDIAFORMAT_KEY_DATE), "2020");
-  EXPECT_EQ(f.String(AMEDIAFORMAT_KEY_YEAR), "2023");
+  EXPECT_EQ(f.String(AMEDIAFORMAT_KEY_DATE), "20221227T000000.000Z");  // DateUTC
+  EXPECT_EQ(f.String(AMEDIAFORMAT_KEY_YEAR), "2020");                  // DATE_RELEASE
   EXPECT_FALSE(f.Has(AMEDIAFORMAT_KEY_CDTRACKNUMBER));
   EXPECT_FALSE(f.Has(AMEDIAFORMAT_KEY_ALBUMARTIST));
   EXPECT_EQ(f.String(AMEDIAFORMAT_KEY_CHAR_ENCODING_TYPES),

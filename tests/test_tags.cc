@@ -89,24 +89,23 @@ TEST(Tags, TableIsBounded) {
 }
 
 TEST(Metadata, SimpleTagNamesFillTheirSlotsFirstValueWins) {
-  Created c(FileWithTags(
-      {Master(kTag, {Simple("ARTIST", ""), Simple("BAND", "The Band"), Simple("ARTIST", "Later"),
-                     Simple("ALBUM", "Album"), Simple("DESCRIPTION", "Desc"),
-                     Simple("COMMENT", "Comment"), Simple("COMPOSER", "Comp"),
-                     Simple("SCREENPLAY_BY", "Writer"), Simple("DATE_RELEASE", "2020"),
-                     Simple("title", "lower case is not TITLE"), Simple("TITLE", "Tag title")})}));
+  Created c(FileWithTags({Master(
+      kTag, {Simple("ARTIST", ""), Simple("BAND", "The Band"), Simple("ARTIST", "Later"),
+             Simple("ALBUM", "Album"), Simple("DESCRIPTION", "Desc"), Simple("COMMENT", "Comment"),
+             Simple("GENRE", "Jazz"), Simple("COMPOSER", "Comp"), Simple("SCREENPLAY_BY", "Writer"),
+             Simple("title", "lower case is not TITLE"), Simple("TITLE", "Tag title")})}));
   ASSERT_EQ(c.err(), 0);
   const QMKVD_METADATA* m = c.info().metadata;
   ASSERT_NE(m, nullptr);
   EXPECT_EQ(SlotText(m, 1), "Tag title");
   EXPECT_EQ(SlotText(m, 2), "The Band");
   EXPECT_EQ(SlotText(m, 3), "Album");
-  EXPECT_EQ(SlotText(m, 4), "Desc");
+  EXPECT_EQ(SlotText(m, 4), "Jazz");  // a comment or description is no genre
   EXPECT_EQ(m->slots[4].length, 0u);
   EXPECT_EQ(m->slots[5].length, 0u);
   EXPECT_EQ(SlotText(m, 7), "Comp");
   EXPECT_EQ(SlotText(m, 8), "Writer");
-  EXPECT_EQ(SlotText(m, 9), "2020");
+  EXPECT_EQ(m->slots[8].length, 0u);  // no DateUTC, no date
   EXPECT_EQ(m->slots[0].kind, 703u);
   EXPECT_EQ(m->year, 0);
 }
@@ -118,23 +117,49 @@ TEST(Metadata, SegmentTitleBeatsTheTitleTag) {
   EXPECT_EQ(SlotText(c.info().metadata, 1), "Segment title");
 }
 
-// The year ignores leap days: 2001 plus whole 365-day years since 2001-01-01.
-TEST(Metadata, YearFromDateUtc) {
-  const int64_t year_ns = 31536000000000000LL;
+// DateUTC is the file's date, in ISO 8601's basic form; it says nothing of the year.
+TEST(Metadata, DateFromDateUtc) {
+  const int64_t year_ns = 31536000000000000LL;  // 365 days
   Created none(MkvFile({Info({Uint(kDateUtc, 0)}), OneTrack(), SmallCluster()}));
   ASSERT_EQ(none.err(), 0);
   EXPECT_EQ(none.info().metadata, nullptr);
-  Created y(MkvFile({Info({Uint(kDateUtc, 19 * year_ns + 5)}), OneTrack(), SmallCluster()}));
-  ASSERT_NE(y.info().metadata, nullptr);
-  EXPECT_EQ(y.info().metadata->year, 2020);
-  // Dates before 2001 are negative; the division truncates towards zero.
-  Created before(
-      MkvFile({Info({Int(kDateUtc, -year_ns / 2).Width(8)}), OneTrack(), SmallCluster()}));
-  EXPECT_EQ(before.info().metadata->year, 2001);
-  // The value is read unsigned: a negative date in fewer than 8 bytes is not sign-extended.
-  Created short_negative(
-      MkvFile({Info({Int(kDateUtc, -year_ns / 2)}), OneTrack(), SmallCluster()}));
-  EXPECT_EQ(short_negative.info().metadata->year, 2002);
+  const struct {
+    Element date;
+    const char* text;
+  } rows[] = {
+      {Uint(kDateUtc, 1), "20010101T000000.000Z"},
+      {Uint(kDateUtc, 19 * year_ns + 5), "20191228T000000.000Z"},  // 5 leap days on
+      {Int(kDateUtc, -year_ns / 2).Width(8), "20000702T120000.000Z"},
+      // Read unsigned: a negative date in fewer than 8 bytes is not sign-extended.
+      {Int(kDateUtc, -year_ns / 2), "20021014T115954.000Z"},
+  };
+  for (const auto& row : rows) {
+    Created c(MkvFile({Info({row.date}), OneTrack(), SmallCluster()}));
+    ASSERT_NE(c.info().metadata, nullptr) << row.text;
+    EXPECT_EQ(SlotText(c.info().metadata, 9), row.text);
+    EXPECT_EQ(c.info().metadata->year, 0) << row.text;
+  }
+}
+
+// The year of the work comes from the first release or recording date tag that starts with
+// four digits.
+TEST(Metadata, YearFromReleaseDateTags) {
+  const struct {
+    std::vector<Element> tags;
+    int32_t year;
+  } rows[] = {
+      {{Simple("DATE_RELEASED", "2024-05-01")}, 2024},
+      {{Simple("DATE_RECORDED", "1999")}, 1999},
+      {{Simple("DATE_RELEASE", "2020")}, 2020},
+      {{Simple("DATE_RELEASED", "20x4"), Simple("DATE_RECORDED", "1987-01")}, 1987},
+      {{Simple("DATE_RELEASED", "999")}, 0},
+      {{Simple("DATE_ENCODED", "2011")}, 0},
+  };
+  for (const auto& row : rows) {
+    Created c(FileWithTags({Master(kTag, row.tags)}));
+    ASSERT_EQ(c.err(), 0);
+    EXPECT_EQ(c.info().metadata->year, row.year);
+  }
 }
 
 TEST(Metadata, EmptyTagsStillMarkMetadata) {

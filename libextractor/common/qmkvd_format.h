@@ -20,6 +20,10 @@ struct QMKVD_VIDEO_INFO {
   uint32_t frame_rate;         // frames per second, 0 without a DefaultDuration
   uint32_t media_type;         // QCMN_MT
   const QMKVD_COLOUR* colour;  // borrowed from the track, lives with the demuxer
+  // The size the picture is shown at, from DisplayWidth, DisplayHeight and DisplayUnit; the
+  // pixel size when the track states none.
+  uint32_t display_width;
+  uint32_t display_height;
 };
 
 // Name strings are text that can be used as it stands.

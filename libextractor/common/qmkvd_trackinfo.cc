@@ -55,6 +55,28 @@ int32_t MaxFrameSize(uint32_t width, uint32_t height) {
   return static_cast<int32_t>(pixels * 3 / 2);
 }
 
+enum : uint32_t { kDisplayUnitPixels = 0, kDisplayUnitAspectRatio = 3 };
+
+// DisplayWidth and DisplayHeight in pixels (unit 0) are the display size; in centimetres,
+// inches or as an aspect ratio (1 to 3) they give the shape, and the picture keeps its height.
+// An unknown unit, a missing or zero dimension, or a picture without a size shows as stored.
+void SetDisplaySize(const QMKVD_VIDEO& v, QMKVD_VIDEO_INFO* info) {
+  info->display_width = v.pixel_width;
+  info->display_height = v.pixel_height;
+  if (v.display_width == 0 || v.display_height == 0 || v.display_unit > kDisplayUnitAspectRatio) {
+    return;
+  }
+  if (v.display_unit == kDisplayUnitPixels) {
+    info->display_width = v.display_width;
+    info->display_height = v.display_height;
+    return;
+  }
+  if (v.pixel_height == 0) return;
+  const uint64_t width =
+      (uint64_t{v.pixel_height} * v.display_width + v.display_height / 2) / v.display_height;
+  info->display_width = width > UINT32_MAX ? UINT32_MAX : static_cast<uint32_t>(width);
+}
+
 // A stream form: the handle's own checks, then the file form on its context.
 template <typename Info, typename FileForm>
 int32_t ForStream(QMKVDS_CTX* s, Info* info, FileForm file_form) {
@@ -81,6 +103,7 @@ int32_t qmkvd_get_info_vid(QMKVD_CTX* ctx, int32_t track, QMKVD_VIDEO_INFO* info
       t.default_duration ? static_cast<uint32_t>(kNsPerSecond / t.default_duration) : 0;
   info->media_type = static_cast<uint32_t>(qcmn_fcc2mt_vid(s->codec_tag));
   info->colour = t.video.colour;
+  SetDisplaySize(t.video, info);
   return QMKVD_OK;
 }
 

@@ -76,24 +76,32 @@ bool IsX(uint32_t id) {
 
 // A coordinate allocates its pair on first use and is kept only within [0, 1].
 int ReadChromaticity(QMKVD_WALK* walk, const QMKVD_CHILD* child, void* record) {
-  float value = 0;
-  if (qmkvd_walk_read_single(walk, child, &value) != 0) return -1;
+  double value = 0;
+  const int read = qmkvd_walk_read_float(walk, child, &value);
+  if (read < 0) return -1;
+  if (read != 0) return QMKVD_WALK_NEXT;
   QMKVD_CHROMATICITY** pair = PairOf(static_cast<QMKVD_MASTERING*>(record), child->id);
   if (!*pair) {
     *pair = static_cast<QMKVD_CHROMATICITY*>(calloc(1, sizeof(QMKVD_CHROMATICITY)));
     if (!*pair) return -1;
   }
-  if (value >= 0.0f && value <= 1.0f) (IsX(child->id) ? (*pair)->x : (*pair)->y) = value;
+  if (value >= 0.0 && value <= 1.0) {
+    (IsX(child->id) ? (*pair)->x : (*pair)->y) = static_cast<float>(value);
+  }
   return QMKVD_WALK_NEXT;
 }
 
 int ReadLuminance(QMKVD_WALK* walk, const QMKVD_CHILD* child, void* record) {
   QMKVD_MASTERING* m = static_cast<QMKVD_MASTERING*>(record);
-  float value = 0;
-  if (qmkvd_walk_read_single(walk, child, &value) != 0) return -1;
+  double value = 0;
+  const int read = qmkvd_walk_read_float(walk, child, &value);
+  if (read < 0) return -1;
+  if (read != 0) return QMKVD_WALK_NEXT;
   bool is_max = child->id == MKV_ID_LUMINANCE_MAX;
-  float limit = is_max ? kLuminanceMaxLimit : kLuminanceMinLimit;
-  if (value >= 0.0f && value <= limit) (is_max ? m->luminance_max : m->luminance_min) = value;
+  const double limit = is_max ? kLuminanceMaxLimit : kLuminanceMinLimit;
+  if (value >= 0.0 && value <= limit) {
+    (is_max ? m->luminance_max : m->luminance_min) = static_cast<float>(value);
+  }
   return QMKVD_WALK_NEXT;
 }
 

@@ -1,4 +1,5 @@
 // Creation and deletion of the demuxer context, and the summary handed to the front end.
+#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 
@@ -93,9 +94,8 @@ int MetadataSlotOf(const char* name) {
     const char* name;
     int slot;
   } kNames[] = {
-      {"TITLE", 1},      {"ARTIST", 2},        {"BAND", 2},         {"ALBUM", 3},
-      {"GENRE", 4},      {"COMMENT", 4},       {"DESCRIPTION", 4},  {"COMPOSER", 7},
-      {"WRITTEN_BY", 8}, {"SCREENPLAY_BY", 8}, {"DATE_RELEASE", 9},
+      {"TITLE", 1}, {"ARTIST", 2},   {"BAND", 2},       {"ALBUM", 3},
+      {"GENRE", 4}, {"COMPOSER", 7}, {"WRITTEN_BY", 8}, {"SCREENPLAY_BY", 8},
   };
   for (const auto& entry : kNames) {
     if (strcmp(name, entry.name) == 0) return entry.slot;
@@ -103,19 +103,68 @@ int MetadataSlotOf(const char* name) {
   return 0;
 }
 
-// Title and year from Info. Returns false when a copy could not be made.
+// DateUTC (ns since 2001-01-01T00:00:00 UTC) in ISO 8601's basic form, the form the platform's
+// extractors give a file's date in: 20240501T120000.000Z.
+void FormatDate(int64_t ns, char (&out)[48]) {
+  const int64_t kNsPerSecond = 1000000000, kSecondsPerDay = 86400;
+  const int64_t kDaysFrom1970To2001 = 11323;
+  int64_t seconds = ns / kNsPerSecond;
+  if (ns % kNsPerSecond < 0) --seconds;
+  int64_t days = seconds / kSecondsPerDay;
+  if (seconds % kSecondsPerDay < 0) --days;
+  const int64_t in_day = seconds - days * kSecondsPerDay;
+  // Days since 1970-01-01 to the civil date (proleptic Gregorian calendar).
+  const int64_t z = days + kDaysFrom1970To2001 + 719468;
+  const int64_t era = (z >= 0 ? z : z - 146096) / 146097;
+  const int64_t doe = z - era * 146097;
+  const int64_t yoe = (doe - doe / 1460 + doe / 36524 - doe / 146096) / 365;
+  const int64_t doy = doe - (365 * yoe + yoe / 4 - yoe / 100);
+  const int64_t mp = (5 * doy + 2) / 153;
+  const int64_t day = doy - (153 * mp + 2) / 5 + 1;
+  const int64_t month = mp < 10 ? mp + 3 : mp - 9;
+  const int64_t year = yoe + era * 400 + (month <= 2 ? 1 : 0);
+  snprintf(out, sizeof(out), "%04lld%02lld%02lldT%02lld%02lld%02lld.000Z",
+           static_cast<long long>(year), static_cast<long long>(month), static_cast<long long>(day),
+           static_cast<long long>(in_day / 3600), static_cast<long long>(in_day / 60 % 60),
+           static_cast<long long>(in_day % 60));
+}
+
+// Title and date from Info. Returns false when a copy could not be made.
 bool TakeInfoMetadata(QMKVD_CTX* ctx) {
   size_t title_length = strlen(ctx->info.title);
   if (title_length > 0) {
     ctx->has_metadata = 1;
     if (!CopyText(&ctx->metadata.slots[0], ctx->info.title, title_length)) return false;
   }
+  // The muxing date is the file's date, not the year of the work.
   if (ctx->info.date_utc != 0) {
     ctx->has_metadata = 1;
-    ctx->metadata.year =
-        static_cast<int32_t>(ctx->info.date_utc / QMKVD_NS_PER_YEAR + QMKVD_DATE_EPOCH_YEAR);
+    char date[48];
+    FormatDate(ctx->info.date_utc, date);
+    if (!CopyText(&ctx->metadata.slots[QMKVD_METADATA_DATE_SLOT - 1], date, strlen(date))) {
+      return false;
+    }
   }
   return true;
+}
+
+// The year of the work, from the first release or recording date tag whose value starts with
+// four digits; 0 when none does.
+int32_t YearOfTags(const QMKVD_TAGS& tags) {
+  for (uint32_t i = 0; i < tags.count; ++i) {
+    const QMKVD_SIMPLE_TAG& tag = tags.entries[i];
+    if (strcmp(tag.name, "DATE_RELEASED") != 0 && strcmp(tag.name, "DATE_RECORDED") != 0 &&
+        strcmp(tag.name, "DATE_RELEASE") != 0) {
+      continue;
+    }
+    int32_t year = 0;
+    int digits = 0;
+    for (; digits < 4 && tag.value[digits] >= '0' && tag.value[digits] <= '9'; ++digits) {
+      year = year * 10 + (tag.value[digits] - '0');
+    }
+    if (digits == 4) return year;
+  }
+  return 0;
 }
 
 // Simple tags in file order; the first value for a slot wins.
@@ -130,6 +179,7 @@ void TakeTagMetadata(QMKVD_CTX* ctx) {
     if (length == 0 || target->length != 0) continue;
     if (!CopyText(target, tag->value, length)) return;
   }
+  ctx->metadata.year = YearOfTags(ctx->tags);
 }
 
 void AddPosEntry(QMKVD_FILE_INFO* info, uint32_t kind, int64_t pos, uint32_t size) {

@@ -47,7 +47,3 @@ enum : uint32_t {
 
 // Default TimecodeScale: one millisecond per tick.
 static const uint32_t QMKVD_DEFAULT_TIMECODE_SCALE = 1000000;
-// Nanoseconds in a 365-day year; the year of DateUTC ignores leap days on purpose.
-static const int64_t QMKVD_NS_PER_YEAR = 31536000000000000LL;
-// DateUTC counts from 2001-01-01.
-static const int64_t QMKVD_DATE_EPOCH_YEAR = 2001;

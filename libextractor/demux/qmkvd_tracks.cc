@@ -33,11 +33,12 @@ int ReadTrackType(QMKVD_WALK* walk, const QMKVD_CHILD* child, void* record) {
   return QMKVD_WALK_NEXT;
 }
 
-// TrackTimecodeScale is a float; its low 4 bytes are taken as a single and truncated.
+// TrackTimecodeScale is a float, truncated.
 int ReadTrackTimescale(QMKVD_WALK* walk, const QMKVD_CHILD* child, void* record) {
-  float value = 0;
-  if (qmkvd_walk_read_single(walk, child, &value) != 0) return -1;
-  static_cast<QMKVD_TRACK*>(record)->timescale = qmkvd_double_to_u32(value);
+  double value = 0;
+  const int read = qmkvd_walk_read_float(walk, child, &value);
+  if (read < 0) return -1;
+  if (read == 0) static_cast<QMKVD_TRACK*>(record)->timescale = qmkvd_double_to_u32(value);
   return QMKVD_WALK_NEXT;
 }
 
@@ -135,25 +136,22 @@ const QMKVD_MASTER kVideo = QMKVD_MASTER_OF(kVideoRules, /*skip_empty=*/true,
 // OutputSamplingFrequency that stands before it is overwritten.
 int ReadSamplingFrequency(QMKVD_WALK* walk, const QMKVD_CHILD* child, void* record) {
   QMKVD_AUDIO* audio = static_cast<QMKVD_AUDIO*>(record);
-  uint64_t bits = 0;
-  if (qmkvd_walk_read_uint(walk, child, QMKVD_UINT_MAX, &bits) != 0) return -1;
-  double rate;
-  if (child->size == 8) {
-    rate = qmkvd_double_from_bits(bits);
-  } else if (child->size == 4) {
-    rate = qmkvd_float_from_bits(static_cast<uint32_t>(bits));
-  } else {
-    return QMKVD_WALK_NEXT;
-  }
+  double rate = 0;
+  const int read = qmkvd_walk_read_float(walk, child, &rate);
+  if (read < 0) return -1;
+  if (read != 0 || child->size == 0) return QMKVD_WALK_NEXT;
   audio->sampling_frequency = qmkvd_double_to_u32(rate);
   audio->output_sampling_frequency = audio->sampling_frequency;
   return QMKVD_WALK_NEXT;
 }
 
 int ReadOutputSamplingFrequency(QMKVD_WALK* walk, const QMKVD_CHILD* child, void* record) {
-  float value = 0;
-  if (qmkvd_walk_read_single(walk, child, &value) != 0) return -1;
-  static_cast<QMKVD_AUDIO*>(record)->output_sampling_frequency = qmkvd_double_to_u32(value);
+  double value = 0;
+  const int read = qmkvd_walk_read_float(walk, child, &value);
+  if (read < 0) return -1;
+  if (read == 0) {
+    static_cast<QMKVD_AUDIO*>(record)->output_sampling_frequency = qmkvd_double_to_u32(value);
+  }
   return QMKVD_WALK_NEXT;
 }
 

@@ -383,8 +383,9 @@ struct QMKVD_METADATA_SLOT {
   uint32_t reserved;
 };
 
-// Text metadata: 1 title, 2 artist, 3 album, 4 comment, 5-6 unused, 7 composer, 8 writer,
-// 9 release date (slot n is entry n - 1), then the year.
+// Text metadata: 1 title, 2 artist, 3 album, 4 genre, 5-6 unused, 7 composer, 8 writer,
+// 9 the file's date (slot n is entry n - 1), then the year of the work.
+enum : uint32_t { QMKVD_METADATA_DATE_SLOT = 9 };
 struct QMKVD_METADATA {
   QMKVD_METADATA_SLOT slots[QMKVD_METADATA_SLOTS];
   int32_t year;

@@ -5,6 +5,7 @@
 
 #include "demux/qmkvd_ebml.h"
 #include "demux/qmkvd_ids.h"
+#include "demux/qmkvd_util.h"
 
 namespace {
 
@@ -198,11 +199,12 @@ int qmkvd_walk_read_uint(QMKVD_WALK* walk, const QMKVD_CHILD* child, uint32_t li
   return 0;
 }
 
-int qmkvd_walk_read_single(QMKVD_WALK* walk, const QMKVD_CHILD* child, float* value) {
+int qmkvd_walk_read_float(QMKVD_WALK* walk, const QMKVD_CHILD* child, double* value) {
+  if (child->size != 0 && child->size != 4 && child->size != 8) return 1;
   uint64_t bits = 0;
   if (qmkvd_walk_read_uint(walk, child, QMKVD_UINT_MAX, &bits) != 0) return -1;
-  uint32_t low = static_cast<uint32_t>(bits);
-  memcpy(value, &low, sizeof(*value));
+  *value = child->size == 8 ? qmkvd_double_from_bits(bits)
+                            : qmkvd_float_from_bits(static_cast<uint32_t>(bits));
   return 0;
 }
 

@@ -94,9 +94,9 @@ int qmkvd_walk_children(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, int
 // Reads a child's payload of at most limit bytes as a big-endian unsigned number.
 int qmkvd_walk_read_uint(QMKVD_WALK* walk, const QMKVD_CHILD* child, uint32_t limit,
                          uint64_t* value);
-// Reads a payload of at most 8 bytes and takes its low 32 bits as an IEEE single (the way a
-// float element coded in 4 bytes is read; an 8-byte double is not read as its value).
-int qmkvd_walk_read_single(QMKVD_WALK* walk, const QMKVD_CHILD* child, float* value);
+// Reads a float element: 4 bytes an IEEE single, 8 a double, none zero. 0; 1 for any other
+// width, which holds no float (*value untouched); -1 when the bytes cannot be read.
+int qmkvd_walk_read_float(QMKVD_WALK* walk, const QMKVD_CHILD* child, double* value);
 // Reads exactly count bytes of payload into out.
 int qmkvd_walk_read_bytes(QMKVD_WALK* walk, void* out, uint64_t count);
 

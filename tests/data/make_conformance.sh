@@ -34,6 +34,8 @@
 # mpeg1_mp2_ffmpeg.mkv         ffmpeg    MPEG-1 video with B-frames (V_MPEG1), MP2
 # h263_pcm_ffmpeg.mkv          ffmpeg    H.263 at 128x96, 16-bit PCM
 # zlib_mkvmerge.mkv            mkvmerge  MP3 and SRT, both zlib-compressed (ContentEncoding)
+# hevc_hdr_ffmpeg.mkv          ffmpeg    hevc_hdr_mkvmerge.mkv remuxed: doubles for the mastering
+#                                        values, DisplayUnit 3 (2:1)
 # delayed_audio_mkvmerge.mkv   mkvmerge  H.264 (2 s), AAC delayed by 25 s (--sync)
 # vfw_mpeg4_mkvmerge.mkv       mkvmerge  MPEG-4 ASP from AVI in VfW mode, its VOL after the
 #                                        BITMAPINFOHEADER only (global headers)
@@ -303,6 +305,11 @@ while True:
 open(sys.argv[2], 'wb').write(data)
 print('unknown_clusters_ffmpeg.mkv: %d Clusters of unknown size' % count)
 PY
+
+# The HDR10 file as ffmpeg remuxes it: mastering values as doubles, a 2:1 display aspect ratio
+# (DisplayUnit 3) over the 160x90 picture.
+ff -i "$out/hevc_hdr_mkvmerge.mkv" -map 0:v -c copy -aspect 2:1 -fflags +bitexact \
+  "$out/hevc_hdr_ffmpeg.mkv"
 
 # --- Damaged copies -------------------------------------------------------------------------------
 # Each source cut inside its header (200 bytes) and at 10, 50 and 90 % of its size, and copied

@@ -226,6 +226,8 @@ std::string ParseStreams(const std::string& json, std::vector<RefStream>* out) {
       out->back().attached_pic = value == "1";
     } else if (JsonValue(line, "language", &value)) {
       out->back().language = value;
+    } else if (JsonValue(line, "sample_aspect_ratio", &value)) {
+      out->back().sample_aspect_ratio = value;
     } else if (JsonValue(line, "color_range", &value)) {
       out->back().color_range = value;
     } else if (JsonValue(line, "color_space", &value)) {

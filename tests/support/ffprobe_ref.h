@@ -38,6 +38,7 @@ struct RefStream {
   bool attached_pic = false;  // a picture attachment ffprobe shows as a one-packet video stream
   // Colour, as ffprobe names it ("tv", "bt2020nc", "smpte2084"); empty when not given.
   std::string color_range, color_space, color_transfer;
+  std::string sample_aspect_ratio;  // "N:D", empty where ffprobe gives none
   // HDR side data: max_content, max_average (cd/m2), red_x ... white_point_y (chromaticity),
   // min_luminance, max_luminance (cd/m2); absent keys are not in the map.
   std::map<std::string, double> hdr;
