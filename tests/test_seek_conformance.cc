@@ -30,16 +30,12 @@ const char kRuleCrawlForward[] =
     "without Cues every seek walks forward to the first key frame at or after the time";
 const char kRuleClosestIsPrevious[] =
     "closest is served as previous sync: the decoder runs on from the key frame to the time";
-const char kRuleNoDuration[] =
-    "a Segment without Duration counts as one tick long, and a seek past the duration ends the "
-    "stream";
 const char kRuleRewind[] =
     "a time before the first sync point (or 0) starts the track again at its first packet";
 
 struct SeekCase {
-  const char* file;          // under tests/data
-  bool cues;                 // whether the file's Cues serve its video track
-  bool has_duration = true;  // whether the Segment's Info has a Duration
+  const char* file;  // under tests/data
+  bool cues;         // whether the file's Cues serve its video track
 };
 
 const SeekCase kSeekCases[] = {
@@ -56,7 +52,9 @@ const SeekCase kSeekCases[] = {
     {"conformance/delayed_audio_mkvmerge.mkv", true},
     {"conformance/vp9_flac_mkvmerge.mkv", true},
     {"conformance/h264_nolacing_mkvmerge.mkv", false},
-    {"conformance/h264_pipe_ffmpeg.mkv", false, false},
+    // No Duration: the one found at the end of the data bounds the seeks.
+    {"conformance/h264_pipe_ffmpeg.mkv", false},
+    {"conformance/gst_live_h264_opus_matroskamux.mkv", false},
 };
 
 struct RefFrame {
@@ -73,7 +71,7 @@ struct Want {
 class Oracle {
  public:
   Oracle(std::vector<RefFrame> frames, const SeekCase& c)
-      : frames_(std::move(frames)), cues_(c.cues), has_duration_(c.has_duration) {
+      : frames_(std::move(frames)), cues_(c.cues) {
     for (const RefFrame& f : frames_) {
       if (f.ref->key) keys_.push_back(&f);
     }
@@ -90,7 +88,6 @@ class Oracle {
     }
     const bool rewinds = mode != SEEK_NEXT_SYNC && t == 0;
     if (rewinds) return Want{&frames_.front(), kRuleRewind};
-    if (!has_duration_ && t > 1000) return Want{nullptr, kRuleNoDuration};  // 1 ms
     if (!cues_) return Want{after, kRuleCrawlForward};
     switch (mode) {
       case SEEK_NEXT_SYNC: return Want{after, nullptr};
@@ -114,7 +111,6 @@ class Oracle {
   std::vector<RefFrame> frames_;       // the video track's packets in file order
   std::vector<const RefFrame*> keys_;  // the key frames seeks can land on, in time order
   bool cues_;
-  bool has_duration_;
 };
 
 const char* ModeName(uint32_t mode) {

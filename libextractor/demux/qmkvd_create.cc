@@ -4,6 +4,7 @@
 #include <string.h>
 
 #include "common/qcmn_log.h"
+#include "demux/qmkvd_duration.h"
 #include "demux/qmkvd_header.h"
 #include "demux/qmkvd_seek.h"
 #include "demux/qmkvd_status.h"
@@ -205,6 +206,15 @@ void FillSummary(QMKVD_CTX* ctx, QMKVD_FILE_INFO* info) {
   if (ctx->found.cues) AddPosEntry(info, QMKVD_POS_CUES, ctx->cues.data_pos, ctx->cues.size);
 }
 
+// A Segment without Duration takes the duration found at the end of its data, so that it is
+// published and seeks reach the whole file.
+void TakeFoundDuration(QMKVD_CTX* ctx) {
+  int64_t ticks = 0;
+  if (!qmkvd_find_duration(ctx, &ticks)) return;
+  ctx->info.duration_int = static_cast<uint64_t>(ticks);
+  ctx->info.duration = static_cast<double>(ticks);
+}
+
 void SetErr(int32_t* err, int32_t value) {
   if (err) *err = value;
 }
@@ -244,6 +254,7 @@ QMKVD_CTX* qmkvd_create(QCMN_MFAL* mfal, const uint32_t* flags, QMKVD_FILE_INFO*
     SetErr(err, QMKVD_ERR_NOT_FOUND);
     return nullptr;
   }
+  if (!ctx->info.has_duration) TakeFoundDuration(ctx);
   const uint32_t flag_bits = flags ? *flags : 0;
   for (int32_t i = 0; i < ctx->stream_count; ++i) SetUpStream(ctx, i, flag_bits, info);
   qmkvd_seek_state_init(ctx);

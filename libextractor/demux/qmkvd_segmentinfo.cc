@@ -33,6 +33,7 @@ int ReadDuration(QMKVD_WALK* walk, const QMKVD_CHILD* child, void* record) {
   QMKVD_INFO* info = static_cast<QMKVD_INFO*>(record);
   uint64_t bits = 0;
   if (qmkvd_walk_read_uint(walk, child, QMKVD_UINT_MAX, &bits) != 0) return -1;
+  info->has_duration = 1;
   if (child->size == 8) {
     info->duration = qmkvd_double_from_bits(bits);
     info->duration_int = qmkvd_double_to_u64(info->duration);

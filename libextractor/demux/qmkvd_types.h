@@ -30,6 +30,7 @@ struct QMKVD_INFO {
   char writing_app[QMKVD_TEXT_FIELD];
   int64_t date_utc;  // ns since 2001-01-01
   double duration;   // Duration in ticks
+  uint8_t has_duration;  // the Info states a Duration; without, it is found at the data's end
 };
 
 // HDR mastering display chromaticity: an x, y pair.

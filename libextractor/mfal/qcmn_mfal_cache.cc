@@ -138,12 +138,15 @@ int qcmn_mfal_cache_read(QCMN_MFAL_CACHE* c, QCMN_MFAL_READ_AT read_at, void* so
       short_window = ShortWindowHolds(c, p);
     }
     // Whole windows' worth of the request go straight to the source: a frame's middle is read
-    // once, into the caller's buffer, and does not push the headers out of the cache.
+    // once, into the caller's buffer, and does not push the headers out of the cache. A request
+    // of a window or more that has jumped goes there whole: filled probe by probe, its ends
+    // would cost a call each 4 KiB.
     const int64_t direct = WindowStart(p + want) - p;
+    const bool whole = !reads_on && size >= kWindow;
     bool failed = false;
-    if (short_window || direct >= kWindow || !Fill(c, read_at, source, p, fill, &failed)) {
+    if (whole || short_window || direct >= kWindow || !Fill(c, read_at, source, p, fill, &failed)) {
       if (failed) break;
-      const int64_t n = short_window || direct < kWindow ? want : direct;
+      const int64_t n = whole || short_window || direct < kWindow ? want : direct;
       const int64_t got = ReadSource(read_at, source, p, out + done, n);
       if (got <= 0) break;
       done += got;
