@@ -92,111 +92,20 @@ TEST(ReadFrames, OwnTrackAcrossClustersWithTimesAndSync) {
   EXPECT_EQ(ReadFrame(o.s()).status, 1);  // and stays ended
 }
 
-Element OpusTrack(uint64_t number = 1) {
-  return AudioTrack(number, {}, "A_OPUS");
-}
-Element FlacTrack(uint64_t number = 1) {
-  return AudioTrack(number, {}, "A_FLAC");
-}
-
-// A SimpleBlock written by hand: track, timecode, flags and lacing as the bytes say.
-Element RawBlock(const Bytes& block) {
-  Bytes out = EncodeId(0xA3);
-  const Bytes size = EncodeVint(block.size());
-  out.insert(out.end(), size.begin(), size.end());
-  out.insert(out.end(), block.begin(), block.end());
-  return Raw(out);
+TEST(ReadFrames, NegativeRelativeTimecode) {
+  Opened o(FileOf({VideoTrack(1)}, {ClusterAt(0, {SimpleBlock(1, -1, 0x80, {1})}),
+                                    ClusterAt(1000, {SimpleBlock(1, -1, 0x80, {2})})}));
+  std::vector<Frame> frames = ReadAll(o.s());
+  // At cluster time 0 a negative offset would go before the start: it counts as 0.
+  EXPECT_EQ(Times(frames), (std::vector<int64_t>{0, 999 * kMs}));
 }
 
-Bytes Cat(std::initializer_list<Bytes> parts) {
-  Bytes out;
-  for (const Bytes& p : parts) out.insert(out.end(), p.begin(), p.end());
-  return out;
-}
-
-// Files read whole from track 1: the payloads and, where given, the times of every frame.
-TEST(ReadFrames, PayloadsAndTimesOfWholeFiles) {
-  const Bytes a = Filled(265, 0), b = Filled(7, 100), c = Filled(3, 200), f = {1};
-  const Bytes e1 = Filled(300, 0), e2 = Filled(20, 1), e3 = Filled(20, 2), e4 = Filled(500, 3);
-  Bytes fixed = {0x81, 0x00, 0x00, 0x84, 0x02};  // 3 frames of 3 bytes; the tenth byte is lost
-  for (uint8_t i = 0; i < 10; ++i) fixed.push_back(i);
-  const Element opus20 = AudioTrack(1, {}, "A_OPUS", {Uint(kDefaultDuration, 20000000)});
-  const struct {
-    const char* what;
-    Bytes file;
-    std::vector<Bytes> payloads;
-    std::vector<int64_t> times;  // empty: not checked
-    uint32_t flags;
-  } rows[] = {
-      // At cluster time 0 a negative offset would go before the start: it counts as 0.
-      {"negative relative timecode",
-       FileOf({VideoTrack(1)}, {ClusterAt(0, {SimpleBlock(1, -1, 0x80, {1})}),
-                                ClusterAt(1000, {SimpleBlock(1, -1, 0x80, {2})})}),
-       {{1}, {2}}, {0, 999 * kMs}, QMKVD_FLAG_PTS},
-      {"timecode scale of 0.1 ms",
-       MkvFile({Info({Uint(kTimecodeScale, 100000)}), Tracks({VideoTrack(1)}),
-                ClusterAt(30, {SimpleBlock(1, 7, 0x80, {1})})}),
-       {{1}}, {37 * 1000}, QMKVD_FLAG_PTS},
-      {"an element between blocks ends that cluster",
-       FileOf({VideoTrack(1)}, {ClusterAt(0, {SimpleBlock(1, 0, 0x80, {1}), Binary(kVoid, {0, 0}),
-                                              SimpleBlock(1, 40, 0x80, {2})}),
-                                ClusterAt(80, {SimpleBlock(1, 0, 0x80, {3})})}),
-       {{1}, {3}}, {}, QMKVD_FLAG_PTS},
-      {"clusters without blocks and empty groups are passed",
-       FileOf({VideoTrack(1)},
-              {ClusterAt(0, {}), ClusterAt(10, {BlockGroup({}), SimpleBlock(1, 0, 0x80, {1})}),
-               ClusterAt(20, {BlockGroup({Uint(kBlockDuration, 5)}), SimpleBlock(1, 0, 0x80, {2})})}),
-       {{1}, {2}}, {}, QMKVD_FLAG_PTS},
-      // The other track's block at 0.1 s starts the wait; 20 s after it is still in the span.
-      {"a block 20 s after the other track's",
-       FileOf({VideoTrack(1), VideoTrack(2)},
-              {ClusterAt(0, {SimpleBlock(1, 0, 0x80, {1}), SimpleBlock(2, 100, 0x80, {9})}),
-               ClusterAt(20100, {SimpleBlock(1, 0, 0x80, {2})})}),
-       {{1}, {2}}, {}, QMKVD_FLAG_PTS},
-      {"Xiph sizes of 255 continue",
-       FileOf({OpusTrack()}, {ClusterAt(0, {XiphLacedBlock(1, 0, 0x80, {a, b, c})})}),
-       {a, b, c}, {}, QMKVD_FLAG_PTS},
-      {"EBML sizes as signed differences",
-       FileOf({OpusTrack()}, {ClusterAt(0, {EbmlLacedBlock(1, 0, 0x80, {e1, e2, e3, e4}),
-                                            EbmlLacedBlock(1, 20, 0x80, {Filled(1, 9), Bytes{}})})}),
-       {e1, e2, e3, e4, Filled(1, 9), Bytes{}}, {}, QMKVD_FLAG_PTS},
-      {"fixed size drops the remainder",
-       FileOf({OpusTrack()}, {ClusterAt(0, {RawBlock(fixed)})}),
-       {{0, 1, 2}, {3, 4, 5}, {6, 7, 8}}, {}, QMKVD_FLAG_PTS},
-      {"whole-block codecs get the block as one frame",
-       FileOf({FlacTrack()}, {ClusterAt(0, {XiphLacedBlock(1, 7, 0x80, {a, b}),
-                                            FixedLacedBlock(1, 9, 0x80, {b, b, b})})}),
-       {Cat({a, b}), Cat({b, b, b})}, {7 * kMs, 9 * kMs}, QMKVD_FLAG_PTS},
-      // Laces get their own times only from three frames up.
-      {"two laces keep the block time",
-       FileOf({opus20}, {ClusterAt(0, {XiphLacedBlock(1, 0, 0x80, {f, f})})}),
-       {f, f}, {0, 0}, QMKVD_FLAG_PTS},
-      {"every lace gets the stripped bytes back",
-       FileOf({AudioTrack(1, {}, "A_OPUS", {HeaderStripping({0xAA, 0xBB})})},
-              {ClusterAt(0, {XiphLacedBlock(1, 0, 0x80, {{1, 2}, {3}, {}})})}),
-       {{0xAA, 0xBB, 1, 2}, {0xAA, 0xBB, 3}, {0xAA, 0xBB}}, {}, QMKVD_FLAG_PTS},
-      {"a whole block gets them back before every lace",
-       FileOf({AudioTrack(1, {}, "A_MPEG/L3", {HeaderStripping({0xFF, 0xFB})})},
-              {ClusterAt(0, {XiphLacedBlock(1, 0, 0x80, {{1, 2}, {3}}),
-                             SimpleBlock(1, 26, 0x80, {4})})}),
-       {{0xFF, 0xFB, 1, 2, 0xFF, 0xFB, 3}, {0xFF, 0xFB, 4}}, {}, QMKVD_FLAG_PTS},
-      // Decoding-order times count frames and ignore the timecodes.
-      {"decoding-order times",
-       FileOf({VideoTrack(1, {Uint(kDefaultDuration, 40000000)})},
-              {ClusterAt(0, {SimpleBlock(1, 0, 0x80, {1}), SimpleBlock(1, 120, 0, {2}),
-                             SimpleBlock(1, 40, 0, {3})})}),
-       {{1}, {2}, {3}}, {0, 40 * kMs, 80 * kMs}, 0},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.what);
-    Opened o(row.file, 0, row.flags);
-    const std::vector<Frame> frames = ReadAll(o.s());
-    EXPECT_EQ(frames.back().status, 1);
-    EXPECT_EQ(Payloads(frames), row.payloads);
-    if (!row.times.empty()) {
-      EXPECT_EQ(Times(frames), row.times);
-    }
-  }
+TEST(ReadFrames, TimecodeScaleOtherThanAMillisecond) {
+  std::vector<uint8_t> bytes =
+      MkvFile({Info({Uint(kTimecodeScale, 100000)}), Tracks({VideoTrack(1)}),
+               ClusterAt(30, {SimpleBlock(1, 7, 0x80, {1})})});
+  Opened o(bytes);
+  EXPECT_EQ(ReadFrame(o.s()).time, 37 * 1000);  // 37 ticks of 0.1 ms
 }
 
 // A Block's flags byte has no key bit: the Block of a BlockGroup is a key frame when its group
@@ -220,6 +129,22 @@ TEST(ReadFrames, ABlockGroupIsAKeyFrameWithoutAReferenceBlock) {
   EXPECT_EQ(frames[5].sync, 1);
 }
 
+TEST(ReadFrames, AnElementBetweenBlocksEndsThatCluster) {
+  Opened o(
+      FileOf({VideoTrack(1)}, {ClusterAt(0, {SimpleBlock(1, 0, 0x80, {1}), Binary(kVoid, {0, 0}),
+                                             SimpleBlock(1, 40, 0x80, {2})}),
+                               ClusterAt(80, {SimpleBlock(1, 0, 0x80, {3})})}));
+  EXPECT_EQ(Payloads(ReadAll(o.s())), (std::vector<Bytes>{{1}, {3}}));
+}
+
+TEST(ReadFrames, ClustersWithoutBlocksAndEmptyGroupsArePassed) {
+  Opened o(FileOf(
+      {VideoTrack(1)},
+      {ClusterAt(0, {}), ClusterAt(10, {BlockGroup({}), SimpleBlock(1, 0, 0x80, {1})}),
+       ClusterAt(20, {BlockGroup({Uint(kBlockDuration, 5)}), SimpleBlock(1, 0, 0x80, {2})})}));
+  EXPECT_EQ(Payloads(ReadAll(o.s())), (std::vector<Bytes>{{1}, {2}}));
+}
+
 TEST(ReadFrames, TwentySecondsWithoutTheTrackEndsIt) {
   Opened o(
       FileOf({VideoTrack(1), VideoTrack(2)},
@@ -229,6 +154,10 @@ TEST(ReadFrames, TwentySecondsWithoutTheTrackEndsIt) {
   // The walk starts at track 2's block at 0.1 s; the block at 20.101 s is past the span.
   EXPECT_EQ(ReadFrame(o.s()).status, 1);
 
+  Opened near(FileOf({VideoTrack(1), VideoTrack(2)},
+                     {ClusterAt(0, {SimpleBlock(1, 0, 0x80, {1}), SimpleBlock(2, 100, 0x80, {9})}),
+                      ClusterAt(20100, {SimpleBlock(1, 0, 0x80, {2})})}));
+  EXPECT_EQ(Payloads(ReadAll(near.s())), (std::vector<Bytes>{{1}, {2}}));
 }
 
 TEST(ReadFrames, SubtitleWithNothingNearYieldsAnEarlyEmptyFrame) {
@@ -291,10 +220,40 @@ TEST(ReadFrames, ASubtitleBlockPastTheWaitIsDelivered) {
 
 // --- lacing ---
 
+Element OpusTrack(uint64_t number = 1) {
+  return AudioTrack(number, {}, "A_OPUS");
+}
+Element FlacTrack(uint64_t number = 1) {
+  return AudioTrack(number, {}, "A_FLAC");
+}
+
+TEST(Lacing, XiphSizesOf255Continue) {
+  const Bytes a = Filled(265, 0), b = Filled(7, 100), c = Filled(3, 200);
+  Opened o(FileOf({OpusTrack()}, {ClusterAt(0, {XiphLacedBlock(1, 0, 0x80, {a, b, c})})}));
+  EXPECT_EQ(Payloads(ReadAll(o.s())), (std::vector<Bytes>{a, b, c}));
+}
+
+TEST(Lacing, EbmlSizesAsSignedDifferences) {
+  const Bytes a = Filled(300, 0), b = Filled(20, 1), c = Filled(20, 2), d = Filled(500, 3);
+  Opened o(FileOf({OpusTrack()},
+                  {ClusterAt(0, {EbmlLacedBlock(1, 0, 0x80, {a, b, c, d}),
+                                 EbmlLacedBlock(1, 20, 0x80, {Filled(1, 9), Bytes{}})})}));
+  EXPECT_EQ(Payloads(ReadAll(o.s())), (std::vector<Bytes>{a, b, c, d, Filled(1, 9), Bytes{}}));
+}
+
+TEST(Lacing, FixedSizeDropsTheRemainder) {
+  // 10 bytes of payload for 3 frames: three frames of 3 bytes, the tenth byte is lost.
+  Bytes block = {0x81, 0x00, 0x00, 0x84, 0x02};
+  for (uint8_t i = 0; i < 10; ++i) block.push_back(i);
+  Opened o(FileOf({OpusTrack()}, {ClusterAt(0, {Raw(EncodeId(0xA3)), Raw(EncodeVint(block.size())),
+                                                Raw(block)})}));
+  EXPECT_EQ(Payloads(ReadAll(o.s())), (std::vector<Bytes>{{0, 1, 2}, {3, 4, 5}, {6, 7, 8}}));
+}
 
 TEST(Lacing, LaceCountByteFromHalfUpIsRefused) {
   Bytes block = {0x81, 0x00, 0x00, 0x84, 0xFF, 1, 2, 3, 4};
-  Opened o(FileOf({OpusTrack()}, {ClusterAt(0, {RawBlock(block)})}));
+  Opened o(FileOf({OpusTrack()}, {ClusterAt(0, {Raw(EncodeId(0xA3)), Raw(EncodeVint(block.size())),
+                                                Raw(block)})}));
   EXPECT_EQ(ReadFrame(o.s()).status, -2);
 }
 
@@ -302,9 +261,23 @@ TEST(Lacing, SizesBeyondTheBlockFailTheRead) {
   // Xiph sizes 200 + 5 for a block that holds 10 bytes of frames.
   Bytes block = {0x81, 0x00, 0x00, 0x82, 0x01, 200};
   for (uint8_t i = 0; i < 10; ++i) block.push_back(i);
-  Opened o(FileOf({OpusTrack()}, {ClusterAt(0, {RawBlock(block), SimpleBlock(1, 10, 0x80, {7})})}));
+  Opened o(FileOf({OpusTrack()}, {ClusterAt(0, {Raw(EncodeId(0xA3)), Raw(EncodeVint(block.size())),
+                                                Raw(block), SimpleBlock(1, 10, 0x80, {7})})}));
   EXPECT_EQ(ReadFrame(o.s()).status, -1);
   EXPECT_EQ(ReadFrame(o.s()).bytes, Bytes{7});  // the walk goes on after the broken block
+}
+
+TEST(Lacing, WholeBlockCodecsGetTheBlockAsOneFrame) {
+  const Bytes a = Filled(265, 0), b = Filled(7, 100);
+  Opened o(FileOf({FlacTrack()}, {ClusterAt(0, {XiphLacedBlock(1, 7, 0x80, {a, b}),
+                                                FixedLacedBlock(1, 9, 0x80, {b, b, b})})}));
+  std::vector<Frame> frames = ReadAll(o.s());
+  Bytes ab = a;
+  ab.insert(ab.end(), b.begin(), b.end());
+  Bytes bbb = b;
+  for (int i = 0; i < 2; ++i) bbb.insert(bbb.end(), b.begin(), b.end());
+  EXPECT_EQ(Payloads(frames), (std::vector<Bytes>{ab, bbb}));
+  EXPECT_EQ(Times(frames), (std::vector<int64_t>{7 * kMs, 9 * kMs}));
 }
 
 TEST(Lacing, LacesOfOneBlockShareItsDurationEvenly) {
@@ -326,7 +299,29 @@ TEST(Lacing, LacesOfOneBlockShareItsDurationEvenly) {
   EXPECT_EQ(frames[11].time, 55 * kMs);
 }
 
+TEST(Lacing, TwoLacesKeepTheBlockTime) {
+  const Bytes f = {1};
+  Element track = AudioTrack(1, {}, "A_OPUS", {Uint(kDefaultDuration, 20000000)});
+  Opened o(FileOf({track}, {ClusterAt(0, {XiphLacedBlock(1, 0, 0x80, {f, f})})}));
+  std::vector<Frame> frames = ReadAll(o.s());
+  EXPECT_EQ(Times(frames), (std::vector<int64_t>{0, 0}));  // only from three frames up
+}
+
 // --- header stripping ---
+
+TEST(HeaderStripping, EveryLaceGetsTheStrippedBytesBack) {
+  Element lace_by_lace = AudioTrack(1, {}, "A_OPUS", {HeaderStripping({0xAA, 0xBB})});
+  Opened o(FileOf({lace_by_lace}, {ClusterAt(0, {XiphLacedBlock(1, 0, 0x80, {{1, 2}, {3}, {}})})}));
+  EXPECT_EQ(Payloads(ReadAll(o.s())),
+            (std::vector<Bytes>{{0xAA, 0xBB, 1, 2}, {0xAA, 0xBB, 3}, {0xAA, 0xBB}}));
+
+  Element whole = AudioTrack(1, {}, "A_MPEG/L3", {HeaderStripping({0xFF, 0xFB})});
+  Opened w(FileOf({whole}, {ClusterAt(0, {XiphLacedBlock(1, 0, 0x80, {{1, 2}, {3}}),
+                                          SimpleBlock(1, 26, 0x80, {4})})}));
+  std::vector<Frame> frames = ReadAll(w.s());
+  EXPECT_EQ(Payloads(frames),
+            (std::vector<Bytes>{{0xFF, 0xFB, 1, 2, 0xFF, 0xFB, 3}, {0xFF, 0xFB, 4}}));
+}
 
 TEST(HeaderStripping, CapacityCountsTheRestoredBytes) {
   Element track = VideoTrack(1, {HeaderStripping({0, 0, 1})}, "V_MPEG4/ISO/ASP");
@@ -473,6 +468,22 @@ TEST(AvcFrames, GivesUpAfterTenThousandDroppedFrames) {
   // Still waiting for a key frame: the next call goes on and finds the IDR.
   EXPECT_EQ(ReadFrame(o.s()).bytes, (Bytes{0, 0, 0, 1, 0x65, 0x80}));
 }
+
+// --- decoding-order times ---
+
+TEST(DecodingOrderTimes, CountFramesAndIgnoreTimecodes) {
+  Element track = VideoTrack(1, {Uint(kDefaultDuration, 40000000)});
+  Opened o(FileOf({track}, {ClusterAt(0, {SimpleBlock(1, 0, 0x80, {1}), SimpleBlock(1, 120, 0, {2}),
+                                          SimpleBlock(1, 40, 0, {3})})}),
+           0, /*flags=*/0);
+  EXPECT_EQ(Times(ReadAll(o.s())), (std::vector<int64_t>{0, 40 * kMs, 80 * kMs}));
+}
+
+}  // namespace
+}  // namespace mkvtest
+
+namespace mkvtest {
+namespace {
 
 // Every prefix of a file with every kind of block: whatever is cut, reading ends in a status.
 TEST(ReadRobustness, EveryPrefixReadsToAStatus) {
