@@ -134,6 +134,9 @@ TEST(SeekByCues, EachModeLandsOnItsCue) {
   ExpectLanding(SeekAndRead(video, 0, QMKVD_SEEK_BACK), 3000);
   ExpectLanding(SeekAndRead(video, 0, QMKVD_SEEK_BACK), 2000);
   EXPECT_EQ(f.ctx()->seek.cue_index, 2);
+  ExpectLanding(SeekAndRead(video, 0, QMKVD_SEEK_BACK), 1000);
+  ExpectLanding(SeekAndRead(video, 0, QMKVD_SEEK_BACK), 0);  // from the second entry to the first
+  EXPECT_EQ(f.ctx()->seek.cue_index, 0);
   EXPECT_TRUE(f.ctx()->seek.cues_usable);
 }
 

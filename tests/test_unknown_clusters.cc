@@ -121,25 +121,6 @@ INSTANTIATE_TEST_SUITE_P(Cues, UnknownClusters, ::testing::Bool(),
                            return std::string(info.param ? "WithCues" : "WithoutCues");
                          });
 
-// A live recording cut off inside a block of its last Cluster (no Cues, no Tags): every
-// whole frame before the cut, then the end of the stream.
-TEST(UnknownClustersCut, TheFramesBeforeTheCutThenTheEnd) {
-  std::vector<Element> children = {Info({Uint(0x2AD7B1, 1000000)}),
-                                   Tracks({VideoTrack(1, {}, "V_MPEG4/ISO/ASP")}),
-                                   SecondCluster(0, 0), SecondCluster(1, 8)};
-  Bytes bytes = Serialize({EbmlHeader(), Segment(children).UnknownSize()});
-  for (size_t cut : {size_t{3}, size_t{15}}) {  // inside the last block; inside the one before
-    SCOPED_TRACE(cut);
-    Plugin plugin(Bytes(bytes.begin(), bytes.end() - static_cast<std::ptrdiff_t>(cut)));
-    std::unique_ptr<PluginTrack> track = Start(&plugin);
-    ASSERT_NE(track, nullptr);
-    std::vector<Packet> packets;
-    EXPECT_EQ(track->ReadAll(&packets), AMEDIA_ERROR_END_OF_STREAM);
-    EXPECT_EQ(packets.size(), cut == 3 ? 9u : 8u);
-    for (const Packet& p : packets) EXPECT_EQ(p.bytes.size(), kIntra.size());
-  }
-}
-
 // Unknown sizes on the Segment, in every width, and on the masters above the frames: Info,
 // Tracks, a TrackEntry and its Video, alone and nested in each other. Each such master ends at
 // the first element that cannot be its child, so the file opens with both its tracks and every

@@ -64,16 +64,8 @@ TEST(VidCfgBitReader, BitsExpGolombAndTheEnd) {
   const Bytes b = w.Finish();
   QcmnBitReader br(b.data(), b.size());
   EXPECT_EQ(br.Bits(3), 5u);
-  EXPECT_EQ(br.Ue(), 0u);
-  EXPECT_EQ(br.Ue(), 1u);
-  EXPECT_EQ(br.Ue(), 2u);
-  EXPECT_EQ(br.Ue(), 254u);
-  EXPECT_EQ(br.Ue(), 0xFFFFFFFEu);
-  EXPECT_EQ(br.Se(), 0);
-  EXPECT_EQ(br.Se(), 1);
-  EXPECT_EQ(br.Se(), -1);
-  EXPECT_EQ(br.Se(), 1000);
-  EXPECT_EQ(br.Se(), -1000);
+  for (uint32_t v : {0u, 1u, 2u, 254u, 0xFFFFFFFEu}) EXPECT_EQ(br.Ue(), v);
+  for (int32_t v : {0, 1, -1, 1000, -1000}) EXPECT_EQ(br.Se(), v);
   EXPECT_EQ(br.Bits(32), 0xABCDEF01u);
   EXPECT_FALSE(br.error());
   EXPECT_EQ(br.Bits(1), 1u);  // the trailing stop bit
@@ -505,52 +497,51 @@ TEST(VidCfgHevc, SubLayersChromaAndSize) {
       EXPECT_EQ(p.cfg.level, 93) << layers << " " << mask;
     }
   }
-  f = HevcFields();
-  f.sub_layers = 8;  // sps_max_sub_layers_minus1 of 7 is reserved
-  EXPECT_LT(Hevc(f).r, 0);
+  const std::pair<const char*, void (*)(HevcFields&)> refused[] = {
+      {"8 sub-layers: reserved", [](HevcFields& f) { f.sub_layers = 8; }},
+      {"chroma 4", [](HevcFields& f) { f.chroma = 4; }},
+      {"width 16385", [](HevcFields& f) { f.width = 16385; }},
+      {"width 0", [](HevcFields& f) { f.width = 0; }},
+      {"height 0", [](HevcFields& f) { f.height = 0; }},
+      {"crop 176 + 4 of 180 line pairs",
+       [](HevcFields& f) { f.window = true, f.win_b = 4, f.win_t = 176; }},
+      {"4:2:2: 320 column pairs of 640",
+       [](HevcFields& f) { f.window = true, f.chroma = 2, f.win_l = 320; }},
+      {"4:2:2: 360 lines of 360",
+       [](HevcFields& f) { f.window = true, f.chroma = 2, f.win_t = 360; }},
+      {"huge offsets do not wrap around",
+       [](HevcFields& f) { f.window = true, f.win_r = 0xFFFFFFF0u; }},
+  };
+  for (const auto& [what, set] : refused) {
+    f = HevcFields();
+    set(f);
+    EXPECT_LT(Hevc(f).r, 0) << what;
+  }
   f = HevcFields();
   f.chroma = 3;
   EXPECT_EQ(Hevc(f).cfg.height, 360u);
-  f.chroma = 4;
-  EXPECT_LT(Hevc(f).r, 0);
   f = HevcFields();
   f.width = 16384;
   EXPECT_EQ(Hevc(f).cfg.width, 16384u);
-  f.width = 16385;
-  EXPECT_LT(Hevc(f).r, 0);
-  f.width = 0;
-  EXPECT_LT(Hevc(f).r, 0);
-  f = HevcFields();
-  f.height = 0;
-  EXPECT_LT(Hevc(f).r, 0);
 }
 
+// The conformance window is checked in chroma units (two lines in 4:2:0, two columns and one
+// line in 4:2:2) but the coded size is reported.
 TEST(VidCfgHevc, ConformanceWindow) {
   HevcFields f;
   f.window = true;
-  f.win_b = 4;  // 4:2:0: units of two lines; the coded size stays
+  f.win_b = 4;
   Parsed p = Hevc(f);
   ASSERT_EQ(p.r, 0);
   EXPECT_EQ(p.cfg.height, 360u);
   f.win_t = 175;  // (175 + 4) * 2 = 358 lines of 360 cut
   EXPECT_EQ(Hevc(f).r, 0);
-  f.win_t = 176;
-  EXPECT_LT(Hevc(f).r, 0);
   f = HevcFields();
   f.window = true;
-  f.chroma = 2;  // 4:2:2: units of two columns, one line
+  f.chroma = 2;
   f.win_l = 319;
   f.win_t = 359;
   EXPECT_EQ(Hevc(f).r, 0);
-  f.win_l = 320;
-  EXPECT_LT(Hevc(f).r, 0);
-  f.win_l = 0;
-  f.win_t = 360;
-  EXPECT_LT(Hevc(f).r, 0);
-  f = HevcFields();
-  f.window = true;
-  f.win_r = 0xFFFFFFF0u;  // huge offsets do not wrap around
-  EXPECT_LT(Hevc(f).r, 0);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -646,31 +637,22 @@ TEST(VidCfgMpeg4, LayerFields) {
 }
 
 TEST(VidCfgMpeg4, RefusedHeadersAndFrames) {
+  const std::pair<const char*, void (*)(VolFields&)> refused[] = {
+      {"binary shape", [](VolFields& f) { f.shape = 1; }},
+      {"static sprite", [](VolFields& f) { f.verid = 2, f.sprite = 1; }},
+      {"complexity estimation", [](VolFields& f) { f.complexity_disable = false; }},
+      {"no time resolution", [](VolFields& f) { f.resolution = 0; }},
+      {"no width", [](VolFields& f) { f.width = 0; }},
+      {"no height", [](VolFields& f) { f.height = 0; }},
+      {"marker", [](VolFields& f) { f.marker = false; }},
+      {"undefined version", [](VolFields& f) { f.verid = 3; }},
+  };
+  for (const auto& [what, set] : refused) {
+    VolFields f;
+    set(f);
+    EXPECT_LT(Mpeg4(f).r, 0) << what;
+  }
   VolFields f;
-  f.shape = 1;  // binary shape
-  EXPECT_LT(Mpeg4(f).r, 0);
-  f = VolFields();
-  f.verid = 2;
-  f.sprite = 1;  // static sprite
-  EXPECT_LT(Mpeg4(f).r, 0);
-  f = VolFields();
-  f.complexity_disable = false;
-  EXPECT_LT(Mpeg4(f).r, 0);
-  f = VolFields();
-  f.resolution = 0;
-  EXPECT_LT(Mpeg4(f).r, 0);
-  f = VolFields();
-  f.width = 0;
-  EXPECT_LT(Mpeg4(f).r, 0);
-  f = VolFields();
-  f.height = 0;
-  EXPECT_LT(Mpeg4(f).r, 0);
-  f = VolFields();
-  f.marker = false;
-  EXPECT_LT(Mpeg4(f).r, 0);
-  f = VolFields();
-  f.verid = 3;  // not a defined version
-  EXPECT_LT(Mpeg4(f).r, 0);
   f.verid = 1;
   f.width = 8191;  // the widest 13 bits can say
   EXPECT_EQ(Mpeg4(f).cfg.width, 8191u);
