@@ -185,7 +185,7 @@ TEST(SeekByCues, CuesAtTheWrongPlacesAreDroppedForTheWholeFile) {
   QMKVDS_CTX* video = f.Open(0);
   QMKVDS_CTX* audio = f.Open(1);
   // The second cue is probed and holds no Cluster: the seek crawls instead.
-  ExpectLanding(SeekAndRead(video, 1500, QMKVD_SEEK_BEFORE), 2000);
+  ExpectLanding(SeekAndRead(video, 1500, QMKVD_SEEK_BEFORE), 1000);
   EXPECT_FALSE(f.ctx()->seek.cues_usable);
   EXPECT_EQ(f.ctx()->cues.entries, nullptr);
   EXPECT_EQ(f.ctx()->cues.count, 0u);
@@ -243,13 +243,18 @@ TEST(SeekResults, BadHandlesModesAndClosedStreams) {
 
 // --- Without cues ----------------------------------------------------------------------------
 
-TEST(SeekByCrawling, ForwardToTheNextKeyFrameBackwardToThePrevious) {
+// Without cues each mode lands as it would by the cues: on the key frame at or before the
+// time, at or after it, or the nearer of the two (a tie to the earlier).
+TEST(SeekByCrawling, EachModeLandsOnItsKeyFrame) {
   Opened f(SecondsFile(4));
   QMKVDS_CTX* video = f.Open(0);
-  ExpectLanding(SeekAndRead(video, 1500, QMKVD_SEEK_BEFORE), 2000);  // the crawl runs forward
+  ExpectLanding(SeekAndRead(video, 1500, QMKVD_SEEK_BEFORE), 1000);
   ExpectLanding(SeekAndRead(video, 1500, QMKVD_SEEK_AFTER), 2000);
-  ExpectLanding(SeekAndRead(video, 1100, QMKVD_SEEK_NEAREST), 2000);
+  ExpectLanding(SeekAndRead(video, 1400, QMKVD_SEEK_NEAREST), 1000);
+  ExpectLanding(SeekAndRead(video, 1500, QMKVD_SEEK_NEAREST), 1000);  // a tie: the earlier
+  ExpectLanding(SeekAndRead(video, 1600, QMKVD_SEEK_NEAREST), 2000);
   ExpectLanding(SeekAndRead(video, 2000, QMKVD_SEEK_BEFORE), 2000);
+  ExpectLanding(SeekAndRead(video, 3900, QMKVD_SEEK_NEAREST), 3000);  // nothing after: before
   int64_t out = 0;
   EXPECT_EQ(qmkvds_seek_crawl(video, 1500 * kMs, &out, 0), 0);
   EXPECT_EQ(out, 1000 * kMs);
@@ -263,15 +268,43 @@ TEST(SeekByCrawling, ForwardToTheNextKeyFrameBackwardToThePrevious) {
   EXPECT_EQ(SeekMs(tagged.Open(0), 1900, QMKVD_SEEK_AFTER, &out), 1);
 }
 
-TEST(SeekByCrawling, AudioLandsOnItsFirstBlockAtOrAfterTheTime) {
+// A Void and a Tags element between Clusters end neither the cluster list, nor a seek, nor the
+// reading.
+TEST(SeekByCrawling, ElementsBetweenClustersAreSteppedOver) {
+  Opened f(
+      MkvFile({MinimalInfo(), Tracks({VideoTrack(1, {}, "V_MPEG4/ISO/ASP"), AudioTrack(2, {})}),
+               SecondCluster(0), SecondCluster(1), Binary(0xEC, std::vector<uint8_t>(300, 0)),
+               Master(0x1254C367, {}), SecondCluster(2), SecondCluster(3)}));
+  QMKVDS_CTX* video = f.Open(0);
+  ExpectLanding(SeekAndRead(video, 1500, QMKVD_SEEK_AFTER), 2000);
+  ExpectLanding(SeekAndRead(video, 3500, QMKVD_SEEK_BEFORE), 3000);
+  ExpectLanding(SeekAndRead(video, 2500, QMKVD_SEEK_BEFORE), 2000);
+  ExpectLanding(SeekAndRead(video, 0, QMKVD_SEEK_BEFORE), 0);
+  int frames = 1;  // the one read after the last seek
+  while (ReadFrame(video).status == 0) ++frames;
+  EXPECT_EQ(frames, 20);
+}
+
+// Every audio block is a sync point.
+TEST(SeekByCrawling, AudioLandsOnItsOwnBlocks) {
   Opened f(SecondsFile(3));
   QMKVDS_CTX* audio = f.Open(1);
-  int64_t out = 0;
-  ASSERT_EQ(SeekMs(audio, 1200, QMKVD_SEEK_BEFORE, &out), 0);
-  EXPECT_EQ(out, 1500 * kMs);
-  const Frame first = ReadFrame(audio);
-  EXPECT_EQ(first.time, 1500 * kMs);
-  EXPECT_EQ(first.bytes, (std::vector<uint8_t>{0xA5, 1}));
+  const struct {
+    int64_t ms;
+    uint32_t mode;
+    int64_t landed_ms;
+    std::vector<uint8_t> bytes;
+  } rows[] = {{1200, QMKVD_SEEK_BEFORE, 1100, {0xA0, 1}},
+              {1200, QMKVD_SEEK_AFTER, 1500, {0xA5, 1}},
+              {1400, QMKVD_SEEK_NEAREST, 1500, {0xA5, 1}},
+              {50, QMKVD_SEEK_BEFORE, 0, {0xA0, 0}}};  // before the first block: the start
+  for (const auto& row : rows) {
+    int64_t out = 0;
+    ASSERT_EQ(SeekMs(audio, row.ms, row.mode, &out), 0) << row.ms;
+    EXPECT_EQ(out, row.landed_ms * kMs) << row.ms;
+    const Frame first = ReadFrame(audio);
+    EXPECT_EQ(first.bytes, row.bytes) << row.ms;
+  }
 }
 
 // One Cluster: a key frame, then `predicted` non-key frames 1 ms apart, then a key frame.

@@ -4,7 +4,7 @@
 //
 // Where a seek should land is worked out here from the packets alone. With cues, the sync
 // points are the video key frames ffprobe flags (both muxers cue every one of them); without
-// cues the seek walks forward to the first sync point at or after the time in every mode.
+// cues they are the stream's own key frames (every block of audio), which the crawl finds.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -71,14 +71,13 @@ class Oracle {
       last_ = std::max(last_ - 1, 0);
       return Land(last_);
     }
-    if (!cues_) return Forward(time);
     const int n = static_cast<int>(sync_.size());
     int before = -1;  // last sync point at or before the time
     while (before + 1 < n && sync_[before + 1].time <= time) ++before;
     const int after = before >= 0 && sync_[before].time == time ? before : before + 1;
     if (mode == QMKVD_SEEK_AFTER) {
       last_ = after < n ? after : -1;
-      if (after >= n) return Want{1, 0, nullptr};
+      if (after >= n) return Want{cues_ ? 1 : kRanOff, 0, nullptr};
       return Land(after);
     }
     if (before < 0) return Rewind();
@@ -119,21 +118,6 @@ class Oracle {
       if (p.ref.pos >= sync.ref.pos) return Want{0, sync.time, &p};
     }
     return Want{0, sync.time, nullptr};
-  }
-
-  // The crawl: the first sync point at or after the time, or past the last Cluster.
-  Want Forward(int64_t time) const {
-    for (const Packet& p : sync_) {
-      if (p.time >= time) return Want{0, p.time, FirstAt(p)};
-    }
-    return Want{kRanOff, 0, nullptr};
-  }
-
-  const Packet* FirstAt(const Packet& sync) const {
-    for (const Packet& p : own_) {
-      if (p.ref.pos == sync.ref.pos) return &p;
-    }
-    return nullptr;
   }
 
   std::vector<Packet> own_;   // the stream's packets in file order

@@ -20,9 +20,6 @@ enum : int64_t {
   // variable-frame-rate video); one call walks at most this many bytes of other tracks' blocks,
   // so that a track that ended early does not read the rest of a long file at once.
   kMaxWalkBytes = int64_t{512} << 20,
-  // Limits of the search for the next Cluster when the current one is used up.
-  kScanMaxHeaders = 9999999,
-  kScanMaxDistance = 0x1400000,  // 20 MiB
 };
 
 enum { kTrackText = 17 };
@@ -36,32 +33,15 @@ int64_t ClusterEnd(const QMKVD_CLUSTER_STATE* c) {
   return c->unknown_size ? INT64_MAX : qmkvd_pos_add(c->data_pos, c->size);
 }
 
-// Looks for the next Cluster header after the current one, header by header without skipping
-// bodies, and makes it the current Cluster. 0 found and parsed, 1 none, -1 parse failure.
+// Makes the Cluster after the current one the current Cluster. 0 found and parsed, 1 none, -1
+// parse failure.
 int32_t MoveToNextCluster(QMKVDS_CTX* s) {
   const int64_t from = qmkvd_cluster_end(s->mfal, s->fp, &s->cluster);
-  int64_t pos = from;
-  for (int64_t headers = 0; headers < kScanMaxHeaders; ++headers) {
-    if (pos - from >= kScanMaxDistance) return QMKVD_END;
-    if (s->mfal->setpos(s->fp, &pos) != 0) return QMKVD_END;
-    uint32_t id = 0;
-    uint64_t size = 0;
-    int64_t next = 0;
-    if (qmkvd_ebml_get_id_len64(s->mfal, s->fp, &id, &size) != 0) {
-      // Damage (a hole of zeros): go on at the next plausible Cluster within reach.
-      const int64_t found = qmkvd_cluster_resync(s->mfal, s->fp, pos);
-      if (found <= pos) return QMKVD_END;
-      pos = found;
-      continue;
-    }
-    if (s->mfal->getpos(s->fp, &next) != 0 || next <= pos) return QMKVD_END;
-    if (id == MKV_ID_CLUSTER) {
-      qmkvd_cluster_enter(&s->cluster, next, size, qmkvd_ebml_size_is_unknown(size));
-      return parse_cluster(s->mfal, s->fp, &s->cluster) == 0 ? QMKVD_OK : QMKVD_ERR_READ;
-    }
-    pos = next;
-  }
-  return QMKVD_END;
+  uint64_t size = 0;
+  int64_t payload = 0;
+  if (!qmkvd_cluster_next(s->mfal, s->fp, from, &size, &payload)) return QMKVD_END;
+  qmkvd_cluster_enter(&s->cluster, payload, size, qmkvd_ebml_size_is_unknown(size));
+  return parse_cluster(s->mfal, s->fp, &s->cluster) == 0 ? QMKVD_OK : QMKVD_ERR_READ;
 }
 
 // Track number and relative timecode from the block's first bytes.

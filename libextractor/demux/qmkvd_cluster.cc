@@ -15,6 +15,8 @@ namespace {
 // How far past damage the next Cluster is looked for, and in what steps.
 constexpr int64_t kResyncWindow = 16 << 20;
 constexpr int kResyncChunk = 16 << 10;
+// Elements stepped over between two Clusters (Voids, Cues, Tags...) before the search gives up.
+constexpr int32_t kNextMaxHeaders = 1024;
 const uint8_t kClusterIdBytes[] = {0x1F, 0x43, 0xB6, 0x75};
 
 // Whether a Cluster plausibly begins at pos: its ID, a size, then a Timecode or a CRC-32.
@@ -150,15 +152,24 @@ int64_t qmkvd_cluster_resync(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, int64_t 
 
 bool qmkvd_cluster_next(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, int64_t pos, uint64_t* size,
                         int64_t* payload) {
-  uint32_t id = 0;
-  const bool readable = mfal->setpos(fp, &pos) == 0 && ReadHeader(mfal, fp, &id, size, payload);
-  if (readable && id == MKV_ID_CLUSTER) return true;
-  if (readable && (qmkvd_walk_ends_at_segment_level(nullptr, id) || id == MKV_ID_VOID)) {
-    return false;
+  for (int32_t headers = 0; headers < kNextMaxHeaders; ++headers) {
+    uint32_t id = 0;
+    const bool readable = mfal->setpos(fp, &pos) == 0 && ReadHeader(mfal, fp, &id, size, payload);
+    if (readable && id == MKV_ID_CLUSTER) return true;
+    if (!readable || !(qmkvd_walk_ends_at_segment_level(nullptr, id) || id == MKV_ID_VOID)) {
+      // Damage (a hole of zeros, garbage): the next plausible Cluster within reach.
+      const int64_t found = qmkvd_cluster_resync(mfal, fp, pos);
+      if (found <= pos || mfal->setpos(fp, &found) != 0) return false;
+      pos = found;
+      continue;
+    }
+    // A Void, Cues, Tags or any other element between Clusters is stepped over.
+    if (qmkvd_ebml_size_is_unknown(*size)) return false;
+    const int64_t next = qmkvd_pos_add(*payload, *size);
+    if (next <= pos) return false;
+    pos = next;
   }
-  const int64_t found = qmkvd_cluster_resync(mfal, fp, pos);
-  if (found < 0 || mfal->setpos(fp, &found) != 0) return false;
-  return ReadHeader(mfal, fp, &id, size, payload);
+  return false;
 }
 
 void qmkvd_cluster_enter(QMKVD_CLUSTER_STATE* c, int64_t data_pos, uint64_t size,

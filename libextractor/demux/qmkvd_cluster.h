@@ -22,10 +22,11 @@ int64_t qmkvd_cluster_end(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp,
 // Timecode or CRC-32, as a Cluster begins. Its position, or -1. The position is left anywhere.
 int64_t qmkvd_cluster_resync(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, int64_t from);
 
-// The Cluster whose header starts at pos, or, where damage stands there instead of an element
-// the Segment can hold, the next one qmkvd_cluster_resync finds. true with its payload
-// position and size; false at any other element (Cues, Tags: no Cluster follows) or when
-// nothing is found.
+// The Cluster whose header starts at pos or, stepping over the Voids, Cues, Tags and other
+// Segment-level elements between Clusters (1024 at most), the next one; where damage stands
+// instead of an element the Segment can hold, the next one qmkvd_cluster_resync finds. true
+// with its payload position and size; false at the end of the data, at an element of unknown
+// size other than a Cluster, or when nothing is found.
 bool qmkvd_cluster_next(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, int64_t pos, uint64_t* size,
                         int64_t* payload);
 

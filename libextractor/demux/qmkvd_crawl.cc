@@ -21,6 +21,7 @@ namespace {
 const int32_t kCrawlBudget = 1024;
 // Bytes at the start of a frame that the key-frame test looks at.
 const int32_t kProbeBytes = 132;
+const uint8_t kKeyFlag = 0x80;  // of a SimpleBlock's flags
 
 // The bytes of one frame as delivered, by offset: the stripped header first, then the stored
 // bytes, which start at the handle's position.
@@ -89,6 +90,8 @@ struct CrawlBlock {
   int64_t start;        // its element, where the cursor is put back to deliver it
   int64_t payload_end;  // first byte after it
   int64_t time_ns;
+  bool in_group;    // a Block of a BlockGroup...
+  bool referenced;  // ...that has a ReferenceBlock
 };
 
 // Track number and time of the block, with the handle left at its flags byte. 0 or -1.
@@ -118,6 +121,14 @@ int32_t IsSyncBlock(QMKVDS_CTX* s, QCMN_MT mt, const CrawlBlock& block, bool* ke
   const bool is_laced = s->lace_count > 0;
   s->lace_cursor = -1;  // the crawl only looks: the reader takes the block from its start
   if (laced != QMKVD_OK) return laced;
+  // The container's word first, as the reader takes it: a SimpleBlock's key bit, a BlockGroup
+  // without ReferenceBlock. The bitstream is asked only where the container says no: it has no
+  // rule for AV1, MPEG-2, MJPEG or open-GOP H.264.
+  const bool flagged = block.in_group ? !block.referenced : (s->block_flags & kKeyFlag) != 0;
+  if (flagged) {
+    *key = true;
+    return QMKVD_OK;
+  }
   if (s->nal_length_size != 0 && is_laced) return QMKVD_ERR_UNUSABLE;
   return TestFrame(s, mt, first_frame, key);
 }
@@ -187,7 +198,9 @@ int32_t qmkvds_seek_crawl(QMKVDS_CTX* s, int64_t time, int64_t* out, uint32_t di
              false,
              QMKVD_CLUSTER_STATE(),
              0};
-  c.node = qmkvds_find_cluster_list(s->node_list, 0, c.target_ns);
+  // The list counts in nanoseconds, the seek in 100-ns units: a Cluster that starts within the
+  // 100 ns the time names starts at it.
+  c.node = qmkvds_find_cluster_list(s->node_list, 0, qmkvd_time_add(c.target_ns, 99));
   if (!c.node) return QMKVD_ERR_UNUSABLE;
   if (EnterCluster(s, c.node->data_pos, c.node->size, c.node->unknown_size != 0) != QMKVD_OK)
     return QMKVD_ERR_UNUSABLE;
@@ -203,17 +216,22 @@ int32_t qmkvds_seek_crawl(QMKVDS_CTX* s, int64_t time, int64_t* out, uint32_t di
       continue;
     }
     if (loc.data_pos == 0) continue;  // a BlockGroup without a Block
-    CrawlBlock block = {start, qmkvd_pos_add(loc.data_pos, loc.size), 0};
+    CrawlBlock block = {start, qmkvd_pos_add(loc.data_pos, loc.size), 0, loc.in_group != 0,
+                        loc.referenced != 0};
     uint32_t track = 0;
     if (ReadBlockHeader(s, loc, &track, &block.time_ns) != QMKVD_OK) return QMKVD_ERR_READ;
     if (track != s->track.number) continue;
-    if (!c.forward && block.time_ns > c.target_ns) {
+    // Compared in the 100-ns units of the seek: a block at the time asked for is at it, however
+    // its nanoseconds round.
+    const int64_t block_time = block.time_ns / 100;
+    const int64_t target_time = c.target_ns / 100;
+    if (!c.forward && block_time > target_time) {
       if (c.have_candidate) return LandOnCandidate(&c);
       const int32_t stepped = StepBack(&c);
       if (stepped != QMKVD_OK) return stepped;
       continue;
     }
-    if (c.forward && block.time_ns < c.target_ns) continue;
+    if (c.forward && block_time < target_time) continue;
     bool key = false;
     const int32_t tested = IsSyncBlock(s, c.mt, block, &key);
     if (tested != QMKVD_OK) return tested;

@@ -177,8 +177,26 @@ int32_t AtEnd(QMKVDS_CTX* s, int64_t* out) {
   return QMKVD_END;
 }
 
-int32_t Crawl(QMKVDS_CTX* s, int64_t time, int64_t* out) {
-  const int32_t result = qmkvds_seek_crawl(s, time, out, 1);
+// Without cues: the key frame at or before the time (before: a time before the first one
+// starts the stream again), at or after it, or the nearer of the two (a tie to the earlier).
+int32_t Crawl(QMKVDS_CTX* s, int64_t time, int64_t* out, uint32_t mode) {
+  const uint32_t kForward = 1, kBackward = 0;
+  int32_t result = QMKVD_OK;
+  if (mode == QMKVD_SEEK_AFTER) {
+    result = qmkvds_seek_crawl(s, time, out, kForward);
+  } else if (mode == QMKVD_SEEK_BEFORE) {
+    result = qmkvds_seek_crawl(s, time, out, kBackward);
+  } else {
+    int64_t before = 0, after = 0;
+    const bool has_before = qmkvds_seek_crawl(s, time, &before, kBackward) == QMKVD_OK;
+    const bool has_after = qmkvds_seek_crawl(s, time, &after, kForward) == QMKVD_OK;
+    if (has_after && (!has_before || after - time < time - before)) {
+      SetOut(out, after);  // the forward crawl, the last one run, stands
+    } else {
+      result = has_before ? qmkvds_seek_crawl(s, time, out, kBackward) : QMKVD_ERR_NOT_FOUND;
+    }
+  }
+  if (result != QMKVD_OK && mode != QMKVD_SEEK_AFTER) return Rewind(s, out);
   ApplyLaceRule(s);
   return result;
 }
@@ -238,7 +256,7 @@ int32_t qmkvds_seek(QMKVDS_CTX* s, const int64_t* time, int64_t* out, uint32_t m
   // Only mode 1 has a meaning for "no time" (the last frame read).
   if (!time && mode != QMKVD_SEEK_AFTER) return QMKVD_ERR_HANDLE;
   const int64_t wanted = time ? *time : s->block_time;
-  if (!CuesUsable(ctx)) return Crawl(s, wanted, out);
+  if (!CuesUsable(ctx)) return Crawl(s, wanted, out, mode);
   const int32_t index = Search(s, wanted, mode);
   if (mode == QMKVD_SEEK_AFTER) {
     SetCueIndex(ctx, index);

@@ -7,10 +7,10 @@
 
 // Seek modes.
 enum : uint32_t {
-  QMKVD_SEEK_BEFORE = 0,   // last cue at or before the time (without cues: first key frame after)
-  QMKVD_SEEK_AFTER = 1,    // first cue at or after the time
+  QMKVD_SEEK_BEFORE = 0,   // last cue (without cues: key frame) at or before the time
+  QMKVD_SEEK_AFTER = 1,    // first cue (key frame) at or after the time
   QMKVD_SEEK_BACK = 2,     // the cue before the one last jumped to (cues only)
-  QMKVD_SEEK_NEAREST = 3,  // nearest cue, ties to the earlier (without cues: as mode 0)
+  QMKVD_SEEK_NEAREST = 3,  // nearest cue (key frame), ties to the earlier
 };
 
 // Repositions the stream so that the next frame read starts at a sync point near *time

@@ -37,6 +37,10 @@
 # hevc_hdr_ffmpeg.mkv          ffmpeg    hevc_hdr_mkvmerge.mkv remuxed: doubles for the mastering
 #                                        values, DisplayUnit 3 (2:1)
 # delayed_audio_mkvmerge.mkv   mkvmerge  H.264 (2 s), AAC delayed by 25 s (--sync)
+# av1_nocues_mkvmerge.mkv      mkvmerge  av1_opus_mkvmerge.mkv without Cues
+# mpeg2_nocues_mkvmerge.mkv    mkvmerge  mpeg2_ac3_ffmpeg.mkv without Cues
+# h264_opengop_mkvmerge.mkv    mkvmerge  open-GOP H.264 (one IDR, then I-frames with a recovery
+#                                        point), no Cues
 # vfw_mpeg4_mkvmerge.mkv       mkvmerge  MPEG-4 ASP from AVI in VfW mode, its VOL after the
 #                                        BITMAPINFOHEADER only (global headers)
 # vfw_mpeg4_stripped_mkvmerge.mkv (rewrite) the same with header stripping (00 00 01)
@@ -310,6 +314,15 @@ PY
 # (DisplayUnit 3) over the 160x90 picture.
 ff -i "$out/hevc_hdr_mkvmerge.mkv" -map 0:v -c copy -aspect 2:1 -fflags +bitexact \
   "$out/hevc_hdr_ffmpeg.mkv"
+
+# Without Cues, key frames the bitstream cannot tell: AV1 and MPEG-2 remuxed with --no-cues,
+# and open-GOP H.264 whose later key frames are I-frames with a recovery point, not IDR.
+mkv -o "$out/av1_nocues_mkvmerge.mkv" --no-cues "$out/av1_opus_mkvmerge.mkv"
+mkv -o "$out/mpeg2_nocues_mkvmerge.mkv" --no-cues "$out/mpeg2_ac3_ffmpeg.mkv"
+ff -f lavfi -t 3 -i testsrc2=size=160x90:rate=25 -c:v libx264 -preset veryfast -crf 34 -threads 1 \
+  -pix_fmt yuv420p -bf 2 -x264-params open-gop=1:keyint=25:min-keyint=25:scenecut=0 \
+  "${bitexact[@]}" "$tmp/opengop.h264"
+mkv -o "$out/h264_opengop_mkvmerge.mkv" --no-cues --default-duration 0:25fps "$tmp/opengop.h264"
 
 # --- Damaged copies -------------------------------------------------------------------------------
 # Each source cut inside its header (200 bytes) and at 10, 50 and 90 % of its size, and copied
