@@ -45,8 +45,6 @@ const char kRulePcm[] =
     "PCM comes out little-endian in the published encoding (16-bit or float), converted";
 const char kRuleWholeBlock[] =
     "a laced block of FLAC, AC-3, E-AC-3, MPEG audio or PCM comes out whole, with the block's time";
-const char kRuleLaceTimes[] =
-    "later laces of a block get times counted on from the block's, not the codec's own";
 const char kRuleCodecDelay[] = "times are block times; ffprobe moves Opus back by its CodecDelay";
 const char kRuleVfwKey[] =
     "ffprobe calls every frame of a V_MS/VFW/FOURCC track (H.263 here) key; the extractor takes "
@@ -406,19 +404,28 @@ class TrackCheck {
     }
 
     if (!first.has_pts && !first.has_dts) return where + ": ffprobe has no pts";
-    const int64_t ref_time = first.has_pts ? first.pts : first.dts;  // kRuleVfwTimes
+    const int64_t ref_time = first.has_pts ? first.pts : first.dts;       // kRuleVfwTimes
+    const int64_t want = PtsToMicros(ref_time + delay_, *t_.ref_stream);  // kRuleCodecDelay
     if (starts_block) {
-      const int64_t want = PtsToMicros(ref_time + delay_, *t_.ref_stream);  // kRuleCodecDelay
-      block_time_ = p.time_us;
+      lace_ = 0;
       if (p.time_us != want) {
         return where + ": time " + std::to_string(p.time_us) + " us, expected " +
                std::to_string(want) + (delay_ ? std::string(" (") + kRuleCodecDelay + ")" : "") +
                (first.has_pts ? "" : std::string(" (") + kRuleVfwTimes + ")");
       }
-    } else if (p.time_us < block_time_ || (i > 0 && p.time_us < t_.packets[i - 1].time_us)) {
-      // kRuleLaceTimes
-      return where + ": lace time before its block's " + std::to_string(block_time_) + " us (" +
-             kRuleLaceTimes + ")";
+    } else {
+      // A later frame of a laced block: its exact time, which ffprobe gives to its time base.
+      const RefStream& rs = *t_.ref_stream;
+      const int64_t tick_us =
+          (rs.time_base_num * 1000000 + rs.time_base_den - 1) / rs.time_base_den;
+      // ffprobe adds up the laces' durations truncated to its time base: the k-th lace of a
+      // block may lie up to k ticks before the exact time, and one after.
+      ++lace_;
+      const int64_t slack_us = (lace_ + 1) * tick_us;
+      if (p.time_us < want - slack_us || p.time_us > want + slack_us) {
+        return where + ": lace time " + std::to_string(p.time_us) + " us, expected " +
+               std::to_string(want) + " within " + std::to_string(slack_us);
+      }
     }
     return "";
   }
@@ -428,7 +435,7 @@ class TrackCheck {
   bool whole_ = false;
   int64_t delay_ = 0;
   int nal_width_ = 0;
-  int64_t block_time_ = INT64_MIN;
+  int64_t lace_ = 0;  // of the current block
 };
 
 // ------------------------------------------------------------------------------------------

@@ -281,31 +281,53 @@ TEST(Lacing, WholeBlockCodecsGetTheBlockAsOneFrame) {
   EXPECT_EQ(Times(frames), (std::vector<int64_t>{7 * kMs, 9 * kMs}));
 }
 
-TEST(Lacing, LacesOfOneBlockShareItsDurationEvenly) {
-  // Opus at 20 ms per block of 4 laces: 5 ms each once the gap between blocks is known.
-  Element track = AudioTrack(1, {}, "A_OPUS", {Uint(kDefaultDuration, 20000000)});
-  const Bytes f = {1};
-  Opened o(FileOf({track}, {ClusterAt(0, {XiphLacedBlock(1, 0, 0x80, {f, f, f, f}),
-                                          XiphLacedBlock(1, 20, 0x80, {f, f, f, f}),
-                                          XiphLacedBlock(1, 40, 0x80, {f, f, f, f})})}));
-  std::vector<Frame> frames = ReadAll(o.s());
-  ASSERT_EQ(frames.size(), 13u);
-  // First block: the default duration split over the block's own frames.
-  EXPECT_EQ(frames[1].time, 5 * kMs);
-  EXPECT_EQ(frames[3].time, 15 * kMs);
-  EXPECT_EQ(frames[3].end, 20 * kMs);
-  // Later blocks: the measured gap split over the previous block's frames.
-  EXPECT_EQ(frames[4].time, 20 * kMs);
-  EXPECT_EQ(frames[6].time, 30 * kMs);
-  EXPECT_EQ(frames[11].time, 55 * kMs);
-}
-
-TEST(Lacing, TwoLacesKeepTheBlockTime) {
-  const Bytes f = {1};
-  Element track = AudioTrack(1, {}, "A_OPUS", {Uint(kDefaultDuration, 20000000)});
-  Opened o(FileOf({track}, {ClusterAt(0, {XiphLacedBlock(1, 0, 0x80, {f, f})})}));
-  std::vector<Frame> frames = ReadAll(o.s());
-  EXPECT_EQ(Times(frames), (std::vector<int64_t>{0, 0}));  // only from three frames up
+// Every frame of a laced block is at the block's time plus the durations of the frames before
+// it: the DefaultDuration, or the codec's own framing (AAC 1024 or 960 samples at the core
+// rate, Opus by its TOC byte). Without a rule, the gap to the next block is shared out.
+TEST(Lacing, EachFrameAfterTheDurationsBeforeIt) {
+  const Bytes f = {0x80, 1};  // an Opus frame of 2.5 ms
+  const struct {
+    const char* name;
+    Element track;
+    std::vector<Bytes> frames;
+    std::vector<int64_t> us;  // times of the first block's frames, then the second block's
+  } rows[] = {
+      {"DefaultDuration",
+       AudioTrack(1, {}, "A_OPUS", {Uint(kDefaultDuration, 5000000)}),
+       {f, f, f, f},
+       {0, 5000, 10000, 15000, 20000, 25000, 30000, 35000}},
+      {"Opus TOC: 2.5, 5, 5 and 7.5 ms",
+       AudioTrack(1, {}, "A_OPUS"),
+       {{0x80, 1}, {0x88, 1}, {0x81, 1}, {0x83, 3}},
+       {0, 2500, 7500, 12500, 20000, 22500, 27500, 32500}},
+      {"two frames", AudioTrack(1, {}, "A_OPUS"), {f, f}, {0, 2500, 20000, 22500}},
+      {"AAC LC 48 kHz",
+       AudioTrack(1, {}, "A_AAC", {Binary(kCodecPrivate, {0x11, 0x90})}),
+       {f, f, f},
+       {0, 21333, 42666, 20000, 41333, 62666}},
+      {"AAC LC 960 samples",
+       AudioTrack(1, {}, "A_AAC", {Binary(kCodecPrivate, {0x11, 0x94})}),
+       {f, f},
+       {0, 20000, 20000, 40000}},
+      {"HE-AAC at a 24 kHz core",
+       AudioTrack(1, {}, "A_AAC", {Binary(kCodecPrivate, {0x2B, 0x11, 0x88})}),
+       {f, f},
+       {0, 42666, 20000, 62666}},
+      {"no rule: the first block at its time, the next shares the gap",
+       AudioTrack(1, {}, "A_TTA1"),
+       {f, f, f, f},
+       {0, 0, 0, 0, 20000, 25000, 30000, 35000}},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    Opened o(FileOf({row.track}, {ClusterAt(0, {XiphLacedBlock(1, 0, 0x80, row.frames),
+                                                XiphLacedBlock(1, 20, 0x80, row.frames)})}));
+    std::vector<int64_t> us;
+    for (const Frame& frame : ReadAll(o.s())) {
+      if (frame.status == 0) us.push_back(frame.time / 10);
+    }
+    EXPECT_EQ(us, row.us);
+  }
 }
 
 // --- header stripping ---

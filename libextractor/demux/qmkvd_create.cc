@@ -5,6 +5,7 @@
 
 #include "common/qcmn_log.h"
 #include "demux/qmkvd_duration.h"
+#include "demux/qmkvd_framing.h"
 #include "demux/qmkvd_header.h"
 #include "demux/qmkvd_seek.h"
 #include "demux/qmkvd_status.h"
@@ -63,6 +64,7 @@ void SetUpStream(QMKVD_CTX* ctx, int32_t i, uint32_t flags, QMKVD_FILE_INFO* inf
     s->key_frame_test = 1;
   }
   qmkvd_media_info(ctx, s, info, i);
+  qmkvd_framing_init(t, &s->framing);
   s->read_fn = qmkvds_get_frm_default;
   if (t->type == kTrackAudio && !support_lacing(static_cast<int32_t>(s->codec_tag))) {
     s->read_fn = qmkvds_get_frm_onebyone;

@@ -6,6 +6,7 @@
 #include "common/qcmn_log.h"
 #include "common/qcmn_mt.h"
 #include "demux/qmkvd_block.h"
+#include "demux/qmkvd_framing.h"
 #include "demux/qmkvd_nal.h"
 #include "demux/qmkvd_status.h"
 #include "demux/qmkvd_tracks.h"
@@ -240,14 +241,40 @@ int32_t CurrentLace(const QMKVDS_CTX* s) {
   return s->lace_count - s->lace_cursor;
 }
 
-void SetLaceTimes(const QMKVDS_CTX* s, const Request& r) {
-  int64_t time = s->block_time;
-  int64_t end = s->block_end_time;
-  if (s->lace_count >= 2 && s->lace_duration > 0 && s->lace_count >= s->lace_cursor) {
-    time = qmkvd_time_add(s->block_time, qmkvd_time_mul(s->lace_duration, CurrentLace(s)));
-    end = qmkvd_time_add(time, s->lace_duration);
-  }
+// Up to QMKVD_FRAMING_HEAD bytes from the start of the current lace (its stripped header
+// first), the handle left where it was. The count read.
+int32_t PeekLace(QMKVDS_CTX* s, uint8_t* head) {
+  const int64_t strip = StrippedPerFrame(s);
+  const int64_t size = strip + s->lace_sizes[CurrentLace(s)];
+  const int32_t want = size < QMKVD_FRAMING_HEAD ? static_cast<int32_t>(size) : QMKVD_FRAMING_HEAD;
+  int32_t got = 0;
+  for (; got < want && got < strip; ++got) head[got] = s->stripped_bytes[got];
+  if (got == want) return got;
+  int64_t start = 0;
+  if (s->frame_mfal->getpos(s->frame_fp, &start) != 0) return got;
+  const int read = s->frame_mfal->read(s->frame_fp, head + got, want - got);
+  s->frame_mfal->setpos(s->frame_fp, &start);
+  return read > 0 ? got + read : got;
+}
+
+// Times the current lace: the block's time plus the durations of the laces before it, each by
+// the track's framing rule or, where none applies, its share of the gap to the next block.
+void SetLaceTimes(QMKVDS_CTX* s, const Request& r) {
+  uint8_t head[QMKVD_FRAMING_HEAD] = {0};
+  const int32_t got = qmkvd_framing_reads_frames(&s->framing) ? PeekLace(s, head) : 0;
+  int64_t ns = qmkvd_framing_duration(&s->framing, head, got, &s->lace_block_size);
+  if (ns < 0) ns = qmkvd_time_mul(s->lace_duration, 100);
+  s->lace_ns = ns;
+  const int64_t time = qmkvd_time_add(s->block_time, s->lace_offset_ns / 100);
+  const int64_t end = qmkvd_time_add(s->block_time, qmkvd_time_add(s->lace_offset_ns, ns) / 100);
   SetTimes(r, time, end);
+}
+
+// The current lace is used up: the next one starts after it.
+void NextLace(QMKVDS_CTX* s) {
+  s->lace_cursor--;
+  s->lace_offset_ns = qmkvd_time_add(s->lace_offset_ns, s->lace_ns);
+  qmkvd_framing_commit(&s->framing, s->lace_block_size);
 }
 
 int32_t NextLacedBlock(QMKVDS_CTX* s) {
@@ -260,6 +287,7 @@ int32_t NextLacedBlock(QMKVDS_CTX* s) {
   const int32_t laced = qmkvd_take_frames(s, block.payload_end);
   if (laced != QMKVD_OK) return laced;
   TakeKey(s, block);
+  s->lace_offset_ns = 0;
   // The gap measured at this block belongs to the previous one, whose frames share it.
   if (s->frames_in_block < 2) {
     s->lace_duration = s->frame_duration / (s->lace_count + 1);
@@ -279,7 +307,7 @@ int32_t DeliverLace(QMKVDS_CTX* s, const Request& r) {
     s->frame_announced = 0;
     return QMKVD_ERR_SMALL;
   }
-  s->lace_cursor--;
+  NextLace(s);
   s->pending_size = 0;
   s->frame_announced = 0;
   if (s->nal_length_size != 0) {

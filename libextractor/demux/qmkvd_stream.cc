@@ -61,6 +61,9 @@ void ResetReadState(QMKVDS_CTX* s) {
   s->block_flags = 0;
   s->block_key = 0;
   s->empty_pending = 0;
+  s->lace_offset_ns = 0;
+  s->lace_ns = 0;
+  s->framing.previous = s->framing.block_sizes[0];
 }
 
 }  // namespace

@@ -28,8 +28,8 @@ struct QMKVD_INFO {
   char title[QMKVD_TEXT_FIELD];
   char muxing_app[QMKVD_TEXT_FIELD];
   char writing_app[QMKVD_TEXT_FIELD];
-  int64_t date_utc;  // ns since 2001-01-01
-  double duration;   // Duration in ticks
+  int64_t date_utc;      // ns since 2001-01-01
+  double duration;       // Duration in ticks
   uint8_t has_duration;  // the Info states a Duration; without, it is found at the data's end
 };
 
@@ -289,6 +289,17 @@ struct QMKVDS_CTX;
 struct QMKVD_MASTER;
 struct QMKVD_INFLATER;
 
+// How the frames of a stream's laced blocks are timed (qmkvd_framing.h).
+struct QMKVD_FRAMING {
+  uint8_t rule;
+  uint8_t mode_bits;        // Vorbis: bits of the mode number
+  uint32_t rate;            // Vorbis: samples per second
+  int64_t fixed_ns;         // a DefaultDuration or AAC's: every frame
+  uint32_t block_sizes[2];  // Vorbis: short and long
+  uint64_t long_modes;      // Vorbis: bit m set when mode m uses the long block
+  uint32_t previous;        // Vorbis: the block size of the frame before
+};
+
 // A stream's time function (block times in 100-ns units) and frame reader.
 typedef int64_t (*QMKVDS_TIME_FN)(QMKVDS_CTX* stream, uint64_t cluster_timecode,
                                   int16_t relative_timecode);
@@ -362,6 +373,13 @@ struct QMKVDS_CTX {
   QMKVD_INFLATER* inflater;
   QCMN_MFAL* frame_mfal;
   QCMN_MFAL_FILE* frame_fp;
+  // Frames of a laced block, read one by one, are timed from the block's time on: the sum of
+  // the durations of the frames before (ns), the current frame's duration and, for Vorbis, its
+  // block size.
+  QMKVD_FRAMING framing;
+  int64_t lace_offset_ns;
+  int64_t lace_ns;
+  uint32_t lace_block_size;
 };
 
 // Presence flags of the level-1 elements, in this order.
