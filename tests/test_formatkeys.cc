@@ -204,7 +204,7 @@ TEST(DecoderCaps, BadQueriesAndNullAnswers) {
   EXPECT_NE(QVID_MM_ERR_UNKNOWN_QUERY, QVID_MM_ERR_UNSUPPORTED);
 }
 
-const QAUD_CONFIG kUntouched = {-77, -77, -77};
+const QAUD_CONFIG kUntouched = {-77, -77, -77, -77, -77};
 
 // Runs the parser with a sentinel output; on failure the output must come back untouched.
 int32_t Parse(const std::vector<uint8_t>& bytes, QAUD_CONFIG* out, uint32_t code = 0xFF) {
@@ -252,6 +252,27 @@ TEST(AacConfig, FfmpegEncoderOutput) {
                2, 22050, 7);  // 6.1
   // The bare two bytes, as muxers that drop the extension write them.
   ExpectConfig({0x11, 0x90}, 2, 48000, 2);
+}
+
+// What times the frames: the core coder's rate (before SBR) and its frame length.
+TEST(AacConfig, CoreRateAndFrameLength) {
+  const struct {
+    std::vector<uint8_t> bytes;
+    int32_t rate, core_rate, frame_samples;
+  } rows[] = {
+      {{0x11, 0x90}, 48000, 48000, 1024},
+      {{0x11, 0x94}, 48000, 48000, 960},         // frame length flag
+      {{0x2B, 0x11, 0x88}, 48000, 24000, 1024},  // explicit SBR over a 24 kHz LC core
+      {{0x2B, 0x11, 0x8A}, 48000, 24000, 960},
+      {{0xF8, 0xE6, 0x20, 0x00}, 48000, 48000, 0},  // ELD: a framing of its own
+  };
+  for (const auto& row : rows) {
+    QAUD_CONFIG c;
+    ASSERT_EQ(Parse(row.bytes, &c), QAUD_CFG_OK) << row.core_rate;
+    EXPECT_EQ(c.sample_rate, row.rate);
+    EXPECT_EQ(c.core_sample_rate, row.core_rate);
+    EXPECT_EQ(c.frame_samples, row.frame_samples);
+  }
 }
 
 TEST(AacConfig, SyncExtensionAfterProgramConfig) {

@@ -141,12 +141,13 @@ bool ReadProgramConfig(BitReader* br, int32_t* channels) {
 
 // GASpecificConfig(); false when the block ends inside it.
 bool ReadGeneralAudioConfig(BitReader* br, uint32_t aot, uint32_t channel_config,
-                            int32_t* channels) {
-  uint32_t depends_on_core, extension, v;
-  if (!br->Skip(1) || !br->Read(1, &depends_on_core)) return false;  // frame length flag
-  if (depends_on_core && !br->Skip(14)) return false;                // core coder delay
+                            QAUD_CONFIG* cfg) {
+  uint32_t short_frames, depends_on_core, extension, v;
+  if (!br->Read(1, &short_frames) || !br->Read(1, &depends_on_core)) return false;
+  cfg->frame_samples = short_frames ? 960 : 1024;
+  if (depends_on_core && !br->Skip(14)) return false;  // core coder delay
   if (!br->Read(1, &extension)) return false;
-  if (channel_config == 0 && !ReadProgramConfig(br, channels)) return false;
+  if (channel_config == 0 && !ReadProgramConfig(br, &cfg->channels)) return false;
   if ((aot == 6 || aot == 20) && !br->Skip(3)) return false;  // layer number
   if (extension) {
     if (aot == kAotErBsac && !br->Skip(5 + 11)) return false;
@@ -184,6 +185,7 @@ Status Parse(BitReader* br, QAUD_CONFIG* cfg) {
   if (!br->Read(4, &channel_config)) return Status::kTruncated;
   cfg->aac_profile = static_cast<int32_t>(aot);
   cfg->sample_rate = rate;
+  cfg->core_sample_rate = rate;
   cfg->channels = kChannels[channel_config];
 
   if (aot == kAotSbr || aot == kAotPs) {
@@ -194,13 +196,12 @@ Status Parse(BitReader* br, QAUD_CONFIG* cfg) {
     if ((s = ReadObjectType(br, &core)) != Status::kOk) return s;
     if (core == kAotErBsac && !br->Skip(4)) return Status::kTruncated;
     if (aot == kAotPs && cfg->channels == 1) cfg->channels = 2;
-    // Where the core's configuration holds the program config element, count from it.
-    if (channel_config == 0 && IsGeneralAudio(core)) {
-      ReadGeneralAudioConfig(br, core, channel_config, &cfg->channels);
-    }
+    // The core's configuration: its frame length and, where it holds the program config
+    // element, the channels.
+    if (IsGeneralAudio(core)) ReadGeneralAudioConfig(br, core, channel_config, cfg);
     return Status::kOk;
   }
-  if (IsGeneralAudio(aot) && ReadGeneralAudioConfig(br, aot, channel_config, &cfg->channels) &&
+  if (IsGeneralAudio(aot) && ReadGeneralAudioConfig(br, aot, channel_config, cfg) &&
       (!IsErrorResilient(aot) || br->Skip(2))) {  // epConfig comes before the extension
     ReadSyncExtension(br, cfg);
   }
@@ -218,7 +219,7 @@ int32_t qaud_config_parser(const QAUD_CONFIG_INPUT* in, QAUD_CONFIG* out) {
   if (!IsAacCode(in->code)) return QAUD_CFG_ERR_CODEC;
   if (in->length == 0) return QAUD_CFG_ERR_EMPTY;
   BitReader br(in->data, in->length);
-  QAUD_CONFIG cfg = {0, 0, 0};
+  QAUD_CONFIG cfg = {0, 0, 0, 0, 0};
   switch (Parse(&br, &cfg)) {
     case Status::kOk: *out = cfg; return QAUD_CFG_OK;
     case Status::kTruncated: return QAUD_CFG_ERR_TRUNCATED;

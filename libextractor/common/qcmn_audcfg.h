@@ -11,10 +11,12 @@ struct QAUD_CONFIG_INPUT {
 };
 
 struct QAUD_CONFIG {
-  int32_t aac_profile;  // MPEG-4 audio object type, as the "aac-profile" key takes it: 2 LC,
-                        // 5 HE (SBR), 29 HE with parametric stereo, 23 LD, 39 ELD, 42 xHE...
-  int32_t sample_rate;  // Hz of the decoded output: the SBR rate when SBR is signalled
-  int32_t channels;     // decoded channels; 0 when the configuration does not say
+  int32_t aac_profile;       // MPEG-4 audio object type, as the "aac-profile" key takes it: 2 LC,
+                             // 5 HE (SBR), 29 HE with parametric stereo, 23 LD, 39 ELD, 42 xHE...
+  int32_t sample_rate;       // Hz of the decoded output: the SBR rate when SBR is signalled
+  int32_t channels;          // decoded channels; 0 when the configuration does not say
+  int32_t core_sample_rate;  // Hz of the core coder, before SBR
+  int32_t frame_samples;     // per frame at the core rate: 1024 or 960; 0 for other framings
 };
 
 enum : int32_t {

@@ -2,7 +2,8 @@
 
 #include <string.h>
 
-#include "common/qcmn_bitreader.h"
+#include "common/qcmn_audcfg.h"
+#include "common/qcmn_mt.h"
 
 namespace {
 
@@ -21,53 +22,14 @@ int64_t SamplesToNs(int64_t samples, int64_t rate) {
 
 // --- AAC: 1024 samples a frame (960 where the configuration says so) at the core rate ---------
 
-uint32_t AudioObjectType(QcmnBitReader* r) {
-  const uint32_t type = r->Bits(5);
-  return type == 31 ? 32 + r->Bits(6) : type;
-}
-
-uint32_t SamplingRate(QcmnBitReader* r) {
-  static const uint32_t kRates[13] = {96000, 88200, 64000, 48000, 44100, 32000, 24000,
-                                      22050, 16000, 12000, 11025, 8000,  7350};
-  const uint32_t index = r->Bits(4);
-  if (index == 15) return r->Bits(24);
-  return index < 13 ? kRates[index] : 0;
-}
-
-// General Audio object types, whose configuration starts with the frame length flag.
-bool IsGeneralAudio(uint32_t type) {
-  switch (type) {
-    case 1:
-    case 2:
-    case 3:
-    case 4:
-    case 6:
-    case 7:
-    case 17:
-    case 19:
-    case 20:
-    case 21:
-    case 22:
-    case 23: return true;
-    default: return false;
+int64_t AacFrameNs(const QMKVD_TRACK* t) {
+  if (!t->codec_private || t->codec_private_size < 2) {
+    return SamplesToNs(1024, t->audio.sampling_frequency);
   }
-}
-
-// The frame duration an AudioSpecificConfig gives; -1 for object types without the rule.
-int64_t AacFrameNs(const uint8_t* config, uint32_t size) {
-  QcmnBitReader r(config, size);
-  uint32_t type = AudioObjectType(&r);
-  const uint32_t core_rate = SamplingRate(&r);
-  r.Bits(4);  // channel configuration
-  const uint32_t kSbr = 5, kPs = 29;
-  if (type == kSbr || type == kPs) {  // the core's own type follows the extension's rate
-    SamplingRate(&r);
-    type = AudioObjectType(&r);
-  }
-  if (!IsGeneralAudio(type)) return -1;
-  const bool short_frames = r.Flag();
-  if (r.error()) return -1;
-  return SamplesToNs(short_frames ? 960 : 1024, core_rate);
+  const QAUD_CONFIG_INPUT in = {t->codec_private, t->codec_private_size, QCMN_TAG_AAC};
+  QAUD_CONFIG config = {};
+  if (qaud_config_parser(&in, &config) != QAUD_CFG_OK || config.frame_samples == 0) return -1;
+  return SamplesToNs(config.frame_samples, config.core_sample_rate);
 }
 
 // --- Opus: the TOC byte's frame size times its frame count ------------------------------------
@@ -204,9 +166,7 @@ void qmkvd_framing_init(const QMKVD_TRACK* t, QMKVD_FRAMING* f) {
     return;
   }
   if (CodecIs(t, "A_AAC")) {
-    const int64_t ns = t->codec_private && t->codec_private_size >= 2
-                           ? AacFrameNs(t->codec_private, t->codec_private_size)
-                           : SamplesToNs(1024, t->audio.sampling_frequency);
+    const int64_t ns = AacFrameNs(t);
     if (ns > 0) {
       f->rule = kFixed;
       f->fixed_ns = ns;
