@@ -39,6 +39,8 @@
 # delayed_audio_mkvmerge.mkv   mkvmerge  H.264 (2 s), AAC delayed by 25 s (--sync)
 # av1_nocues_mkvmerge.mkv      mkvmerge  av1_opus_mkvmerge.mkv without Cues
 # mpeg2_nocues_mkvmerge.mkv    mkvmerge  mpeg2_ac3_ffmpeg.mkv without Cues
+# laced_audio_mkvmerge.mka     mkvmerge  Opus, Vorbis, AAC, 8 frames a block
+# laced_audio_nodd_mkvmerge.mka (propedit) the same without DefaultDurations
 # h264_opengop_mkvmerge.mkv    mkvmerge  open-GOP H.264 (one IDR, then I-frames with a recovery
 #                                        point), no Cues
 # vfw_mpeg4_mkvmerge.mkv       mkvmerge  MPEG-4 ASP from AVI in VfW mode, its VOL after the
@@ -323,6 +325,14 @@ ff -f lavfi -t 3 -i testsrc2=size=160x90:rate=25 -c:v libx264 -preset veryfast -
   -pix_fmt yuv420p -bf 2 -x264-params open-gop=1:keyint=25:min-keyint=25:scenecut=0 \
   "${bitexact[@]}" "$tmp/opengop.h264"
 mkv -o "$out/h264_opengop_mkvmerge.mkv" --no-cues --default-duration 0:25fps "$tmp/opengop.h264"
+
+# Opus, Vorbis and AAC as mkvmerge laces them (8 frames a block), with the DefaultDuration it
+# writes for Opus and AAC, and a copy whose DefaultDurations mkvpropedit removed.
+mkv -o "$out/laced_audio_mkvmerge.mka" --language 0:eng "$tmp/a.opus" --language 0:eng \
+  "$tmp/a.ogg" --language 0:eng "$tmp/a.m4a"
+cp "$out/laced_audio_mkvmerge.mka" "$out/laced_audio_nodd_mkvmerge.mka"
+mkvpropedit -q "$out/laced_audio_nodd_mkvmerge.mka" --edit track:1 --delete default-duration \
+  --edit track:3 --delete default-duration
 
 # --- Damaged copies -------------------------------------------------------------------------------
 # Each source cut inside its header (200 bytes) and at 10, 50 and 90 % of its size, and copied
