@@ -130,6 +130,7 @@ const Case kCases[] = {
     {"conformance/laced_audio_mkvmerge.mka"},
     {"conformance/laced_audio_nodd_mkvmerge.mka"},
     {"conformance/delayed_audio_mkvmerge.mkv"},
+    {"conformance/delayed_audio_nocues_mkvmerge.mkv"},
     {"conformance/vfw_mpeg4_mkvmerge.mkv"},
     {"conformance/vfw_mpeg4_stripped_mkvmerge.mkv"},
     {"corpus/hdrstrip.mkv"},

@@ -56,6 +56,7 @@ const SeekCase kSeekCases[] = {
     {"conformance/av1_nocues_mkvmerge.mkv"},
     {"conformance/mpeg2_nocues_mkvmerge.mkv"},
     {"conformance/h264_opengop_mkvmerge.mkv"},
+    {"conformance/delayed_audio_nocues_mkvmerge.mkv"},
 };
 
 struct RefFrame {

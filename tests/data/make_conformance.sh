@@ -39,6 +39,7 @@
 # delayed_audio_mkvmerge.mkv   mkvmerge  H.264 (2 s), AAC delayed by 25 s (--sync)
 # av1_nocues_mkvmerge.mkv      mkvmerge  av1_opus_mkvmerge.mkv without Cues
 # mpeg2_nocues_mkvmerge.mkv    mkvmerge  mpeg2_ac3_ffmpeg.mkv without Cues
+# delayed_audio_nocues_mkvmerge.mkv mkvmerge delayed_audio_mkvmerge.mkv without Cues
 # laced_audio_mkvmerge.mka     mkvmerge  Opus, Vorbis, AAC, 8 frames a block
 # laced_audio_nodd_mkvmerge.mka (propedit) the same without DefaultDurations
 # h264_opengop_mkvmerge.mkv    mkvmerge  open-GOP H.264 (one IDR, then I-frames with a recovery
@@ -321,6 +322,7 @@ ff -i "$out/hevc_hdr_mkvmerge.mkv" -map 0:v -c copy -aspect 2:1 -fflags +bitexac
 # and open-GOP H.264 whose later key frames are I-frames with a recovery point, not IDR.
 mkv -o "$out/av1_nocues_mkvmerge.mkv" --no-cues "$out/av1_opus_mkvmerge.mkv"
 mkv -o "$out/mpeg2_nocues_mkvmerge.mkv" --no-cues "$out/mpeg2_ac3_ffmpeg.mkv"
+mkv -o "$out/delayed_audio_nocues_mkvmerge.mkv" --no-cues "$out/delayed_audio_mkvmerge.mkv"
 ff -f lavfi -t 3 -i testsrc2=size=160x90:rate=25 -c:v libx264 -preset veryfast -crf 34 -threads 1 \
   -pix_fmt yuv420p -bf 2 -x264-params open-gop=1:keyint=25:min-keyint=25:scenecut=0 \
   "${bitexact[@]}" "$tmp/opengop.h264"
