@@ -91,7 +91,6 @@ __attribute__((visibility("default"))) ExtractorDef GETEXTRACTORDEF() {
 
 QMKVDSF::QMKVDSF()
     : mDemuxer(nullptr),
-      mStreams(),
       mInfo(),
       mOpenFlags(0),
       mVideoInfo(),
@@ -103,7 +102,6 @@ QMKVDSF::QMKVDSF()
       mMfal(),
       mSource(nullptr),
       mOpusSeekPreRoll(0),
-      mStreamCount(0),
       mLastStream(),
       mLastTrack(),
       mSourceCount(),
@@ -113,13 +111,7 @@ QMKVDSF::QMKVDSF()
 
 QMKVDSF::~QMKVDSF() {
   if (mDemuxer) {
-    // Sources closed their own streams already; closing again only logs, which is expected.
-    for (int32_t i = 0; i < mStreamCount; ++i) {
-      if (mStreams[i]) {
-        qmkvds_close(mStreams[i]);
-        mStreams[i] = nullptr;
-      }
-    }
+    // Each source owns its stream handle and closed it; the holder outlives every source.
     qmkvd_delete(mDemuxer);
     mDemuxer = nullptr;
   }

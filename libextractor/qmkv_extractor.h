@@ -41,7 +41,6 @@ class QMKVDSF : public RefBase {
   bool seekable() const { return mInfo.constant_one == 1; }
 
   QMKVD_CTX* mDemuxer;
-  QMKVDS_CTX* mStreams[QMKVD_MAX_TRACKS];  // one per source made, in the order they were made
   QMKVD_FILE_INFO mInfo;
   uint32_t mOpenFlags;
   QMKVD_VIDEO_INFO mVideoInfo[QMKVD_MAX_TRACKS];
@@ -55,7 +54,6 @@ class QMKVDSF : public RefBase {
   // extractor (and its helper) are gone.
   DataSourceHelper* mSource;
   int64_t mOpusSeekPreRoll;  // ns
-  int32_t mStreamCount;      // slots of mStreams in use
   // Per stream kind (video, audio, text): the last handle opened, its track, sources made.
   QMKVDS_CTX* mLastStream[3];
   int32_t mLastTrack[3];

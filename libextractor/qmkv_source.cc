@@ -26,7 +26,6 @@ namespace android {
 
 namespace {
 
-constexpr int32_t kMaxStreams = QMKVD_MAX_TRACKS;
 constexpr uint32_t kVorbisWaveTag = 0x6751;
 // The largest buffer a frame may ask for: a 4K frame of lossless video is some 25 MB.
 constexpr int64_t kMaxFrameBuffer = 64 << 20;
@@ -113,9 +112,6 @@ bool QMKVSource::openStream(QMKVDSF* h, int32_t index, int32_t ordinal) {
   SharedStateLock shared(h);
   int32_t err = 0;
   QMKVDS_CTX* handle = qmkvds_open(h->mDemuxer, index, &err);
-  // The holder keeps at most one handle per slot; past that a source still owns and closes its
-  // own handle.
-  if (h->mStreamCount < kMaxStreams) h->mStreams[h->mStreamCount] = handle;
   h->mLastStream[kind] = handle;
   mStreamHandle = handle;
   if (!handle) {
@@ -130,7 +126,6 @@ bool QMKVSource::openStream(QMKVDSF* h, int32_t index, int32_t ordinal) {
   } else {
     mCodec = h->mTextInfo[ordinal].codec_tag;
   }
-  if (h->mStreamCount < kMaxStreams) ++h->mStreamCount;
   ++h->mSourceCount[kind];
   return true;
 }

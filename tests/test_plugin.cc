@@ -167,6 +167,25 @@ TEST(PluginExtractor, DefaultOperations) {
   EXPECT_FALSE(t->c()->supportsNonBlockingRead(t->c()->data));
 }
 
+// The framework's whole round (a source per track, read to its end, freed; then the extractor)
+// closes every stream handle exactly once: a second close would log "already closed".
+TEST(PluginExtractor, EveryStreamIsClosedOnce) {
+  LogCapture log;
+  {
+    Plugin p(ReadDataFile("sample.mkv"));
+    ASSERT_TRUE(p.Open());
+    for (size_t i = 0; i < p.CountTracks(); ++i) {
+      std::unique_ptr<PluginTrack> t = p.Track(i);
+      ASSERT_NE(t, nullptr);
+      ASSERT_EQ(t->Start(), AMEDIA_OK);
+      EXPECT_EQ(t->ReadAll(nullptr), AMEDIA_ERROR_END_OF_STREAM);
+      EXPECT_EQ(t->Stop(), AMEDIA_OK);
+    }
+    p.Close();
+  }
+  EXPECT_EQ(log.Dump().find("already closed"), std::string::npos) << log.Dump();
+}
+
 // ------------------------------------------------------------------------------------------
 // Files that cannot be opened
 
