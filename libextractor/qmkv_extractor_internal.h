@@ -8,7 +8,11 @@
 namespace android {
 
 // Stream kinds as the demuxer's summary numbers them.
-enum : int32_t { QMKV_TYPE_VIDEO = 1, QMKV_TYPE_AUDIO = 2, QMKV_TYPE_TEXT = 17 };
+enum : int32_t {
+  QMKV_TYPE_VIDEO = QMKVD_TRACK_VIDEO,
+  QMKV_TYPE_AUDIO = QMKVD_TRACK_AUDIO,
+  QMKV_TYPE_TEXT = QMKVD_TRACK_TEXT,
+};
 
 // Largest frame a track may hand out, per kind; video grows with the picture.
 enum : int32_t {

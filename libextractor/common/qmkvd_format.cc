@@ -10,7 +10,6 @@
 
 namespace {
 
-enum { kVideo = 1, kAudio = 2, kText = 17 };
 const uint8_t kStartCode[4] = {0, 0, 0, 1};
 const uint32_t kStartCodeSize = sizeof(kStartCode);
 // A HEVC block never grows past this.
@@ -262,9 +261,9 @@ int32_t qmkvd_get_format(QMKVD_CTX* ctx, int32_t track, uint8_t* buffer, uint32_
   }
   const QMKVDS_CTX& s = ctx->streams[track];
   switch (s.track.type) {
-    case kVideo: return VideoFormat(&s.track, buffer, size);
-    case kAudio: return AudioFormat(ctx, &s.track, s.codec_tag, buffer, size);
-    case kText: return TextFormat(&s.track, s.codec_tag, buffer, size);
+    case QMKVD_TRACK_VIDEO: return VideoFormat(&s.track, buffer, size);
+    case QMKVD_TRACK_AUDIO: return AudioFormat(ctx, &s.track, s.codec_tag, buffer, size);
+    case QMKVD_TRACK_TEXT: return TextFormat(&s.track, s.codec_tag, buffer, size);
     default: return QMKVD_OK;
   }
 }

@@ -1,6 +1,7 @@
 // The block size of an MPEG layer-3 track, from the header of its first frame: what the
 // layer-3 extension of a WAVEFORMATEX carries.
 #include "common/qmkvd_format.h"
+#include "demux/qmkvd_block.h"
 #include "demux/qmkvd_cluster.h"
 #include "demux/qmkvd_ebml.h"
 #include "demux/qmkvd_ids.h"
@@ -12,7 +13,6 @@ namespace {
 
 // Blocks looked at before the probe gives up finding one of the track.
 const uint32_t kMaxProbedBlocks = 4096;
-enum { kLacingXiph = 1, kLacingFixed = 2, kLacingEbml = 3 };
 const uint32_t kFrameHeaderSize = 4;
 
 // 144 x the MPEG-1 layer III bit rate of each bit-rate index (0 and 15 have none).
@@ -87,13 +87,13 @@ bool FindFirstBlock(const ProbeFile& f, QMKVD_CLUSTER_STATE* c, uint32_t track, 
 
 // Steps over the lace count and lace sizes; `budget` bounds the bytes read (the block's size).
 bool SkipLacing(const ProbeFile& f, uint8_t flags, uint32_t budget) {
-  const int lacing = (flags >> 1) & 3;
+  const int lacing = qmkvd_lacing_of(flags);
   if (lacing == 0) return true;
   uint8_t count = 0;
   if (!ReadByte(f, &count)) return false;
-  if (lacing == kLacingFixed) return true;
+  if (lacing == QMKVD_LACING_FIXED) return true;
   for (uint32_t sizes = 0; sizes < count;) {
-    if (lacing == kLacingXiph) {
+    if (lacing == QMKVD_LACING_XIPH) {
       uint8_t b = 0;
       if (budget == 0 || !ReadByte(f, &b)) return false;
       --budget;

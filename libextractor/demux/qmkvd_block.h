@@ -5,6 +5,17 @@
 
 #include "demux/qmkvd_stream.h"
 
+// The lacing a block's flags byte names, in its bits 1 and 2.
+enum : int {
+  QMKVD_LACING_NONE = 0,
+  QMKVD_LACING_XIPH = 1,
+  QMKVD_LACING_FIXED = 2,
+  QMKVD_LACING_EBML = 3
+};
+inline int qmkvd_lacing_of(uint8_t flags) {
+  return (flags >> 1) & 3;
+}
+
 // Times a new block with the stream's time function and updates the stream's block times and
 // frame duration. Returns the block time.
 int64_t qmkvd_time_block(QMKVDS_CTX* stream, const QMKVD_BLOCK* block);

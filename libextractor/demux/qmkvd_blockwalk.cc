@@ -22,8 +22,6 @@ enum : int64_t {
   kMaxWalkBytes = int64_t{512} << 20,
 };
 
-enum { kTrackText = 17 };
-
 // Header bytes of a block: track number (1-4 bytes), relative timecode (2), flags (1).
 enum { kBlockHeaderMax = 7 };
 
@@ -70,7 +68,7 @@ int64_t BlockTime(const QMKVDS_CTX* s, int16_t relative) {
 
 int32_t get_blockgroup(QMKVDS_CTX* s, QMKVD_BLOCK* block) {
   memset(block, 0, sizeof(*block));
-  const bool text = s->kind == kTrackText;
+  const bool text = s->kind == QMKVD_TRACK_TEXT;
   bool have_first = false;
   int64_t first_pos = 0;
   int64_t first_time = 0;
@@ -117,13 +115,13 @@ int32_t get_blockgroup(QMKVDS_CTX* s, QMKVD_BLOCK* block) {
 int64_t qmkvd_time_block(QMKVDS_CTX* s, const QMKVD_BLOCK* block) {
   const int64_t t = s->time_fn(s, s->cluster.timecode, block->relative_timecode);
   const bool have_previous = s->prev_block_time != -1;
-  if (have_previous && (s->frame_duration == 0 || s->kind == 2)) {
+  if (have_previous && (s->frame_duration == 0 || s->kind == QMKVD_TRACK_AUDIO)) {
     s->frame_duration = qmkvd_time_sub(t, s->prev_block_time);
   }
   s->prev_block_time = t;
   s->block_time = t;
   int64_t duration = s->frame_duration;
-  if (s->kind == kTrackText && block->duration != 0) {
+  if (s->kind == QMKVD_TRACK_TEXT && block->duration != 0) {
     duration = qmkvd_ticks_to_time(block->duration, s->timecode_scale);
   }
   s->block_end_time = qmkvd_time_add(t, duration);

@@ -15,8 +15,6 @@
 
 namespace {
 
-enum { kTrackVideo = 1, kTrackAudio = 2, kTrackText = 17 };
-
 // The CodecID is compared over its own length: a CodecID that is a leading part of the
 // literal (even an empty one) passes, as it always has.
 bool CodecIdIsPrefixOf(const QMKVD_TRACK* t, const char* literal) {
@@ -49,16 +47,16 @@ void SetUpStream(QMKVD_CTX* ctx, int32_t i, uint32_t flags, QMKVD_FILE_INFO* inf
   s->stripped_bytes = t->encodings.first.compression.settings;
   s->stripped_count = static_cast<int32_t>(t->encodings.first.compression.settings_size);
   switch (t->type) {
-    case kTrackText: info->text_count++; break;
-    case kTrackAudio: info->audio_count++; break;
-    case kTrackVideo: info->video_count++; break;
+    case QMKVD_TRACK_TEXT: info->text_count++; break;
+    case QMKVD_TRACK_AUDIO: info->audio_count++; break;
+    case QMKVD_TRACK_VIDEO: info->video_count++; break;
     default: break;
   }
-  if (t->type == kTrackText || t->type == kTrackAudio || t->type == kTrackVideo) {
+  if (t->type == QMKVD_TRACK_TEXT || t->type == QMKVD_TRACK_AUDIO || t->type == QMKVD_TRACK_VIDEO) {
     s->kind = t->type;
     info->stream_type[i] = t->type;
   }
-  if (t->type == kTrackVideo) {
+  if (t->type == QMKVD_TRACK_VIDEO) {
     if (t->default_duration >= 100 && !(flags & QMKVD_FLAG_PTS)) s->time_fn = get_time_dts;
     s->nal_length_size = NalLengthSize(t);
     s->key_frame_test = 1;
@@ -66,7 +64,7 @@ void SetUpStream(QMKVD_CTX* ctx, int32_t i, uint32_t flags, QMKVD_FILE_INFO* inf
   qmkvd_media_info(ctx, s, info, i);
   qmkvd_framing_init(t, &s->framing);
   s->read_fn = qmkvds_get_frm_default;
-  if (t->type == kTrackAudio && !support_lacing(static_cast<int32_t>(s->codec_tag))) {
+  if (t->type == QMKVD_TRACK_AUDIO && !support_lacing(static_cast<int32_t>(s->codec_tag))) {
     s->read_fn = qmkvds_get_frm_onebyone;
   }
 }

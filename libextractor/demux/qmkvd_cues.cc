@@ -15,7 +15,6 @@ enum : uint32_t {
   kFirstCapacity = 256,  // also the floor of the estimate
   kMaxFirstCapacity = 4096,
   kEstimateThreshold = 2561,  // CuePoints per first-CuePoint size before the estimate is used
-  kAudioTrack = 2,
 };
 // Children above this size are corrupt.
 const uint64_t kMaxChildSize = 0x7FFFFFFF;
@@ -217,7 +216,7 @@ int parse_cuetrackpositions_ctx_fast(QMKVD_CTX* ctx, const uint8_t* data, int32_
         cue->track = static_cast<uint32_t>(value);
         // Cue points of audio tracks are left out: audio seeks by the video's cues.
         const QMKVD_TRACK* track = FindTrack(ctx, cue->track);
-        if (track && track->type == kAudioTrack) {
+        if (track && track->type == QMKVD_TRACK_AUDIO) {
           cue->cluster_pos = 0;
           return static_cast<int>(QMKVD_OK);
         }

@@ -159,7 +159,7 @@ int64_t VorbisSamples(const QMKVD_FRAMING* f, const uint8_t* head, int32_t lengt
 
 void qmkvd_framing_init(const QMKVD_TRACK* t, QMKVD_FRAMING* f) {
   memset(f, 0, sizeof(*f));
-  if (t->type != 2) return;  // audio only
+  if (t->type != QMKVD_TRACK_AUDIO) return;
   if (t->default_duration > 0) {
     f->rule = kFixed;
     f->fixed_ns = t->default_duration;

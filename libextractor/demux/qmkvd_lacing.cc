@@ -7,8 +7,6 @@
 
 namespace {
 
-enum { kLacingNone = 0, kLacingXiph = 1, kLacingFixed = 2, kLacingEbml = 3 };
-
 // The bytes of a block header, read from the file in chunks rather than one call per byte.
 class HeaderBytes {
  public:
@@ -76,7 +74,7 @@ bool EbmlNumber(HeaderBytes* in, int64_t* value, int* length) {
 // Sizes of frames 0 to n-1; the last one takes what is left.
 bool ReadSizes(HeaderBytes* in, int lacing, int n, int64_t sizes[]) {
   for (int i = 0; i < n; ++i) {
-    if (lacing == kLacingXiph) {
+    if (lacing == QMKVD_LACING_XIPH) {
       if (!XiphSize(in, &sizes[i])) return false;
       continue;
     }
@@ -106,22 +104,22 @@ int32_t qmkvd_read_lacing(QMKVDS_CTX* s, int64_t payload_end) {
   uint8_t flags = 0;
   if (!in.Next(&flags)) return QMKVD_ERR_READ;
   s->block_flags = flags;
-  const int lacing = (flags >> 1) & 3;
+  const int lacing = qmkvd_lacing_of(flags);
   int n = 0;
   int64_t sizes[QMKVDS_MAX_LACES] = {0};
-  if (lacing != kLacingNone) {
+  if (lacing != QMKVD_LACING_NONE) {
     uint8_t count = 0;
     if (!in.Next(&count)) return QMKVD_ERR_READ;
     // The count is kept in a signed byte: 0xFF cannot stand for 256 frames, nor any count from
     // 0x80 up for more than 128.
     if (count >= 0x80) return QMKVD_ERR_NOT_FOUND;
     n = count;
-    if (lacing != kLacingFixed && !ReadSizes(&in, lacing, n, sizes)) return QMKVD_ERR_READ;
+    if (lacing != QMKVD_LACING_FIXED && !ReadSizes(&in, lacing, n, sizes)) return QMKVD_ERR_READ;
   }
   const int64_t data_pos = in.Position();
   const int64_t left = payload_end - data_pos;
   if (left < 0) return QMKVD_ERR_READ;
-  if (lacing == kLacingFixed) {
+  if (lacing == QMKVD_LACING_FIXED) {
     for (int i = 0; i <= n; ++i) sizes[i] = left / (n + 1);  // a remainder is dropped
   } else {
     int64_t used = 0;

@@ -14,7 +14,6 @@
 
 namespace {
 
-enum { kVideo = 1, kAudio = 2, kText = 17 };
 enum : uint8_t { kKeyFlag = 0x80 };
 
 // After a seek, at most this many non-key video frames are dropped in one call.
@@ -50,7 +49,7 @@ void SetSync(const Request& r, const QMKVDS_CTX* s) {
 // Every frame of audio decodes on its own, whatever its block says: GStreamer leaves the key bit
 // of audio SimpleBlocks clear, and players take each audio frame as a sync point all the same.
 void TakeKey(QMKVDS_CTX* s, const QMKVD_BLOCK& block) {
-  if (s->kind == kAudio) {
+  if (s->kind == QMKVD_TRACK_AUDIO) {
     s->block_key = 1;
     return;
   }
@@ -181,7 +180,8 @@ int32_t NextWholeBlock(QMKVDS_CTX* s, const Request& r, bool* empty_text) {
     if (laced != QMKVD_OK) return laced;
     TakeKey(s, block);
     const bool key_flag = s->block_key != 0;
-    if (s->key_frame_pending && s->kind == kVideo && !key_flag && s->nal_length_size >= 1) {
+    if (s->key_frame_pending && s->kind == QMKVD_TRACK_VIDEO && !key_flag &&
+        s->nal_length_size >= 1) {
       bool key = false;
       const int32_t inspected = InspectKeyFrame(s, r, &key);
       if (inspected != QMKVD_OK) return inspected;
@@ -194,7 +194,7 @@ int32_t NextWholeBlock(QMKVDS_CTX* s, const Request& r, bool* empty_text) {
         continue;
       }
       s->key_frame_pending = 0;
-    } else if (key_flag || s->kind != kVideo) {
+    } else if (key_flag || s->kind != QMKVD_TRACK_VIDEO) {
       s->key_frame_pending = 0;
     }
     SetTimes(r, s->block_time, s->block_end_time);

@@ -16,7 +16,6 @@
 
 namespace {
 
-enum { kAudio = 2 };
 // Cues whose positions are checked before the table is trusted: the first two and the middle.
 const uint32_t kProbedCues = 3;
 
@@ -68,7 +67,7 @@ int64_t CueTarget(const QMKVD_CTX* ctx, uint64_t cluster_pos) {
 // Frames left over from a laced block are dropped, except for the audio codecs whose blocks are
 // delivered whole (their reader keeps no lace state between calls).
 void ApplyLaceRule(QMKVDS_CTX* s) {
-  if (s->kind == kAudio && !support_lacing(static_cast<int32_t>(s->codec_tag))) {
+  if (s->kind == QMKVD_TRACK_AUDIO && !support_lacing(static_cast<int32_t>(s->codec_tag))) {
     s->lace_cursor = -1;
   }
 }

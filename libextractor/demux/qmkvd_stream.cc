@@ -25,8 +25,8 @@ void FreeNodeList(QMKVDS_CTX* s) {
 // File-open modes by stream type; the access layer passes them through unused.
 unsigned long OpenMode(uint8_t kind) {
   switch (kind) {
-    case 1: return 6;
-    case 2: return 2;
+    case QMKVD_TRACK_VIDEO: return 6;
+    case QMKVD_TRACK_AUDIO: return 2;
     default: return 0;
   }
 }

@@ -132,7 +132,7 @@ struct QMKVD_TRACK {
   uint32_t size;
   uint32_t number;
   uint64_t uid;
-  uint8_t type;  // 1 video, 2 audio, 17 subtitle
+  uint8_t type;  // QMKVD_TRACK_VIDEO, _AUDIO or _TEXT (others are kept as read)
   uint8_t flag_enabled;
   uint8_t flag_default;
   uint8_t flag_forced;
@@ -289,6 +289,9 @@ struct QMKVDS_CTX;
 struct QMKVD_MASTER;
 struct QMKVD_INFLATER;
 
+// Matroska's TrackType values: the kinds of track, and of the streams over them.
+enum : uint8_t { QMKVD_TRACK_VIDEO = 1, QMKVD_TRACK_AUDIO = 2, QMKVD_TRACK_TEXT = 17 };
+
 // How the frames of a stream's laced blocks are timed (qmkvd_framing.h).
 struct QMKVD_FRAMING {
   uint8_t rule;
@@ -318,7 +321,7 @@ struct QMKVDS_CTX {
   uint32_t timecode_scale;
   int64_t frame_duration;  // 100-ns units
   int64_t target_time;
-  uint8_t kind;  // 1 video, 2 audio, 17 text
+  uint8_t kind;  // QMKVD_TRACK_VIDEO, _AUDIO or _TEXT
   QCMN_MFAL_FILE* fp;
   int32_t compression_algo;
   uint8_t* stripped_bytes;  // owned by the track slot
