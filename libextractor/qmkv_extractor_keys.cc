@@ -18,6 +18,7 @@
 #include "common/qcmn_mimetypes.h"
 #include "common/qcmn_mt.h"
 #include "demux/qmkvd_seek.h"
+#include "demux/qmkvd_util.h"
 #include "qmkv_extractor.h"
 #include "qmkv_extractor_internal.h"
 
@@ -257,7 +258,8 @@ struct FileTag {
 }  // namespace
 
 void QMKVExtractor::setCommonKeys(AMediaFormat* format, int32_t status, uint32_t code) {
-  AMediaFormat_setInt64(format, AMEDIAFORMAT_KEY_DURATION, mHolder->mInfo.duration / 10);
+  AMediaFormat_setInt64(format, AMEDIAFORMAT_KEY_DURATION,
+                        qmkvd_time_to_us(mHolder->mInfo.duration));
   AMediaFormat_setInt32(format, AMEDIAFORMAT_KEY_ALLOW_FRAME_REORDERING, 1);
   AMediaFormat_setInt32(format, AMEDIAFORMAT_KEY_ERROR_TYPE, status);
   if (status == QMKV_ERROR_UNSUPPORTED) {
@@ -290,7 +292,8 @@ int32_t QMKVExtractor::setAudioKeys(AMediaFormat* format, int32_t index, int32_t
   AMediaFormat_setInt32(format, AMEDIAFORMAT_KEY_PCM_ENCODING, PcmEncodingFor(bits));
   AMediaFormat_setString(format, AMEDIAFORMAT_KEY_LANGUAGE, info.language);
   AMediaFormat_setInt32(format, AMEDIAFORMAT_KEY_MAX_INPUT_SIZE, QMKV_MAX_INPUT_AUDIO);
-  AMediaFormat_setInt64(format, AMEDIAFORMAT_KEY_DURATION, mHolder->mInfo.duration / 10);
+  AMediaFormat_setInt64(format, AMEDIAFORMAT_KEY_DURATION,
+                        qmkvd_time_to_us(mHolder->mInfo.duration));
   SetName(format, info.name, info.name_length);
   if (aac_profile >= 0) AMediaFormat_setInt32(format, AMEDIAFORMAT_KEY_AAC_PROFILE, aac_profile);
 
@@ -325,7 +328,8 @@ void QMKVExtractor::setVideoKeys(AMediaFormat* format, int32_t index, int32_t sl
   AMediaFormat_setInt32(format, AMEDIAFORMAT_KEY_WIDTH, static_cast<int32_t>(info.width));
   AMediaFormat_setInt32(format, AMEDIAFORMAT_KEY_HEIGHT, static_cast<int32_t>(info.height));
   AMediaFormat_setInt32(format, AMEDIAFORMAT_KEY_MAX_INPUT_SIZE, max_input_size);
-  AMediaFormat_setInt64(format, AMEDIAFORMAT_KEY_DURATION, mHolder->mInfo.duration / 10);
+  AMediaFormat_setInt64(format, AMEDIAFORMAT_KEY_DURATION,
+                        qmkvd_time_to_us(mHolder->mInfo.duration));
   SetDisplaySize(format, info);
   AMediaFormat_setInt32(format, AMEDIAFORMAT_KEY_FRAME_RATE, static_cast<int32_t>(info.frame_rate));
   AMediaFormat_setInt32(format, AMEDIAFORMAT_KEY_IS_MP4_DP, mHolder->mIsMp4Dp[slot]);
@@ -360,7 +364,8 @@ void QMKVExtractor::setIFrameInterval(AMediaFormat* format, int32_t index) {
   if (qmkvd_get_idx_table(mHolder->mDemuxer, index, table, static_cast<int32_t>(bytes), &bytes,
                           &entries) == 0 &&
       entries > 0) {
-    const int64_t interval = mHolder->mInfo.duration / static_cast<int64_t>(entries) / 10;
+    const int64_t interval =
+        qmkvd_time_to_us(mHolder->mInfo.duration / static_cast<int64_t>(entries));
     AMediaFormat_setInt64(format, AMEDIAFORMAT_KEY_I_FRAME_AVG_INTERVAL, interval);
   }
   free(table);

@@ -9,6 +9,7 @@
 #include "common/qcmn_mt.h"
 #include "demux/qmkvd_seek.h"
 #include "demux/qmkvd_stream.h"
+#include "demux/qmkvd_util.h"
 #include "qmkv_extractor.h"
 #include "qmkv_extractor_internal.h"
 
@@ -200,7 +201,7 @@ media_status_t QMKVSource::seekLocked(const ReadOptions* options) {
   if (time_us > INT64_MAX / 1000) {
     target = INT64_MAX;
   } else if (time_us > 0) {
-    target = (time_us * 1000 - h->mStartOffsetNs) / 100;
+    target = qmkvd_ns_to_time(time_us * 1000 - h->mStartOffsetNs);
   }
   if (target < 1) target = 0;
   if (target > h->mInfo.duration) return AMEDIA_ERROR_END_OF_STREAM;
@@ -298,7 +299,7 @@ media_status_t QMKVSource::setMetaLocked(uint32_t size, int64_t time, int64_t en
   }
   int64_t length = 0;
   if (!duration_known && time < end && !__builtin_sub_overflow(end, time, &length)) {
-    AMediaFormat_setInt64(meta, AMEDIAFORMAT_KEY_DURATION, length / 10);
+    AMediaFormat_setInt64(meta, AMEDIAFORMAT_KEY_DURATION, qmkvd_time_to_us(length));
   }
   if (mCodec == QCMN_TAG_VORBIS || mCodec == kVorbisWaveTag) {
     int32_t rate = 0;
@@ -307,7 +308,7 @@ media_status_t QMKVSource::setMetaLocked(uint32_t size, int64_t time, int64_t en
         !AMediaFormat_getInt64(mFormat, AMEDIAFORMAT_KEY_DURATION, &duration)) {
       return failLocked(AMEDIA_ERROR_MALFORMED);
     }
-    const int64_t now = time / 10;
+    const int64_t now = qmkvd_time_to_us(time);
     if (now >= 0 && now < duration && rate > 0) {
       // The samples left to the end of the track; saturated, a hostile duration cannot wrap.
       const int64_t left_us = duration - now;
@@ -317,8 +318,8 @@ media_status_t QMKVSource::setMetaLocked(uint32_t size, int64_t time, int64_t en
     }
   }
   mBuffer->set_range(0, size);
-  mLastTimeUs = time / 10;
-  AMediaFormat_setInt64(meta, AMEDIAFORMAT_KEY_TIME_US, time / 10);
+  mLastTimeUs = qmkvd_time_to_us(time);
+  AMediaFormat_setInt64(meta, AMEDIAFORMAT_KEY_TIME_US, mLastTimeUs);
   AMediaFormat_setInt32(meta, AMEDIAFORMAT_KEY_IS_SYNC_FRAME, sync);
   return AMEDIA_OK;
 }

@@ -172,7 +172,7 @@ int32_t LandOnCandidate(Crawl* c) {
 
 void Accept(Crawl* c, const CrawlBlock& block, int64_t* out) {
   QMKVDS_CTX* s = c->s;
-  const int64_t time = block.time_ns / 100;
+  const int64_t time = qmkvd_ns_to_time(block.time_ns);
   if (out) *out = time;
   s->target_time = time;
   qmkvds_forget_frame(s);
@@ -192,7 +192,7 @@ int32_t qmkvds_seek_crawl(QMKVDS_CTX* s, int64_t time, int64_t* out, uint32_t di
   }
   Crawl c = {s,
              qcmn_fcc2mt(s->codec_tag),
-             qmkvd_time_mul(time, 100),
+             qmkvd_time_to_ns(time),
              direction != 0,
              nullptr,
              false,
@@ -223,8 +223,8 @@ int32_t qmkvds_seek_crawl(QMKVDS_CTX* s, int64_t time, int64_t* out, uint32_t di
     if (track != s->track.number) continue;
     // Compared in the 100-ns units of the seek: a block at the time asked for is at it, however
     // its nanoseconds round.
-    const int64_t block_time = block.time_ns / 100;
-    const int64_t target_time = c.target_ns / 100;
+    const int64_t block_time = qmkvd_ns_to_time(block.time_ns);
+    const int64_t target_time = qmkvd_ns_to_time(c.target_ns);
     if (!c.forward && block_time > target_time) {
       if (c.have_candidate) return LandOnCandidate(&c);
       const int32_t stepped = StepBack(&c);

@@ -42,7 +42,7 @@ void SetUpStream(QMKVD_CTX* ctx, int32_t i, uint32_t flags, QMKVD_FILE_INFO* inf
   s->key_frame_pending = 0;
   s->time_fn = get_time_pts;
   s->timecode_scale = ctx->info.timecode_scale;
-  s->frame_duration = t->default_duration / 100;
+  s->frame_duration = qmkvd_ns_to_time(t->default_duration);
   s->compression_algo = static_cast<int32_t>(t->encodings.first.compression.algo);
   s->stripped_bytes = t->encodings.first.compression.settings;
   s->stripped_count = static_cast<int32_t>(t->encodings.first.compression.settings_size);

@@ -263,10 +263,11 @@ void SetLaceTimes(QMKVDS_CTX* s, const Request& r) {
   uint8_t head[QMKVD_FRAMING_HEAD] = {0};
   const int32_t got = qmkvd_framing_reads_frames(&s->framing) ? PeekLace(s, head) : 0;
   int64_t ns = qmkvd_framing_duration(&s->framing, head, got, &s->lace_block_size);
-  if (ns < 0) ns = qmkvd_time_mul(s->lace_duration, 100);
+  if (ns < 0) ns = qmkvd_time_to_ns(s->lace_duration);
   s->lace_ns = ns;
-  const int64_t time = qmkvd_time_add(s->block_time, s->lace_offset_ns / 100);
-  const int64_t end = qmkvd_time_add(s->block_time, qmkvd_time_add(s->lace_offset_ns, ns) / 100);
+  const int64_t time = qmkvd_time_add(s->block_time, qmkvd_ns_to_time(s->lace_offset_ns));
+  const int64_t end =
+      qmkvd_time_add(s->block_time, qmkvd_ns_to_time(qmkvd_time_add(s->lace_offset_ns, ns)));
   SetTimes(r, time, end);
 }
 

@@ -70,6 +70,20 @@ static inline int64_t qmkvd_block_ticks(uint64_t cluster_timecode, int16_t relat
   return ticks < 0 ? 0 : ticks;
 }
 
+// The demuxer's times count in 100-ns units; nanoseconds and the framework's microseconds to
+// and from them.
+static inline int64_t qmkvd_ns_to_time(int64_t ns) {
+  return ns / 100;
+}
+
+static inline int64_t qmkvd_time_to_ns(int64_t time) {
+  return qmkvd_time_mul(time, 100);
+}
+
+static inline int64_t qmkvd_time_to_us(int64_t time) {
+  return time / 10;
+}
+
 // Ticks (Cluster, block and cue times, durations) to nanoseconds and to the demuxer's 100-ns
 // units, by the Segment's TimecodeScale (nanoseconds per tick).
 static inline int64_t qmkvd_ticks_to_ns(int64_t ticks, uint64_t ns_per_tick) {
@@ -77,7 +91,7 @@ static inline int64_t qmkvd_ticks_to_ns(int64_t ticks, uint64_t ns_per_tick) {
 }
 
 static inline int64_t qmkvd_ticks_to_time(uint64_t ticks, uint64_t ns_per_tick) {
-  return qmkvd_ticks_to_ns(qmkvd_clamp_to_i64(ticks), ns_per_tick) / 100;
+  return qmkvd_ns_to_time(qmkvd_ticks_to_ns(qmkvd_clamp_to_i64(ticks), ns_per_tick));
 }
 
 // Grows a calloc'd array holding `count` entries to *capacity + step entries. The old array is
