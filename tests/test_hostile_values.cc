@@ -178,7 +178,7 @@ std::vector<Row> Rows() {
   const Bytes huge_down = {0x01, 0, 0, 0, 0, 0, 0, 0};
   for (std::string kind : {"xiph", "ebml_up", "ebml_down", "fixed"}) {
     const uint8_t bits = kind == "xiph" ? kXiph : kind == "fixed" ? kFixed : kEbml;
-    for (int count : {0, 1, 127, 255}) {
+    for (int count : {0, 1, 127, 128, 255}) {
       for (bool past : {false, true}) {
         Bytes sizes;
         for (int i = 0; i < count && bits != kFixed; ++i) {

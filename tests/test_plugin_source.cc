@@ -103,6 +103,9 @@ TEST(PluginSeek, PastTheEndFailsAndTheSourceGoesOn) {
   Opened o(SecondsFile());
   ASSERT_EQ(o.track->Start(), AMEDIA_OK);
   Packet p;
+  // The duration itself (5 s) is still in the file; a microsecond past it is not.
+  ASSERT_EQ(o.track->Seek(5000000, SEEK_PREVIOUS_SYNC, &p), AMEDIA_OK);
+  EXPECT_EQ(p.time_us, 4000000);
   EXPECT_EQ(o.track->Seek(5000001, SEEK_PREVIOUS_SYNC, &p), AMEDIA_ERROR_END_OF_STREAM);
   EXPECT_EQ(o.track->Seek(INT64_MAX, SEEK_CLOSEST, &p), AMEDIA_ERROR_END_OF_STREAM);
   EXPECT_EQ(o.track->group().acquired_count(), 0u);

@@ -341,6 +341,10 @@ TEST(HeaderStripping, EveryLaceGetsTheStrippedBytesBack) {
   Element whole = AudioTrack(1, {}, "A_MPEG/L3", {HeaderStripping({0xFF, 0xFB})});
   Opened w(FileOf({whole}, {ClusterAt(0, {XiphLacedBlock(1, 0, 0x80, {{1, 2}, {3}}),
                                           SimpleBlock(1, 26, 0x80, {4})})}));
+  // A size query announces the whole block, the stripped bytes of every lace counted.
+  uint32_t announced = 0;
+  ASSERT_EQ(qmkvds_get_frm(w.s(), nullptr, 0, &announced, nullptr, nullptr, nullptr), 0);
+  EXPECT_EQ(announced, 7u);
   std::vector<Frame> frames = ReadAll(w.s());
   EXPECT_EQ(Payloads(frames),
             (std::vector<Bytes>{{0xFF, 0xFB, 1, 2, 0xFF, 0xFB, 3}, {0xFF, 0xFB, 4}}));
