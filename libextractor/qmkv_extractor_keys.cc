@@ -12,6 +12,7 @@
 
 #include <string>
 
+#include "common/qcmn_audcfg.h"
 #include "common/qcmn_formatkeys.h"
 #include "common/qcmn_fourcc.h"
 #include "common/qcmn_log.h"
@@ -93,50 +94,21 @@ bool IsWholeBlockAudio(uint32_t code) {
   }
 }
 
-// A Xiph-laced length at b[*at]: a run of 255s and the byte that ends it. False when the block
-// ends first or the length passes `limit`.
-bool ReadXiphLength(const uint8_t* b, uint32_t length, uint32_t limit, uint32_t* at,
-                    uint32_t* value) {
-  uint32_t sum = 0;
-  while (*at < length) {
-    const uint8_t part = b[(*at)++];
-    sum += part;
-    if (sum > limit) return false;
-    if (part != 255) {
-      *value = sum;
-      return true;
-    }
-  }
-  return false;
-}
-
-// Xiph-laced Vorbis headers (identification, comment, setup), the first two lengths of any
-// number of bytes (an encoder's full comment header runs past 255): the identification header
-// becomes csd-0 and the setup header csd-1. -1003 when the block is not that.
+// The identification header of a Vorbis CodecPrivate becomes csd-0 and the setup header csd-1.
+// -1003 when the block is not three Vorbis headers.
 int32_t SetVorbisCsd(AMediaFormat* format, const uint8_t* b, uint32_t length) {
   if (length < 4 || b[0] != 2) {
     qcmn_log(QCMN_LOG_DEBUG, QCMN_TAG_FRONTEND, "buf[0] != 0x02");
     return QMKV_ERROR_CONFIG;
   }
-  uint32_t at = 1;
-  uint32_t id_length = 0;
-  uint32_t comment_length = 0;
-  const bool lengths = ReadXiphLength(b, length, length, &at, &id_length) &&
-                       ReadXiphLength(b, length, length, &at, &comment_length);
-  const uint32_t id_start = at;
-  // Both headers and at least the setup header's first byte lie in the block.
-  if (lengths && id_length > 0 && id_length < length - id_start &&
-      comment_length < length - id_start - id_length) {
-    const uint32_t comment_start = id_start + id_length;
-    const uint32_t setup_start = comment_start + comment_length;
-    if (b[id_start] == 1 && b[comment_start] == 3 && b[setup_start] == 5) {
-      AMediaFormat_setBuffer(format, AMEDIAFORMAT_KEY_CSD_0, b + id_start, id_length);
-      AMediaFormat_setBuffer(format, AMEDIAFORMAT_KEY_CSD_1, b + setup_start, length - setup_start);
-      return 0;
-    }
+  QAUD_VORBIS_HEADERS headers;
+  if (!qaud_vorbis_headers(b, length, &headers)) {
+    qcmn_log(QCMN_LOG_DEBUG, QCMN_TAG_FRONTEND, "vorbis csd is malformed");
+    return QMKV_ERROR_CONFIG;
   }
-  qcmn_log(QCMN_LOG_DEBUG, QCMN_TAG_FRONTEND, "vorbis csd is malformed");
-  return QMKV_ERROR_CONFIG;
+  AMediaFormat_setBuffer(format, AMEDIAFORMAT_KEY_CSD_0, headers.part[0], headers.length[0]);
+  AMediaFormat_setBuffer(format, AMEDIAFORMAT_KEY_CSD_1, headers.part[2], headers.length[2]);
+  return 0;
 }
 
 // Sequence parameters before the first picture parameter set go to csd-0, the rest to csd-1.

@@ -227,3 +227,46 @@ int32_t qaud_config_parser(const QAUD_CONFIG_INPUT* in, QAUD_CONFIG* out) {
   }
   return QAUD_CFG_ERR_INVALID;
 }
+
+namespace {
+
+// A Xiph-laced length at b[*at]: a run of 255s and the byte that ends it. False when the block
+// ends first or the length passes the block's.
+bool ReadXiphLength(const uint8_t* b, uint32_t length, uint32_t* at, uint32_t* value) {
+  uint32_t sum = 0;
+  while (*at < length) {
+    const uint8_t part = b[(*at)++];
+    sum += part;
+    if (sum > length) return false;
+    if (part != 255) {
+      *value = sum;
+      return true;
+    }
+  }
+  return false;
+}
+
+}  // namespace
+
+bool qaud_vorbis_headers(const uint8_t* b, uint32_t length, QAUD_VORBIS_HEADERS* out) {
+  if (!b || length < 4 || b[0] != 2) return false;
+  uint32_t at = 1;
+  uint32_t id_length = 0;
+  uint32_t comment_length = 0;
+  if (!ReadXiphLength(b, length, &at, &id_length) ||
+      !ReadXiphLength(b, length, &at, &comment_length)) {
+    return false;
+  }
+  const uint32_t id_start = at;
+  // Both headers and at least the setup header's first byte lie in the block.
+  if (id_length == 0 || id_length >= length - id_start ||
+      comment_length >= length - id_start - id_length) {
+    return false;
+  }
+  const uint32_t comment_start = id_start + id_length;
+  const uint32_t setup_start = comment_start + comment_length;
+  if (b[id_start] != 1 || b[comment_start] != 3 || b[setup_start] != 5) return false;
+  *out = QAUD_VORBIS_HEADERS{{b + id_start, b + comment_start, b + setup_start},
+                             {id_length, comment_length, length - setup_start}};
+  return true;
+}

@@ -1,5 +1,6 @@
 // Audio decoder configuration: what the track's format block says about the codec, for the
-// format keys the framework's decoders read. Today: MPEG-4 AudioSpecificConfig for AAC.
+// format keys the framework's decoders read: MPEG-4 AudioSpecificConfig for AAC, and the three
+// headers of a Vorbis CodecPrivate.
 #pragma once
 
 #include <stdint.h>
@@ -31,3 +32,14 @@ enum : int32_t {
 // Parses the configuration in *in into *out. Returns QAUD_CFG_OK, or a negative QAUD_CFG_ERR_*
 // with *out unchanged.
 int32_t qaud_config_parser(const QAUD_CONFIG_INPUT* in, QAUD_CONFIG* out);
+
+// The identification, comment and setup headers of a Xiph-laced Vorbis CodecPrivate.
+struct QAUD_VORBIS_HEADERS {
+  const uint8_t* part[3];
+  uint32_t length[3];
+};
+
+// Splits the block: a count byte of 2, then the first two lengths in Xiph lacing (of any number
+// of bytes: an encoder's full comment header runs past 255), then the headers, of packet types
+// 1, 3 and 5, the setup header holding at least that byte. False when the block is not that.
+bool qaud_vorbis_headers(const uint8_t* block, uint32_t length, QAUD_VORBIS_HEADERS* out);

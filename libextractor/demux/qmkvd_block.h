@@ -16,6 +16,10 @@ inline int qmkvd_lacing_of(uint8_t flags) {
   return (flags >> 1) & 3;
 }
 
+// A block's track number (a 1- to 4-byte vint) and signed relative timecode from its first
+// `avail` bytes. The bytes they take (the flags byte follows), or -1.
+int qmkvd_block_head(const uint8_t* buf, int64_t avail, uint32_t* track, int16_t* relative);
+
 // Times a new block with the stream's time function and updates the stream's block times and
 // frame duration. Returns the block time.
 int64_t qmkvd_time_block(QMKVDS_CTX* stream, const QMKVD_BLOCK* block);

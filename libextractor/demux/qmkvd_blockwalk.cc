@@ -48,14 +48,10 @@ bool ReadBlockHeader(QMKVDS_CTX* s, const QMKVD_BLOCK_LOCATOR* loc, QMKVD_BLOCK*
   const int want = loc->size < kBlockHeaderMax ? static_cast<int>(loc->size) : kBlockHeaderMax;
   if (s->mfal->setpos(s->fp, &loc->data_pos) != 0) return false;
   if (want < 1 || s->mfal->read(s->fp, buf, want) != want) return false;
-  const uint32_t zeros = qmkvd_get_clz(buf[0]);
-  if (buf[0] == 0 || zeros > 3 || static_cast<int>(zeros) + 3 > want) return false;
-  uint32_t track = buf[0] & (0x7Fu >> zeros);
-  for (uint32_t i = 1; i <= zeros; ++i) track = (track << 8) | buf[i];
-  block->track = track;
-  block->relative_timecode = static_cast<int16_t>((buf[zeros + 1] << 8) | buf[zeros + 2]);
+  const int head = qmkvd_block_head(buf, want, &block->track, &block->relative_timecode);
+  if (head < 0) return false;
   // Leave the handle at the flags byte.
-  const int64_t flags_pos = loc->data_pos + zeros + 3;
+  const int64_t flags_pos = loc->data_pos + head;
   return s->mfal->setpos(s->fp, &flags_pos) == 0;
 }
 

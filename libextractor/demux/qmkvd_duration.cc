@@ -4,6 +4,7 @@
 #include <string.h>
 
 #include "common/qcmn_log.h"
+#include "demux/qmkvd_block.h"
 #include "demux/qmkvd_ebml.h"
 #include "demux/qmkvd_ids.h"
 #include "demux/qmkvd_util.h"
@@ -52,13 +53,7 @@ int64_t TrackDefaultTicks(const QMKVD_CTX* ctx, uint32_t number) {
 // Track number and relative timecode at the start of a block's payload.
 bool BlockHeader(const Window& w, int64_t at, int64_t end, uint32_t* track, int16_t* relative) {
   if (at >= end || end > w.size) return false;
-  const uint32_t zeros = qmkvd_get_clz(w.bytes[at]);
-  if (w.bytes[at] == 0 || zeros > 3 || at + zeros + 3 > end) return false;
-  uint32_t number = w.bytes[at] & (0x7Fu >> zeros);
-  for (uint32_t i = 1; i <= zeros; ++i) number = (number << 8) | w.bytes[at + i];
-  *track = number;
-  *relative = static_cast<int16_t>((w.bytes[at + zeros + 1] << 8) | w.bytes[at + zeros + 2]);
-  return true;
+  return qmkvd_block_head(w.bytes + at, end - at, track, relative) > 0;
 }
 
 // The end (time plus duration, in ticks) of a SimpleBlock or BlockGroup that lies whole in the

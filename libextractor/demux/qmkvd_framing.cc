@@ -62,27 +62,6 @@ int64_t OpusSamples(const uint8_t* head, int32_t length) {
 
 // --- Vorbis: block sizes from the identification header, modes from the setup header ---------
 
-// The three headers of a Vorbis CodecPrivate (Xiph lacing). False when they do not fit.
-bool SplitHeaders(const uint8_t* data, uint32_t size, const uint8_t* part[3], uint32_t length[3]) {
-  if (size < 1 || data[0] != 2) return false;
-  uint32_t at = 1;
-  uint64_t used = 0;
-  for (int i = 0; i < 2; ++i) {
-    uint64_t value = 0;
-    while (at < size && data[at] == 255) value += data[at++];
-    if (at >= size) return false;
-    value += data[at++];
-    length[i] = static_cast<uint32_t>(value > size ? size : value);
-    used += value;
-  }
-  if (used > size - at) return false;
-  part[0] = data + at;
-  part[1] = part[0] + length[0];
-  part[2] = part[1] + length[1];
-  length[2] = static_cast<uint32_t>(size - at - used);
-  return true;
-}
-
 uint32_t Field(const uint8_t* data, uint64_t bit, int count) {  // least significant bit first
   uint32_t value = 0;
   for (int i = 0; i < count; ++i, ++bit) value |= ((data[bit >> 3] >> (bit & 7)) & 1u) << i;
@@ -120,13 +99,14 @@ bool ReadModes(const uint8_t* setup, uint32_t size, QMKVD_FRAMING* f) {
 }
 
 bool VorbisInit(const QMKVD_TRACK* t, QMKVD_FRAMING* f) {
-  const uint8_t* part[3];
-  uint32_t length[3];
+  QAUD_VORBIS_HEADERS headers;
   const uint32_t kIdentificationSize = 30;
-  if (!t->codec_private || !SplitHeaders(t->codec_private, t->codec_private_size, part, length) ||
-      length[0] < kIdentificationSize || part[0][0] != 1 || length[2] < 1 || part[2][0] != 5) {
+  if (!qaud_vorbis_headers(t->codec_private, t->codec_private_size, &headers) ||
+      headers.length[0] < kIdentificationSize) {
     return false;
   }
+  const uint8_t* const* part = headers.part;
+  const uint32_t* length = headers.length;
   const uint8_t sizes = part[0][28];
   const uint32_t short_exponent = sizes & 15, long_exponent = sizes >> 4;
   if (short_exponent < 6 || long_exponent > 13 || short_exponent > long_exponent) return false;

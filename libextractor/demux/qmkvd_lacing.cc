@@ -2,6 +2,7 @@
 #include <string.h>
 
 #include "demux/qmkvd_block.h"
+#include "demux/qmkvd_ebml.h"
 #include "demux/qmkvd_inflate.h"
 #include "demux/qmkvd_status.h"
 
@@ -134,6 +135,17 @@ int32_t qmkvd_read_lacing(QMKVDS_CTX* s, int64_t payload_end) {
   s->lace_count = static_cast<int8_t>(n);
   s->lace_cursor = static_cast<int8_t>(n);
   return s->mfal->setpos(s->fp, &data_pos) == 0 ? QMKVD_OK : QMKVD_ERR_READ;
+}
+
+int qmkvd_block_head(const uint8_t* buf, int64_t avail, uint32_t* track, int16_t* relative) {
+  if (avail < 1 || buf[0] == 0) return -1;
+  const uint32_t zeros = qmkvd_get_clz(buf[0]);
+  if (zeros > 3 || static_cast<int64_t>(zeros) + 3 > avail) return -1;
+  uint32_t number = buf[0] & (0x7Fu >> zeros);
+  for (uint32_t i = 1; i <= zeros; ++i) number = (number << 8) | buf[i];
+  *track = number;
+  *relative = static_cast<int16_t>((buf[zeros + 1] << 8) | buf[zeros + 2]);
+  return static_cast<int>(zeros) + 3;
 }
 
 int32_t qmkvd_take_frames(QMKVDS_CTX* s, int64_t payload_end) {
