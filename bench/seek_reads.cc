@@ -11,9 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "demux/qmkvd_header.h"
-#include "demux/qmkvd_seek.h"
-#include "demux/qmkvd_stream.h"
+#include "demux/qmkvd.h"
 #include "mem_source.h"
 
 namespace {

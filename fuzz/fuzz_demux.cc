@@ -6,11 +6,11 @@
 
 #include <vector>
 
-#include "common/qmkvd_format.h"
-#include "demux/qmkvd_header.h"
-#include "demux/qmkvd_seek.h"
-#include "demux/qmkvd_stream.h"
+#include "demux/header/qmkvd_format.h"
+#include "demux/header/qmkvd_header.h"
 #include "demux/qmkvd_types.h"
+#include "demux/read/qmkvd_stream.h"
+#include "demux/seek/qmkvd_seek.h"
 #include "demux_harness.h"
 #include "quiet_log.h"
 

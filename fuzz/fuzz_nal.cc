@@ -11,7 +11,7 @@
 
 #include "common/qcmn_keyframe.h"
 #include "common/qcmn_mt.h"
-#include "demux/qmkvd_nal.h"
+#include "demux/read/qmkvd_nal.h"
 #include "mem_source.h"
 #include "quiet_log.h"
 

@@ -8,8 +8,7 @@
 #include <media/stagefright/MediaDefs.h>
 
 #include "common/qcmn_log.h"
-#include "demux/qmkvd_header.h"
-#include "demux/qmkvd_stream.h"
+#include "demux/qmkvd.h"
 #include "mfal/qcmn_mfal_android_q.h"
 
 namespace android {

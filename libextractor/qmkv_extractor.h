@@ -11,9 +11,7 @@
 #include <media/NdkMediaFormat.h>
 #include <utils/RefBase.h>
 
-#include "common/qmkvd_format.h"
-#include "demux/qmkvd_limits.h"
-#include "demux/qmkvd_types.h"
+#include "demux/qmkvd.h"
 #include "mfal/qcmn_mfal.h"
 
 namespace android {

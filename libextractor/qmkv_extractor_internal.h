@@ -3,7 +3,7 @@
 
 #include <stdint.h>
 
-#include "demux/qmkvd_types.h"
+#include "demux/qmkvd.h"
 
 namespace android {
 

@@ -18,8 +18,7 @@
 #include "common/qcmn_log.h"
 #include "common/qcmn_mimetypes.h"
 #include "common/qcmn_mt.h"
-#include "demux/qmkvd_seek.h"
-#include "demux/qmkvd_util.h"
+#include "demux/qmkvd.h"
 #include "qmkv_extractor.h"
 #include "qmkv_extractor_internal.h"
 

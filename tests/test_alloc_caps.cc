@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "alloc_counter.h"
-#include "demux/qmkvd_stream.h"
+#include "demux/read/qmkvd_stream.h"
 #include "demux_harness.h"
 #include "mkv_shapes.h"
 #include "plugin_harness.h"

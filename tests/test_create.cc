@@ -5,7 +5,7 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include "demux/qmkvd_header.h"
+#include "demux/header/qmkvd_header.h"
 #include "demux_harness.h"
 #include "log_capture.h"
 #include "mkv_shapes.h"

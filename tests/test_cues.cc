@@ -2,7 +2,7 @@
 // a track's seek table taken from it.
 #include <gtest/gtest.h>
 
-#include "demux/qmkvd_cues.h"
+#include "demux/seek/qmkvd_cues.h"
 #include "demux_harness.h"
 #include "mkv_shapes.h"
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "demux/qmkvd_duration.h"
+#include "demux/header/qmkvd_duration.h"
 #include "demux_harness.h"
 #include "mkv_shapes.h"
 

@@ -2,7 +2,7 @@
 // the big-endian converters.
 #include <gtest/gtest.h>
 
-#include "demux/qmkvd_ebml.h"
+#include "demux/ebml/qmkvd_ebml.h"
 #include "log_capture.h"
 #include "mem_source.h"
 

@@ -5,8 +5,8 @@
 #include <string.h>
 
 #include "common/qcmn_fourcc.h"
-#include "common/qmkvd_format.h"
-#include "demux/qmkvd_stream.h"
+#include "demux/header/qmkvd_format.h"
+#include "demux/read/qmkvd_stream.h"
 #include "demux_harness.h"
 #include "ffprobe_ref.h"
 #include "log_capture.h"

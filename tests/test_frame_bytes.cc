@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "common/qcmn_keyframe.h"
-#include "demux/qmkvd_nal.h"
+#include "demux/read/qmkvd_nal.h"
 #include "mem_source.h"
 
 namespace mkvtest {

@@ -2,7 +2,7 @@
 // the size-only query and the give-up spans.
 #include <gtest/gtest.h>
 
-#include "demux/qmkvd_stream.h"
+#include "demux/read/qmkvd_stream.h"
 #include "demux_harness.h"
 #include "frame_reader.h"
 #include "log_capture.h"

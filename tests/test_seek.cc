@@ -5,7 +5,7 @@
 
 #include <string.h>
 
-#include "demux/qmkvd_seek.h"
+#include "demux/seek/qmkvd_seek.h"
 #include "demux_harness.h"
 #include "frame_reader.h"
 #include "log_capture.h"

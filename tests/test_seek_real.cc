@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "demux/qmkvd_seek.h"
+#include "demux/seek/qmkvd_seek.h"
 #include "demux_harness.h"
 #include "ffprobe_ref.h"
 #include "frame_reader.h"

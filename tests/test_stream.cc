@@ -2,8 +2,8 @@
 // seeking without cues.
 #include <gtest/gtest.h>
 
-#include "demux/qmkvd_cluster.h"
-#include "demux/qmkvd_stream.h"
+#include "demux/read/qmkvd_stream.h"
+#include "demux/seek/qmkvd_cluster.h"
 #include "demux_harness.h"
 #include "frame_reader.h"
 #include "log_capture.h"

@@ -4,7 +4,7 @@
 
 #include <string.h>
 
-#include "demux/qmkvd_stream.h"
+#include "demux/read/qmkvd_stream.h"
 #include "demux_harness.h"
 #include "log_capture.h"
 #include "mkv_shapes.h"

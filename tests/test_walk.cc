@@ -3,7 +3,7 @@
 
 #include <string.h>
 
-#include "demux/qmkvd_walk.h"
+#include "demux/ebml/qmkvd_walk.h"
 #include "mem_source.h"
 #include "mkv_builder.h"
 

@@ -8,10 +8,7 @@
 
 #include <vector>
 
-#include "demux/qmkvd_header.h"
-#include "demux/qmkvd_seek.h"
-#include "demux/qmkvd_status.h"
-#include "demux/qmkvd_stream.h"
+#include "demux/qmkvd.h"
 #include "file_source.h"
 #include "mfal/qcmn_mfal_android_q.h"
 

@@ -6,7 +6,7 @@
 #include <memory>
 #include <vector>
 
-#include "demux/qmkvd_header.h"
+#include "demux/header/qmkvd_header.h"
 #include "mem_source.h"
 
 namespace mkvtest {

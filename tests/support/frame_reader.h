@@ -6,7 +6,7 @@
 
 #include <vector>
 
-#include "demux/qmkvd_stream.h"
+#include "demux/read/qmkvd_stream.h"
 
 namespace mkvtest {
 

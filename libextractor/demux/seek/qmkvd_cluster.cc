@@ -1,0 +1,277 @@
+#include "demux/seek/qmkvd_cluster.h"
+
+#include <stdlib.h>
+#include <string.h>
+
+#include "demux/ebml/qmkvd_ebml.h"
+#include "demux/ebml/qmkvd_ids.h"
+#include "demux/ebml/qmkvd_util.h"
+#include "demux/ebml/qmkvd_walk.h"
+#include "demux/qmkvd_limits.h"
+#include "demux/qmkvd_status.h"
+
+namespace {
+
+// How far past damage the next Cluster is looked for, and in what steps.
+constexpr int64_t kResyncWindow = 16 << 20;
+constexpr int kResyncChunk = 16 << 10;
+// Elements stepped over between two Clusters (Voids, Cues, Tags...) before the search gives up.
+constexpr int32_t kNextMaxHeaders = 1024;
+const uint8_t kClusterIdBytes[] = {0x1F, 0x43, 0xB6, 0x75};
+
+// Whether a Cluster plausibly begins at pos: its ID, a size, then a Timecode or a CRC-32.
+bool ClusterBeginsAt(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, int64_t pos) {
+  uint32_t id = 0;
+  uint64_t size = 0;
+  if (mfal->setpos(fp, &pos) != 0 || qmkvd_ebml_get_id_len64(mfal, fp, &id, &size) != 0 ||
+      id != MKV_ID_CLUSTER) {
+    return false;
+  }
+  uint32_t first = 0;
+  uint64_t first_size = 0;
+  if (qmkvd_ebml_get_id_len64(mfal, fp, &first, &first_size) != 0) return false;
+  return first == MKV_ID_CLUSTER_TIMECODE || first == MKV_ID_CRC32;
+}
+
+// The list builder's own failure codes.
+enum { kListReadFailed = -1, kListNoMemory = -2, kListBadCluster = -3 };
+
+uint32_t Clamp32(uint64_t size) {
+  return size > UINT32_MAX ? UINT32_MAX : static_cast<uint32_t>(size);
+}
+
+// Reads an element header and the position of its payload.
+bool ReadHeader(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, uint32_t* id, uint64_t* size,
+                int64_t* payload) {
+  return qmkvd_ebml_get_id_len64(mfal, fp, id, size) == 0 && mfal->getpos(fp, payload) == 0;
+}
+
+// A big-endian unsigned payload of at most 8 bytes.
+bool ReadSmallUint(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, uint64_t size, uint64_t* value) {
+  if (size > QMKVD_UINT_MAX) return false;
+  uint8_t buf[QMKVD_UINT_MAX];
+  const int n = static_cast<int>(size);
+  if (mfal->read(fp, buf, n) != n) return false;
+  *value = qmkvd_b2v_u64(buf, n);
+  return true;
+}
+
+// The BlockGroup's children: its Block, and the BlockDuration where it stands before the Block
+// or when the whole group is read.
+int32_t WalkBlockGroup(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, QMKVD_BLOCK_LOCATOR* block,
+                       int64_t pos, int64_t end, int32_t whole_group) {
+  while (pos < end) {
+    if (mfal->setpos(fp, &pos) != 0) return QMKVD_ERR_READ;
+    uint32_t id = 0;
+    uint64_t size = 0;
+    int64_t payload = 0;
+    if (!ReadHeader(mfal, fp, &id, &size, &payload)) return QMKVD_ERR_READ;
+    if (id == MKV_ID_BLOCK_DURATION && size <= QMKVD_UINT_MAX) {
+      uint64_t duration = 0;
+      if (!ReadSmallUint(mfal, fp, size, &duration)) return QMKVD_ERR_READ;
+      block->duration = static_cast<uint32_t>(duration);
+    } else if (id == MKV_ID_BLOCK) {
+      block->data_pos = payload;
+      block->size = Clamp32(size);
+      block->in_group = 1;
+      if (!whole_group) return QMKVD_OK;
+    } else if (id == MKV_ID_REFERENCE_BLOCK) {
+      block->referenced = 1;  // its value is not needed, nor trusted
+    }
+    pos = qmkvd_pos_add(payload, size);
+  }
+  return QMKVD_OK;
+}
+
+// The time in ns of the Cluster's first block, which the handle stands at.
+bool FirstBlockTime(const QMKVDS_CTX* s, int64_t* time_ns) {
+  uint32_t track = 0;
+  uint8_t timecode[2];
+  if (qmkvd_ebml_get_len32(s->mfal, s->fp, &track) != 0) return false;
+  if (s->mfal->read(s->fp, timecode, 2) != 2) return false;
+  const int16_t relative = static_cast<int16_t>((timecode[0] << 8) | timecode[1]);
+  *time_ns = qmkvd_ticks_to_ns(qmkvd_block_ticks(s->cluster.timecode, relative),
+                               s->owner->info.timecode_scale);
+  return true;
+}
+
+void Append(QMKVDS_CTX* s, QMKVD_CLUSTER** tail, QMKVD_CLUSTER* node) {
+  node->prev = *tail;
+  if (*tail) {
+    (*tail)->next = node;
+  } else {
+    s->node_list = node;
+  }
+  *tail = node;
+}
+
+// Adds the node of the Cluster the cursor names. 0, or the list builder's failure code.
+int32_t AddClusterNode(QMKVDS_CTX* s, QMKVD_CLUSTER** tail) {
+  QMKVD_CLUSTER* node = static_cast<QMKVD_CLUSTER*>(calloc(1, sizeof(QMKVD_CLUSTER)));
+  if (!node) return kListNoMemory;
+  node->data_pos = s->cluster.data_pos;
+  node->size = s->cluster.size;
+  node->unknown_size = s->cluster.unknown_size;
+  if (parse_cluster(s->mfal, s->fp, &s->cluster) != 0) {
+    free(node);
+    return kListBadCluster;
+  }
+  QMKVD_BLOCK_LOCATOR block = QMKVD_BLOCK_LOCATOR();
+  parse_cluster_blockgroup(s->mfal, s->fp, &block, &s->cluster, 0);
+  if (!FirstBlockTime(s, &node->time)) {
+    free(node);
+    return kListReadFailed;
+  }
+  Append(s, tail, node);
+  return QMKVD_OK;
+}
+
+}  // namespace
+
+int64_t qmkvd_cluster_resync(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, int64_t from) {
+  static_assert(sizeof(kClusterIdBytes) == 4, "a Cluster ID is four bytes");
+  uint8_t chunk[kResyncChunk];
+  const int64_t stop = qmkvd_pos_add(from, kResyncWindow);
+  for (int64_t at = from; at < stop;) {
+    if (mfal->setpos(fp, &at) != 0) return -1;
+    const int got = mfal->read(fp, chunk, kResyncChunk);
+    if (got < static_cast<int>(sizeof(kClusterIdBytes))) return -1;
+    const int last = got - static_cast<int>(sizeof(kClusterIdBytes));
+    for (int i = 0; i <= last; ++i) {
+      if (chunk[i] != kClusterIdBytes[0] ||
+          memcmp(chunk + i, kClusterIdBytes, sizeof(kClusterIdBytes)) != 0) {
+        continue;
+      }
+      if (ClusterBeginsAt(mfal, fp, at + i)) return at + i;
+    }
+    // The next chunk starts where an ID cut by this one's end would start.
+    at += last + 1;
+  }
+  return -1;
+}
+
+bool qmkvd_cluster_next(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, int64_t pos, uint64_t* size,
+                        int64_t* payload) {
+  for (int32_t headers = 0; headers < kNextMaxHeaders; ++headers) {
+    uint32_t id = 0;
+    const bool readable = mfal->setpos(fp, &pos) == 0 && ReadHeader(mfal, fp, &id, size, payload);
+    if (readable && id == MKV_ID_CLUSTER) return true;
+    if (!readable || !(qmkvd_walk_ends_at_segment_level(nullptr, id) || id == MKV_ID_VOID)) {
+      // Damage (a hole of zeros, garbage): the next plausible Cluster within reach.
+      const int64_t found = qmkvd_cluster_resync(mfal, fp, pos);
+      if (found <= pos || mfal->setpos(fp, &found) != 0) return false;
+      pos = found;
+      continue;
+    }
+    // A Void, Cues, Tags or any other element between Clusters is stepped over.
+    if (qmkvd_ebml_size_is_unknown(*size)) return false;
+    const int64_t next = qmkvd_pos_add(*payload, *size);
+    if (next <= pos) return false;
+    pos = next;
+  }
+  return false;
+}
+
+void qmkvd_cluster_enter(QMKVD_CLUSTER_STATE* c, int64_t data_pos, uint64_t size,
+                         bool unknown_size) {
+  c->data_pos = data_pos;
+  c->size = unknown_size ? UINT32_MAX : Clamp32(size);
+  c->unknown_size = unknown_size ? 1 : 0;
+  c->timecode = 0;
+}
+
+int64_t qmkvd_cluster_end(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, const QMKVD_CLUSTER_STATE* c) {
+  if (!c->unknown_size) return qmkvd_pos_add(c->data_pos, c->size);
+  const int64_t from = c->block_pos > c->data_pos ? c->block_pos : c->data_pos;
+  return qmkvd_walk_unknown_end(mfal, fp, from, qmkvd_walk_ends_at_segment_level, nullptr,
+                                QMKVD_UNKNOWN_CHILD_ENDS);
+}
+
+int32_t parse_cluster(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, QMKVD_CLUSTER_STATE* c) {
+  int64_t pos = c->data_pos;
+  // A Cluster of unknown size ends at the next Segment-level element or the end of the data.
+  const int64_t end = c->unknown_size ? INT64_MAX : qmkvd_pos_add(c->data_pos, c->size);
+  while (pos < end) {
+    if (mfal->setpos(fp, &pos) != 0) return QMKVD_ERR_READ;
+    const int64_t elem_start = pos;
+    uint32_t id = 0;
+    uint64_t size = 0;
+    if (!ReadHeader(mfal, fp, &id, &size, &pos) ||
+        (c->unknown_size && qmkvd_walk_ends_at_segment_level(nullptr, id))) {
+      if (!c->unknown_size) return QMKVD_ERR_READ;
+      c->block_pos = elem_start;  // no block; the walk looks for the next Cluster from here
+      return QMKVD_OK;
+    }
+    if (size < 1) continue;  // nothing to read or skip: go on after the header
+    switch (id) {
+      case MKV_ID_BLOCK_GROUP:
+        c->block_pos = elem_start;
+        c->blockgroup_size = Clamp32(size);
+        return QMKVD_OK;
+      case MKV_ID_SIMPLE_BLOCK:
+        c->block_pos = elem_start;
+        c->simpleblock_size = Clamp32(size);
+        return QMKVD_OK;
+      case MKV_ID_CLUSTER_TIMECODE:
+        if (!ReadSmallUint(mfal, fp, size, &c->timecode)) return QMKVD_ERR_READ;
+        break;
+      case MKV_ID_CLUSTER_POSITION:
+        if (!ReadSmallUint(mfal, fp, size, &c->position)) return QMKVD_ERR_READ;
+        break;
+      case MKV_ID_CLUSTER_PREV_SIZE:
+        if (!ReadSmallUint(mfal, fp, size, &c->prev_size)) return QMKVD_ERR_READ;
+        break;
+      default: break;
+    }
+    pos = qmkvd_pos_add(pos, size);
+  }
+  // No block: leave the cursor at the end, where the walk will look for the next Cluster.
+  c->block_pos = end;
+  return QMKVD_OK;
+}
+
+int32_t parse_cluster_blockgroup(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp,
+                                 QMKVD_BLOCK_LOCATOR* block, QMKVD_CLUSTER_STATE* c,
+                                 int32_t whole_group) {
+  if (mfal->setpos(fp, &c->block_pos) != 0) return QMKVD_ERR_READ;
+  uint32_t id = 0;
+  uint64_t size = 0;
+  int64_t payload = 0;
+  if (!ReadHeader(mfal, fp, &id, &size, &payload)) return QMKVD_ERR_READ;
+  if (id == MKV_ID_SIMPLE_BLOCK) {
+    c->block_pos = qmkvd_pos_add(payload, size);
+    block->data_pos = payload;
+    block->size = Clamp32(size);
+    return QMKVD_OK;
+  }
+  if (id != MKV_ID_BLOCK_GROUP) return QMKVD_ERR_READ;
+  c->block_pos = qmkvd_pos_add(payload, size);
+  if (size < 1) return QMKVD_OK;
+  return WalkBlockGroup(mfal, fp, block, payload, c->block_pos, whole_group);
+}
+
+int32_t qmkvds_make_cluster_list(QMKVDS_CTX* s) {
+  qmkvd_cluster_enter(&s->cluster, s->cluster.first_data_pos, s->cluster.first_size,
+                      s->cluster.first_unknown_size != 0);
+  if (s->mfal->setpos(s->fp, &s->cluster.data_pos) != 0) return kListReadFailed;
+  QMKVD_CLUSTER* tail = s->node_list;
+  while (tail && tail->next) tail = tail->next;
+  for (uint32_t count = 0; count < QMKVD_MAX_CLUSTER_NODES; ++count) {
+    const int32_t status = AddClusterNode(s, &tail);
+    if (status != QMKVD_OK) return status;
+    const int64_t next = qmkvd_cluster_end(s->mfal, s->fp, &s->cluster);
+    uint64_t size = 0;
+    int64_t payload = 0;
+    if (!qmkvd_cluster_next(s->mfal, s->fp, next, &size, &payload)) return QMKVD_OK;
+    qmkvd_cluster_enter(&s->cluster, payload, size, qmkvd_ebml_size_is_unknown(size));
+  }
+  return QMKVD_OK;
+}
+
+QMKVD_CLUSTER* qmkvds_find_cluster_list(QMKVD_CLUSTER* first, uint32_t, int64_t time_ns) {
+  for (QMKVD_CLUSTER* node = first; node; node = node->next) {
+    if (node->time > time_ns) return node->prev ? node->prev : node;
+    if (!node->next) return node;
+  }
+  return nullptr;
+}
