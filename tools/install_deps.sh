@@ -3,7 +3,8 @@
 set -euo pipefail
 
 packages=(cmake ninja-build g++ googletest g++-arm-linux-gnueabihf qemu-user libwebm-dev ffmpeg
-          python3 clang libclang-rt-14-dev lld ccache zlib1g-dev dpkg-dev)
+          python3 clang libclang-rt-14-dev lld ccache zlib1g-dev dpkg-dev
+          nlohmann-json3-dev)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
