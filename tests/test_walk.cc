@@ -66,7 +66,8 @@ class WalkTest : public ::testing::Test {
     return r;
   }
   static QMKVD_MASTER Policy(bool skip_empty, bool cap, QMKVD_OVERRUN overrun) {
-    return QMKVD_MASTER{kRules, sizeof(kRules) / sizeof(kRules[0]), skip_empty, cap, overrun};
+    return QMKVD_MASTER{kRules, sizeof(kRules) / sizeof(kRules[0]), skip_empty, cap, overrun,
+                        false};
   }
 
   std::unique_ptr<MemFile> file_;

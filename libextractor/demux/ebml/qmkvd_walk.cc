@@ -57,6 +57,39 @@ void StoreUint(void* field, uint16_t width, uint64_t value) {
   }
 }
 
+void StoreDefaults(const QMKVD_MASTER* master, void* record) {
+  for (uint32_t i = 0; i < master->rule_count; ++i) {
+    const QMKVD_CHILD_RULE& rule = master->rules[i];
+    if (!(rule.flags & QMKVD_RULE_HAS_DEFAULT)) continue;
+    uint8_t* field = static_cast<uint8_t*>(record) + rule.offset;
+    if (rule.kind == QMKVD_FIELD_TEXT) {
+      const size_t length = strnlen(rule.default_text, rule.width - 1u);
+      memcpy(field, rule.default_text, length);
+      field[length] = '\0';
+    } else {
+      StoreUint(field, rule.width, rule.default_value);
+    }
+  }
+}
+
+uint8_t** BlobField(const QMKVD_CHILD_RULE* rule, void* record) {
+  return reinterpret_cast<uint8_t**>(static_cast<uint8_t*>(record) + rule->offset);
+}
+
+uint32_t* BlobSize(const QMKVD_CHILD_RULE* rule, void* record) {
+  return reinterpret_cast<uint32_t*>(static_cast<uint8_t*>(record) + rule->size_offset);
+}
+
+int ReadBlob(QMKVD_WALK* walk, const QMKVD_CHILD_RULE* rule, const QMKVD_CHILD* child,
+             void* record) {
+  uint8_t* data = nullptr;
+  if (qmkvd_walk_read_blob(walk, child, &data) != 0) return -1;
+  free(*BlobField(rule, record));
+  *BlobField(rule, record) = data;
+  *BlobSize(rule, record) = static_cast<uint32_t>(child->size);
+  return QMKVD_WALK_NEXT;
+}
+
 int ApplyRule(QMKVD_WALK* walk, const QMKVD_CHILD_RULE* rule, const QMKVD_CHILD* child,
               void* record) {
   uint8_t* field = static_cast<uint8_t*>(record) + rule->offset;
@@ -75,6 +108,7 @@ int ApplyRule(QMKVD_WALK* walk, const QMKVD_CHILD_RULE* rule, const QMKVD_CHILD*
     case QMKVD_FIELD_BYTES:
       if (child->size > rule->limit || rule->limit > rule->width) return -1;
       return qmkvd_walk_read_bytes(walk, field, child->size) == 0 ? QMKVD_WALK_NEXT : -1;
+    case QMKVD_FIELD_BLOB: return ReadBlob(walk, rule, child, record);
     case QMKVD_FIELD_HANDLER: return rule->handler(walk, child, record);
     case QMKVD_FIELD_SKIP:
     default: return QMKVD_WALK_NEXT;
@@ -172,6 +206,16 @@ int qmkvd_walk_read_text(QMKVD_WALK* walk, const QMKVD_CHILD* child, char* field
   return 0;
 }
 
+void qmkvd_walk_release(const QMKVD_MASTER* master, void* record) {
+  for (uint32_t i = 0; i < master->rule_count; ++i) {
+    const QMKVD_CHILD_RULE* rule = &master->rules[i];
+    if (rule->kind != QMKVD_FIELD_BLOB) continue;
+    free(*BlobField(rule, record));
+    *BlobField(rule, record) = nullptr;
+    *BlobSize(rule, record) = 0;
+  }
+}
+
 int qmkvd_walk_read_blob(QMKVD_WALK* walk, const QMKVD_CHILD* child, uint8_t** out) {
   *out = nullptr;
   if (child->size > static_cast<uint64_t>(INT32_MAX)) return -1;
@@ -212,19 +256,23 @@ int qmkvd_walk_children(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, int
                         uint64_t size, const QMKVD_MASTER* master, void* record, void* user) {
   QMKVD_WALK walk = {ctx, mfal, fp, qmkvd_pos_add(data_pos, size), data_pos, user};
   const WalkingMaster walking(ctx, master);
+  StoreDefaults(master, record);
   int64_t pos = data_pos;
   mfal->setpos(fp, &pos);
   while (pos < walk.end) {
     QMKVD_CHILD child = {0, 0, pos, 0};
-    if (qmkvd_ebml_get_id_len64(mfal, fp, &child.id, &child.size) != 0) return -1;
+    if (qmkvd_ebml_get_id_len64(mfal, fp, &child.id, &child.size) != 0) {
+      return master->unreadable_ends ? QMKVD_WALK_UNREADABLE : -1;
+    }
     mfal->getpos(fp, &child.data_pos);
-    if (ctx && qmkvd_ebml_size_is_unknown(child.size)) {
+    const QMKVD_CHILD_RULE* rule = FindRule(master, child.id);
+    const bool measured = !rule || !(rule->flags & QMKVD_RULE_UNMEASURED);
+    if (ctx && measured && qmkvd_ebml_size_is_unknown(child.size)) {
       const int64_t end = qmkvd_walk_unknown_end(mfal, fp, child.data_pos, EndsUnknownChild, ctx,
                                                  QMKVD_UNKNOWN_CHILD_ENTERED);
       child.size = static_cast<uint64_t>(end - child.data_pos);
       mfal->setpos(fp, &child.data_pos);
     }
-    const QMKVD_CHILD_RULE* rule = FindRule(master, child.id);
     // A text claiming any size is cut to its field, so only other children are capped.
     const bool text = rule && rule->kind == QMKVD_FIELD_TEXT;
     if (master->cap_size && child.size > QMKVD_CHILD_SIZE_CAP && !text) return -1;

@@ -15,7 +15,19 @@ enum QMKVD_FIELD_KIND : uint8_t {
   QMKVD_FIELD_UINT,     // big-endian unsigned of at most `limit` bytes, stored in `width` bytes
   QMKVD_FIELD_TEXT,     // at most `limit` bytes, NUL put behind them
   QMKVD_FIELD_BYTES,    // raw bytes, at most `limit` (never more than `width`)
+  QMKVD_FIELD_BLOB,     // the whole payload in a malloc block the record owns (see below)
   QMKVD_FIELD_HANDLER,  // the rule's handler reads it
+};
+
+// Rule flags.
+enum : uint8_t {
+  // The walk starts by storing the rule's default in its field (`default_text` for a text,
+  // `default_value` in `width` bytes otherwise, a handler's field included), so that a child the
+  // file leaves out reads as its default.
+  QMKVD_RULE_HAS_DEFAULT = 1,
+  // A child of unknown size reaches the rule as it is (its end is found only by reading it),
+  // instead of being measured first.
+  QMKVD_RULE_UNMEASURED = 2,
 };
 
 // What a child running past the end of its master means.
@@ -41,8 +53,8 @@ struct QMKVD_WALK {
   void* user;        // the caller's context for handlers
 };
 
-// Handler results besides -1 (failure).
-enum { QMKVD_WALK_NEXT = 0, QMKVD_WALK_STOP = 1 };
+// Handler results besides -1 (failure); the walk also ends with QMKVD_WALK_UNREADABLE.
+enum { QMKVD_WALK_NEXT = 0, QMKVD_WALK_STOP = 1, QMKVD_WALK_UNREADABLE = 2 };
 
 typedef int (*QMKVD_CHILD_HANDLER)(QMKVD_WALK* walk, const QMKVD_CHILD* child, void* record);
 
@@ -53,6 +65,13 @@ struct QMKVD_CHILD_RULE {
   uint16_t width;
   uint32_t offset;  // of the field in the record
   QMKVD_CHILD_HANDLER handler;
+  uint8_t flags;
+  // A BLOB is a `uint8_t*` at `offset` and its length, a uint32_t at `size_offset`. The record
+  // owns the block: a repeated child replaces (and frees) the earlier one, and
+  // qmkvd_walk_release frees it.
+  uint32_t size_offset;
+  uint64_t default_value;
+  const char* default_text;
 };
 
 struct QMKVD_MASTER {
@@ -61,35 +80,68 @@ struct QMKVD_MASTER {
   bool skip_empty;  // children of size 0 are not acted on
   bool cap_size;    // children larger than QMKVD_CHILD_SIZE_CAP fail the walk
   QMKVD_OVERRUN overrun;
+  // A child header that cannot be read ends the walk with QMKVD_WALK_UNREADABLE instead of
+  // failing it.
+  bool unreadable_ends;
 };
 
+#define QMKVD_FIELD_OF(rec, field) sizeof(((rec*)0)->field), offsetof(rec, field)
 #define QMKVD_RULE_UINT(id, rec, field, limit) \
-  { id, QMKVD_FIELD_UINT, limit, sizeof(((rec*)0)->field), offsetof(rec, field), nullptr }
-#define QMKVD_RULE_TEXT(id, rec, field)                                           \
-  {                                                                               \
-    id, QMKVD_FIELD_TEXT, sizeof(((rec*)0)->field) - 1, sizeof(((rec*)0)->field), \
-        offsetof(rec, field), nullptr                                             \
+  { id, QMKVD_FIELD_UINT, limit, QMKVD_FIELD_OF(rec, field), nullptr, 0, 0, 0, nullptr }
+#define QMKVD_RULE_UINT_DEFAULT(id, rec, field, limit, value)                                    \
+  {                                                                                              \
+    id, QMKVD_FIELD_UINT, limit, QMKVD_FIELD_OF(rec, field), nullptr, QMKVD_RULE_HAS_DEFAULT, 0, \
+        static_cast<uint64_t>(value), nullptr                                                    \
   }
-#define QMKVD_RULE_BYTES(id, rec, field)                                       \
-  {                                                                            \
-    id, QMKVD_FIELD_BYTES, sizeof(((rec*)0)->field), sizeof(((rec*)0)->field), \
-        offsetof(rec, field), nullptr                                          \
+#define QMKVD_RULE_TEXT(id, rec, field)                                                            \
+  {                                                                                                \
+    id, QMKVD_FIELD_TEXT, sizeof(((rec*)0)->field) - 1, QMKVD_FIELD_OF(rec, field), nullptr, 0, 0, \
+        0, nullptr                                                                                 \
+  }
+#define QMKVD_RULE_TEXT_DEFAULT(id, rec, field, text)                                        \
+  {                                                                                          \
+    id, QMKVD_FIELD_TEXT, sizeof(((rec*)0)->field) - 1, QMKVD_FIELD_OF(rec, field), nullptr, \
+        QMKVD_RULE_HAS_DEFAULT, 0, 0, text                                                   \
+  }
+#define QMKVD_RULE_BYTES(id, rec, field)                                                           \
+  {                                                                                                \
+    id, QMKVD_FIELD_BYTES, sizeof(((rec*)0)->field), QMKVD_FIELD_OF(rec, field), nullptr, 0, 0, 0, \
+        nullptr                                                                                    \
+  }
+#define QMKVD_RULE_BLOB(id, rec, field, size_field)                  \
+  {                                                                  \
+    id, QMKVD_FIELD_BLOB, 0, QMKVD_FIELD_OF(rec, field), nullptr, 0, \
+        static_cast<uint32_t>(offsetof(rec, size_field)), 0, nullptr \
   }
 #define QMKVD_RULE_HANDLER(id, fn) \
-  { id, QMKVD_FIELD_HANDLER, 0, 0, 0, fn }
+  { id, QMKVD_FIELD_HANDLER, 0, 0, 0, fn, 0, 0, 0, nullptr }
+// A handler that fills one field of the record, whose default the table carries.
+#define QMKVD_RULE_HANDLER_DEFAULT(id, fn, rec, field, value)                              \
+  {                                                                                        \
+    id, QMKVD_FIELD_HANDLER, 0, QMKVD_FIELD_OF(rec, field), fn, QMKVD_RULE_HAS_DEFAULT, 0, \
+        static_cast<uint64_t>(value), nullptr                                              \
+  }
+#define QMKVD_RULE_HANDLER_UNMEASURED(id, fn) \
+  { id, QMKVD_FIELD_HANDLER, 0, 0, 0, fn, QMKVD_RULE_UNMEASURED, 0, 0, nullptr }
 #define QMKVD_RULE_SKIP(id) \
-  { id, QMKVD_FIELD_SKIP, 0, 0, 0, nullptr }
+  { id, QMKVD_FIELD_SKIP, 0, 0, 0, nullptr, 0, 0, 0, nullptr }
 #define QMKVD_MASTER_OF(rules, skip_empty, cap_size, overrun) \
-  { rules, sizeof(rules) / sizeof(rules[0]), skip_empty, cap_size, overrun }
+  { rules, sizeof(rules) / sizeof(rules[0]), skip_empty, cap_size, overrun, false }
 
 // Walks the children of the element whose data is [data_pos, data_pos + size). A child of
 // unknown size (QMKVD_SIZE_UNKNOWN) is taken to end at the first element, from its payload on,
 // that this master or one it lies in can hold, or that only the Segment can hold; its rule sees
 // that size.
+// Before the first child, every rule's default is stored in its field.
 // Returns 0 when the end was reached, QMKVD_WALK_STOP when a handler or the overrun policy
-// ended the walk early, -1 on failure.
+// ended the walk early, QMKVD_WALK_UNREADABLE (masters that allow it) at a child header that
+// cannot be read, -1 on failure. Without a context (bytes held in memory), children of unknown
+// size are not measured.
 int qmkvd_walk_children(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, int64_t data_pos,
                         uint64_t size, const QMKVD_MASTER* master, void* record, void* user);
+
+// Frees the blocks the record owns through the master's BLOB rules and clears their fields.
+void qmkvd_walk_release(const QMKVD_MASTER* master, void* record);
 
 // Reads a child's payload of at most limit bytes as a big-endian unsigned number.
 int qmkvd_walk_read_uint(QMKVD_WALK* walk, const QMKVD_CHILD* child, uint32_t limit,

@@ -12,9 +12,11 @@ namespace {
 constexpr float kLuminanceMaxLimit = 9999.99f;
 constexpr float kLuminanceMinLimit = 999.9999f;
 
-// A colour value is the element's unsigned value, low 32 bits, zero-extended.
-#define COLOUR_RULE(id, field) \
-  QMKVD_RULE_HANDLER(id, ReadColourValue<offsetof(QMKVD_COLOUR, field)>)
+// A colour value is the element's unsigned value, low 32 bits, zero-extended; one the file leaves
+// out is absent.
+#define COLOUR_RULE(id, field)                                                                 \
+  QMKVD_RULE_HANDLER_DEFAULT(id, ReadColourValue<offsetof(QMKVD_COLOUR, field)>, QMKVD_COLOUR, \
+                             field, QMKVD_COLOUR_ABSENT)
 
 template <size_t kOffset>
 int ReadColourValue(QMKVD_WALK* walk, const QMKVD_CHILD* child, void* record) {
@@ -147,20 +149,6 @@ int parse_colour(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, QMKVD_COLO
   qmkvd_free_mastering(colour->mastering);
   free(colour->mastering);
   colour->mastering = nullptr;
-  static int64_t QMKVD_COLOUR::*const kValues[] = {&QMKVD_COLOUR::matrix_coefficients,
-                                                   &QMKVD_COLOUR::bits_per_channel,
-                                                   &QMKVD_COLOUR::chroma_subsampling_horz,
-                                                   &QMKVD_COLOUR::chroma_subsampling_vert,
-                                                   &QMKVD_COLOUR::cb_subsampling_horz,
-                                                   &QMKVD_COLOUR::cb_subsampling_vert,
-                                                   &QMKVD_COLOUR::chroma_siting_horz,
-                                                   &QMKVD_COLOUR::chroma_siting_vert,
-                                                   &QMKVD_COLOUR::range,
-                                                   &QMKVD_COLOUR::transfer_characteristics,
-                                                   &QMKVD_COLOUR::primaries,
-                                                   &QMKVD_COLOUR::max_cll,
-                                                   &QMKVD_COLOUR::max_fall};
-  for (auto member : kValues) colour->*member = QMKVD_COLOUR_ABSENT;
   return WalkResult(qmkvd_walk_children(ctx, mfal, fp, colour->data_pos,
                                         static_cast<uint64_t>(colour->size), &kColour, colour,
                                         nullptr));

@@ -126,35 +126,38 @@ int DispatchLevel1(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, const QM
   return (found->cluster && HaveHeaderEssentials(found)) ? QMKVD_WALK_STOP : 0;
 }
 
+int ReadLevel1(QMKVD_WALK* walk, const QMKVD_CHILD* child, void*) {
+  return DispatchLevel1(walk->ctx, walk->mfal, walk->fp, child);
+}
+
+// A level-1 element of unknown size ends where the next one starts; a Cluster's end is found
+// only when its blocks are read.
+const QMKVD_CHILD_RULE kSegmentRules[] = {
+    QMKVD_RULE_HANDLER(MKV_ID_INFO, ReadLevel1),
+    QMKVD_RULE_HANDLER(MKV_ID_TRACKS, ReadLevel1),
+    QMKVD_RULE_HANDLER(MKV_ID_CUES, ReadLevel1),
+    QMKVD_RULE_HANDLER_UNMEASURED(MKV_ID_CLUSTER, ReadLevel1),
+    QMKVD_RULE_HANDLER(MKV_ID_SEEKHEAD, ReadLevel1),
+    QMKVD_RULE_HANDLER(MKV_ID_ATTACHMENTS, ReadLevel1),
+    QMKVD_RULE_HANDLER(MKV_ID_CHAPTERS, ReadLevel1),
+    QMKVD_RULE_HANDLER(MKV_ID_TAGS, ReadLevel1),
+};
+const QMKVD_MASTER kSegment = {
+    kSegmentRules,           sizeof(kSegmentRules) / sizeof(kSegmentRules[0]),
+    /*skip_empty=*/false,    /*cap_size=*/false,
+    QMKVD_OVERRUN_FOLLOW,
+    /*unreadable_ends=*/true};
+
 // Walks the Segment's children. A header that cannot be read ends the walk (an unknown-size
 // Segment ends this way at the end of the data), but not the parse.
 int WalkSegment(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp) {
-  int64_t end = qmkvd_pos_add(ctx->segment_data_pos, static_cast<uint64_t>(ctx->segment_size));
-  int64_t pos = ctx->segment_data_pos;
-  mfal->setpos(fp, &pos);
-  while (pos < end) {
-    QMKVD_CHILD el = {0, 0, pos, 0};
-    if (qmkvd_ebml_get_id_len64(mfal, fp, &el.id, &el.size) != 0) {
-      qcmn_log(QCMN_LOG_ERROR, QCMN_TAG_HEADER, "Unknown data. Check file. Abnormal file.");
-      break;
-    }
-    mfal->getpos(fp, &el.data_pos);
-    // A level-1 element of unknown size ends where the next one starts; a Cluster's end is
-    // found only when its blocks are read.
-    if (qmkvd_ebml_size_is_unknown(el.size) && el.id != MKV_ID_CLUSTER) {
-      const int64_t end =
-          qmkvd_walk_unknown_end(mfal, fp, el.data_pos, qmkvd_walk_ends_at_segment_level, nullptr,
-                                 QMKVD_UNKNOWN_CHILD_ENTERED);
-      el.size = static_cast<uint64_t>(end - el.data_pos);
-      mfal->setpos(fp, &el.data_pos);
-    }
-    int r = DispatchLevel1(ctx, mfal, fp, &el);
-    if (r < 0) return -1;
-    if (r == QMKVD_WALK_STOP) break;
-    pos = qmkvd_pos_add(el.data_pos, el.size);
-    mfal->setpos(fp, &pos);
+  const int walked =
+      qmkvd_walk_children(ctx, mfal, fp, ctx->segment_data_pos,
+                          static_cast<uint64_t>(ctx->segment_size), &kSegment, nullptr, nullptr);
+  if (walked == QMKVD_WALK_UNREADABLE) {
+    qcmn_log(QCMN_LOG_ERROR, QCMN_TAG_HEADER, "Unknown data. Check file. Abnormal file.");
   }
-  return 0;
+  return walked < 0 ? -1 : 0;
 }
 
 }  // namespace

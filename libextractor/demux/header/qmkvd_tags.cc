@@ -10,8 +10,12 @@
 namespace {
 
 // No rules: every child is stepped over by its size; a broken child header fails the walk.
-const QMKVD_MASTER kStepOver = {nullptr, 0, /*skip_empty=*/false, /*cap_size=*/false,
-                                QMKVD_OVERRUN_FOLLOW};
+const QMKVD_MASTER kStepOver = {nullptr,
+                                0,
+                                /*skip_empty=*/false,
+                                /*cap_size=*/false,
+                                QMKVD_OVERRUN_FOLLOW,
+                                /*unreadable_ends=*/false};
 
 int WalkResult(int walked) {
   return walked < 0 ? -1 : 0;

@@ -42,16 +42,6 @@ int ReadTrackTimescale(QMKVD_WALK* walk, const QMKVD_CHILD* child, void* record)
   return QMKVD_WALK_NEXT;
 }
 
-int ReadCodecPrivate(QMKVD_WALK* walk, const QMKVD_CHILD* child, void* record) {
-  QMKVD_TRACK* track = static_cast<QMKVD_TRACK*>(record);
-  uint8_t* data = nullptr;
-  if (qmkvd_walk_read_blob(walk, child, &data) != 0) return -1;
-  free(track->codec_private);  // a repeated CodecPrivate replaces the first
-  track->codec_private = data;
-  track->codec_private_size = static_cast<uint32_t>(child->size);
-  return QMKVD_WALK_NEXT;
-}
-
 int ReadVideo(QMKVD_WALK* walk, const QMKVD_CHILD* child, void* record) {
   QMKVD_VIDEO* video = &static_cast<QMKVD_TRACK*>(record)->video;
   video->data_pos = child->data_pos;
@@ -89,9 +79,9 @@ const QMKVD_CHILD_RULE kTrackEntryRules[] = {
     QMKVD_RULE_UINT(MKV_ID_MAX_BLOCK_ADDITION_ID, QMKVD_TRACK, max_block_addition_id,
                     QMKVD_UINT_MAX),
     QMKVD_RULE_TEXT(MKV_ID_NAME, QMKVD_TRACK, name),
-    QMKVD_RULE_TEXT(MKV_ID_LANGUAGE, QMKVD_TRACK, language),
+    QMKVD_RULE_TEXT_DEFAULT(MKV_ID_LANGUAGE, QMKVD_TRACK, language, "eng"),
     QMKVD_RULE_TEXT(MKV_ID_CODEC_ID, QMKVD_TRACK, codec_id),
-    QMKVD_RULE_HANDLER(MKV_ID_CODEC_PRIVATE, ReadCodecPrivate),
+    QMKVD_RULE_BLOB(MKV_ID_CODEC_PRIVATE, QMKVD_TRACK, codec_private, codec_private_size),
     QMKVD_RULE_TEXT(MKV_ID_CODEC_NAME, QMKVD_TRACK, codec_name),
     QMKVD_RULE_UINT(MKV_ID_ATTACHMENT_LINK, QMKVD_TRACK, attachment_link, QMKVD_UINT_MAX),
     QMKVD_RULE_UINT(MKV_ID_TRACK_OVERLAY, QMKVD_TRACK, track_overlay, QMKVD_UINT_MAX),
@@ -155,14 +145,21 @@ int ReadOutputSamplingFrequency(QMKVD_WALK* walk, const QMKVD_CHILD* child, void
   return QMKVD_WALK_NEXT;
 }
 
-const QMKVD_CHILD_RULE kAudioRules[] = {
-    QMKVD_RULE_HANDLER(MKV_ID_SAMPLING_FREQUENCY, ReadSamplingFrequency),
-    QMKVD_RULE_HANDLER(MKV_ID_OUTPUT_SAMPLING_FREQUENCY, ReadOutputSamplingFrequency),
-    QMKVD_RULE_UINT(MKV_ID_CHANNELS, QMKVD_AUDIO, channels, QMKVD_UINT_MAX),
-    QMKVD_RULE_UINT(MKV_ID_BIT_DEPTH, QMKVD_AUDIO, bit_depth, QMKVD_UINT_MAX),
-};
+// Muxers leave out what equals the format's defaults (mkvmerge writes no SamplingFrequency for
+// 8 kHz and no Channels for mono): a track without them is 8 kHz mono, not 0 Hz with no
+// channels.
 constexpr uint32_t kDefaultSamplingFrequency = 8000;
 constexpr uint32_t kDefaultChannels = 1;
+
+const QMKVD_CHILD_RULE kAudioRules[] = {
+    QMKVD_RULE_HANDLER_DEFAULT(MKV_ID_SAMPLING_FREQUENCY, ReadSamplingFrequency, QMKVD_AUDIO,
+                               sampling_frequency, kDefaultSamplingFrequency),
+    QMKVD_RULE_HANDLER_DEFAULT(MKV_ID_OUTPUT_SAMPLING_FREQUENCY, ReadOutputSamplingFrequency,
+                               QMKVD_AUDIO, output_sampling_frequency, kDefaultSamplingFrequency),
+    QMKVD_RULE_UINT_DEFAULT(MKV_ID_CHANNELS, QMKVD_AUDIO, channels, QMKVD_UINT_MAX,
+                            kDefaultChannels),
+    QMKVD_RULE_UINT(MKV_ID_BIT_DEPTH, QMKVD_AUDIO, bit_depth, QMKVD_UINT_MAX),
+};
 const QMKVD_MASTER kAudio = QMKVD_MASTER_OF(kAudioRules, /*skip_empty=*/true,
                                             /*cap_size=*/false, QMKVD_OVERRUN_FOLLOW);
 
@@ -221,19 +218,9 @@ const QMKVD_CHILD_RULE kEncodingRules[] = {
 const QMKVD_MASTER kEncoding = QMKVD_MASTER_OF(kEncodingRules, /*skip_empty=*/false,
                                                /*cap_size=*/false, QMKVD_OVERRUN_STOP);
 
-int ReadCompSettings(QMKVD_WALK* walk, const QMKVD_CHILD* child, void* record) {
-  QMKVD_COMPRESSION* compression = static_cast<QMKVD_COMPRESSION*>(record);
-  uint8_t* data = nullptr;
-  if (qmkvd_walk_read_blob(walk, child, &data) != 0) return -1;
-  free(compression->settings);
-  compression->settings = data;
-  compression->settings_size = static_cast<uint32_t>(child->size);
-  return QMKVD_WALK_NEXT;
-}
-
 const QMKVD_CHILD_RULE kCompressionRules[] = {
     QMKVD_RULE_UINT(MKV_ID_CONTENT_COMP_ALGO, QMKVD_COMPRESSION, algo, QMKVD_UINT_MAX),
-    QMKVD_RULE_HANDLER(MKV_ID_CONTENT_COMP_SETTINGS, ReadCompSettings),
+    QMKVD_RULE_BLOB(MKV_ID_CONTENT_COMP_SETTINGS, QMKVD_COMPRESSION, settings, settings_size),
 };
 const QMKVD_MASTER kCompression = QMKVD_MASTER_OF(kCompressionRules, /*skip_empty=*/false,
                                                   /*cap_size=*/false, QMKVD_OVERRUN_STOP);
@@ -293,10 +280,8 @@ int WalkResult(int walked) {
 void qmkvd_free_track(QMKVD_TRACK* track) {
   qmkvd_free_colour(track->video.colour);
   track->video.colour = nullptr;
-  free(track->codec_private);
-  track->codec_private = nullptr;
-  free(track->encodings.first.compression.settings);
-  track->encodings.first.compression.settings = nullptr;
+  qmkvd_walk_release(&kTrackEntry, track);
+  qmkvd_walk_release(&kCompression, &track->encodings.first.compression);
 }
 
 int parse_track(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, QMKVD_TRACKS* tracks) {
@@ -306,7 +291,6 @@ int parse_track(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, QMKVD_TRACK
 }
 
 int parse_track_entry(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, QMKVD_TRACK* track) {
-  strcpy(track->language, "eng");
   const int walked = WalkResult(qmkvd_walk_children(ctx, mfal, fp, track->data_pos, track->size,
                                                     &kTrackEntry, track, nullptr));
   if (walked == 0) InflateCodecPrivate(track);
@@ -319,12 +303,6 @@ int parse_video(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, QMKVD_VIDEO
 }
 
 int parse_audio(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, QMKVD_AUDIO* audio) {
-  // Muxers leave out what equals the format's defaults (mkvmerge writes no SamplingFrequency
-  // for 8 kHz and no Channels for mono): a track without them is 8 kHz mono, not 0 Hz with
-  // no channels.
-  audio->sampling_frequency = kDefaultSamplingFrequency;
-  audio->output_sampling_frequency = kDefaultSamplingFrequency;
-  audio->channels = kDefaultChannels;
   return WalkResult(
       qmkvd_walk_children(ctx, mfal, fp, audio->data_pos, audio->size, &kAudio, audio, nullptr));
 }
