@@ -262,7 +262,9 @@ int qmkvd_walk_children(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, int
   while (pos < walk.end) {
     QMKVD_CHILD child = {0, 0, pos, 0};
     if (qmkvd_ebml_get_id_len64(mfal, fp, &child.id, &child.size) != 0) {
-      return master->unreadable_ends ? QMKVD_WALK_UNREADABLE : -1;
+      if (!master->unreadable_ends) return -1;
+      mfal->setpos(fp, &child.elem_pos);
+      return QMKVD_WALK_UNREADABLE;
     }
     mfal->getpos(fp, &child.data_pos);
     const QMKVD_CHILD_RULE* rule = FindRule(master, child.id);

@@ -80,8 +80,8 @@ struct QMKVD_MASTER {
   bool skip_empty;  // children of size 0 are not acted on
   bool cap_size;    // children larger than QMKVD_CHILD_SIZE_CAP fail the walk
   QMKVD_OVERRUN overrun;
-  // A child header that cannot be read ends the walk with QMKVD_WALK_UNREADABLE instead of
-  // failing it.
+  // A child header that cannot be read ends the walk with QMKVD_WALK_UNREADABLE, the position
+  // set back to that header, instead of failing it.
   bool unreadable_ends;
 };
 

@@ -46,42 +46,112 @@ bool ReadHeader(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, uint32_t* id, uint64_
   return qmkvd_ebml_get_id_len64(mfal, fp, id, size) == 0 && mfal->getpos(fp, payload) == 0;
 }
 
-// A big-endian unsigned payload of at most 8 bytes.
-bool ReadSmallUint(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, uint64_t size, uint64_t* value) {
-  if (size > QMKVD_UINT_MAX) return false;
-  uint8_t buf[QMKVD_UINT_MAX];
-  const int n = static_cast<int>(size);
-  if (mfal->read(fp, buf, n) != n) return false;
-  *value = qmkvd_b2v_u64(buf, n);
-  return true;
+// The walker reads through the access layer's function table and never changes it.
+QCMN_MFAL* Walkable(const QCMN_MFAL* mfal) {
+  return const_cast<QCMN_MFAL*>(mfal);
+}
+
+int ReadBlockDuration(QMKVD_WALK* walk, const QMKVD_CHILD* child, void* record) {
+  if (child->size > QMKVD_UINT_MAX) return QMKVD_WALK_NEXT;  // not a duration: stepped over
+  uint64_t duration = 0;
+  if (qmkvd_walk_read_uint(walk, child, QMKVD_UINT_MAX, &duration) != 0) return -1;
+  static_cast<QMKVD_BLOCK_LOCATOR*>(record)->duration = static_cast<uint32_t>(duration);
+  return QMKVD_WALK_NEXT;
+}
+
+// The Block ends the walk unless the whole group is wanted (walk->user non-null).
+int ReadBlock(QMKVD_WALK* walk, const QMKVD_CHILD* child, void* record) {
+  QMKVD_BLOCK_LOCATOR* block = static_cast<QMKVD_BLOCK_LOCATOR*>(record);
+  block->data_pos = child->data_pos;
+  block->size = Clamp32(child->size);
+  block->in_group = 1;
+  return walk->user ? QMKVD_WALK_NEXT : QMKVD_WALK_STOP;
+}
+
+int ReadReferenceBlock(QMKVD_WALK*, const QMKVD_CHILD*, void* record) {
+  static_cast<QMKVD_BLOCK_LOCATOR*>(record)->referenced =
+      1;  // its value is not needed, nor trusted
+  return QMKVD_WALK_NEXT;
 }
 
 // The BlockGroup's children: its Block, and the BlockDuration where it stands before the Block
 // or when the whole group is read.
+const QMKVD_CHILD_RULE kBlockGroupRules[] = {
+    QMKVD_RULE_HANDLER(MKV_ID_BLOCK_DURATION, ReadBlockDuration),
+    QMKVD_RULE_HANDLER(MKV_ID_BLOCK, ReadBlock),
+    QMKVD_RULE_HANDLER(MKV_ID_REFERENCE_BLOCK, ReadReferenceBlock),
+};
+const QMKVD_MASTER kBlockGroup = QMKVD_MASTER_OF(kBlockGroupRules, /*skip_empty=*/false,
+                                                 /*cap_size=*/false, QMKVD_OVERRUN_FOLLOW);
+
 int32_t WalkBlockGroup(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, QMKVD_BLOCK_LOCATOR* block,
                        int64_t pos, int64_t end, int32_t whole_group) {
-  while (pos < end) {
-    if (mfal->setpos(fp, &pos) != 0) return QMKVD_ERR_READ;
-    uint32_t id = 0;
-    uint64_t size = 0;
-    int64_t payload = 0;
-    if (!ReadHeader(mfal, fp, &id, &size, &payload)) return QMKVD_ERR_READ;
-    if (id == MKV_ID_BLOCK_DURATION && size <= QMKVD_UINT_MAX) {
-      uint64_t duration = 0;
-      if (!ReadSmallUint(mfal, fp, size, &duration)) return QMKVD_ERR_READ;
-      block->duration = static_cast<uint32_t>(duration);
-    } else if (id == MKV_ID_BLOCK) {
-      block->data_pos = payload;
-      block->size = Clamp32(size);
-      block->in_group = 1;
-      if (!whole_group) return QMKVD_OK;
-    } else if (id == MKV_ID_REFERENCE_BLOCK) {
-      block->referenced = 1;  // its value is not needed, nor trusted
-    }
-    pos = qmkvd_pos_add(payload, size);
-  }
-  return QMKVD_OK;
+  static int wanted;  // any non-null pointer says "the whole group"
+  const int walked =
+      qmkvd_walk_children(nullptr, Walkable(mfal), fp, pos, static_cast<uint64_t>(end - pos),
+                          &kBlockGroup, block, whole_group ? &wanted : nullptr);
+  return walked < 0 ? QMKVD_ERR_READ : QMKVD_OK;
 }
+
+// ---- The Cluster's children up to its first block ---------------------------------------------
+
+// Timecode, Position and PrevSize; an empty one is stepped over, keeping what stood before.
+template <size_t kOffset>
+int ReadClusterValue(QMKVD_WALK* walk, const QMKVD_CHILD* child, void* record) {
+  if (child->size < 1) return QMKVD_WALK_NEXT;
+  uint64_t value = 0;
+  if (qmkvd_walk_read_uint(walk, child, QMKVD_UINT_MAX, &value) != 0) return -1;
+  memcpy(static_cast<uint8_t*>(record) + kOffset, &value, sizeof(value));
+  return QMKVD_WALK_NEXT;
+}
+
+// The first block ends the walk, with the cursor on it; an empty one is stepped over.
+int ReadFirstBlock(QMKVD_WALK*, const QMKVD_CHILD* child, void* record) {
+  if (child->size < 1) return QMKVD_WALK_NEXT;
+  QMKVD_CLUSTER_STATE* c = static_cast<QMKVD_CLUSTER_STATE*>(record);
+  c->block_pos = child->elem_pos;
+  (child->id == MKV_ID_BLOCK_GROUP ? c->blockgroup_size : c->simpleblock_size) =
+      Clamp32(child->size);
+  return QMKVD_WALK_STOP;
+}
+
+// In a Cluster of unknown size, an element that only the Segment holds ends it; the walk looks
+// for the next Cluster from there.
+int EndUnknownCluster(QMKVD_WALK*, const QMKVD_CHILD* child, void* record) {
+  static_cast<QMKVD_CLUSTER_STATE*>(record)->block_pos = child->elem_pos;
+  return QMKVD_WALK_STOP;
+}
+
+#define CLUSTER_VALUE_RULE(id, field) \
+  QMKVD_RULE_HANDLER(id, ReadClusterValue<offsetof(QMKVD_CLUSTER_STATE, field)>)
+#define CLUSTER_RULES                                          \
+  QMKVD_RULE_HANDLER(MKV_ID_BLOCK_GROUP, ReadFirstBlock),      \
+      QMKVD_RULE_HANDLER(MKV_ID_SIMPLE_BLOCK, ReadFirstBlock), \
+      CLUSTER_VALUE_RULE(MKV_ID_CLUSTER_TIMECODE, timecode),   \
+      CLUSTER_VALUE_RULE(MKV_ID_CLUSTER_POSITION, position),   \
+      CLUSTER_VALUE_RULE(MKV_ID_CLUSTER_PREV_SIZE, prev_size)
+
+const QMKVD_CHILD_RULE kClusterRules[] = {CLUSTER_RULES};
+const QMKVD_MASTER kCluster = QMKVD_MASTER_OF(kClusterRules, /*skip_empty=*/false,
+                                              /*cap_size=*/false, QMKVD_OVERRUN_FOLLOW);
+
+// A Cluster of unknown size also ends at an element it cannot hold, or where no header can be
+// read (the end of the data).
+const QMKVD_CHILD_RULE kUnknownClusterRules[] = {
+    CLUSTER_RULES,
+    QMKVD_RULE_HANDLER(MKV_ID_CLUSTER, EndUnknownCluster),
+    QMKVD_RULE_HANDLER(MKV_ID_CUES, EndUnknownCluster),
+    QMKVD_RULE_HANDLER(MKV_ID_TAGS, EndUnknownCluster),
+    QMKVD_RULE_HANDLER(MKV_ID_SEEKHEAD, EndUnknownCluster),
+    QMKVD_RULE_HANDLER(MKV_ID_INFO, EndUnknownCluster),
+    QMKVD_RULE_HANDLER(MKV_ID_TRACKS, EndUnknownCluster),
+    QMKVD_RULE_HANDLER(MKV_ID_CHAPTERS, EndUnknownCluster),
+    QMKVD_RULE_HANDLER(MKV_ID_ATTACHMENTS, EndUnknownCluster),
+};
+const QMKVD_MASTER kUnknownCluster = {
+    kUnknownClusterRules, sizeof(kUnknownClusterRules) / sizeof(kUnknownClusterRules[0]),
+    /*skip_empty=*/false, /*cap_size=*/false,
+    QMKVD_OVERRUN_FOLLOW, /*unreadable_ends=*/true};
 
 // The time in ns of the Cluster's first block, which the handle stands at.
 bool FirstBlockTime(const QMKVDS_CTX* s, int64_t* time_ns) {
@@ -188,45 +258,18 @@ int64_t qmkvd_cluster_end(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, const QMKVD
 }
 
 int32_t parse_cluster(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, QMKVD_CLUSTER_STATE* c) {
-  int64_t pos = c->data_pos;
   // A Cluster of unknown size ends at the next Segment-level element or the end of the data.
   const int64_t end = c->unknown_size ? INT64_MAX : qmkvd_pos_add(c->data_pos, c->size);
-  while (pos < end) {
-    if (mfal->setpos(fp, &pos) != 0) return QMKVD_ERR_READ;
-    const int64_t elem_start = pos;
-    uint32_t id = 0;
-    uint64_t size = 0;
-    if (!ReadHeader(mfal, fp, &id, &size, &pos) ||
-        (c->unknown_size && qmkvd_walk_ends_at_segment_level(nullptr, id))) {
-      if (!c->unknown_size) return QMKVD_ERR_READ;
-      c->block_pos = elem_start;  // no block; the walk looks for the next Cluster from here
-      return QMKVD_OK;
-    }
-    if (size < 1) continue;  // nothing to read or skip: go on after the header
-    switch (id) {
-      case MKV_ID_BLOCK_GROUP:
-        c->block_pos = elem_start;
-        c->blockgroup_size = Clamp32(size);
-        return QMKVD_OK;
-      case MKV_ID_SIMPLE_BLOCK:
-        c->block_pos = elem_start;
-        c->simpleblock_size = Clamp32(size);
-        return QMKVD_OK;
-      case MKV_ID_CLUSTER_TIMECODE:
-        if (!ReadSmallUint(mfal, fp, size, &c->timecode)) return QMKVD_ERR_READ;
-        break;
-      case MKV_ID_CLUSTER_POSITION:
-        if (!ReadSmallUint(mfal, fp, size, &c->position)) return QMKVD_ERR_READ;
-        break;
-      case MKV_ID_CLUSTER_PREV_SIZE:
-        if (!ReadSmallUint(mfal, fp, size, &c->prev_size)) return QMKVD_ERR_READ;
-        break;
-      default: break;
-    }
-    pos = qmkvd_pos_add(pos, size);
+  const int walked = qmkvd_walk_children(
+      nullptr, Walkable(mfal), fp, c->data_pos, static_cast<uint64_t>(end - c->data_pos),
+      c->unknown_size ? &kUnknownCluster : &kCluster, c, nullptr);
+  if (walked < 0) return QMKVD_ERR_READ;
+  // No block: the walk looks for the next Cluster from where the data of this one ends (the end,
+  // or for a Cluster of unknown size, the header that could not be read).
+  if (walked == QMKVD_WALK_UNREADABLE && mfal->getpos(fp, &c->block_pos) != 0) {
+    return QMKVD_ERR_READ;
   }
-  // No block: leave the cursor at the end, where the walk will look for the next Cluster.
-  c->block_pos = end;
+  if (walked == 0) c->block_pos = end;
   return QMKVD_OK;
 }
 
