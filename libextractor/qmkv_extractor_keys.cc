@@ -53,8 +53,6 @@ int32_t CoverArtIndex(const QMKVD_ATTACHMENTS& attached) {
 }
 
 constexpr uid_t kMediaServerUid = 1013;
-constexpr int32_t kEncodingPlain = 703;
-constexpr int32_t kEncodingFirst = 700;
 constexpr int64_t kIsoUnspecified = 2;
 constexpr uint8_t kAvcNalPps = 8;
 
@@ -371,14 +369,15 @@ void QMKVExtractor::setFileMetaData() {
     if (tag.slot == 0) continue;
     const QMKVD_METADATA_SLOT& s = meta->slots[tag.slot - 1];
     if (s.length == 0 || !s.text) continue;
-    const int32_t encoding = static_cast<int32_t>(s.kind);
+    const uint32_t encoding = s.kind;
     AMediaFormat_setString(
         mFileMeta, tag.key,
-        encoding == kEncodingPlain
+        encoding == QMKVD_TEXT_ENCODING_PLAIN
             ? std::string(reinterpret_cast<const char*>(s.text), s.length).c_str()
             : "");
-    if (encoding >= kEncodingFirst && encoding <= kEncodingPlain) {
-      encodings += std::string(tag.key) + "=" + std::to_string(encoding - kEncodingFirst) + ":";
+    if (encoding >= QMKVD_TEXT_ENCODING_FIRST && encoding <= QMKVD_TEXT_ENCODING_PLAIN) {
+      encodings +=
+          std::string(tag.key) + "=" + std::to_string(encoding - QMKVD_TEXT_ENCODING_FIRST) + ":";
     }
   }
   if (!encodings.empty()) {

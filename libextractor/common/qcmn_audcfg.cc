@@ -8,44 +8,27 @@
 
 #include <initializer_list>
 
+#include "common/qcmn_bitreader.h"
 #include "common/qcmn_fourcc.h"
 #include "common/qcmn_mt.h"
 
 namespace {
 
-// MSB-first reader that never reads past the end: a failed read leaves the position alone.
-class BitReader {
- public:
-  BitReader(const uint8_t* data, uint32_t length)
-      : data_(data), bits_(static_cast<uint64_t>(length) * 8) {}
+// The bit reader's error is sticky; these give each read the yes/no the parsers below test.
+bool Read(QcmnBitReader* br, uint32_t count, uint32_t* value) {
+  *value = br->Bits(static_cast<int>(count));
+  return !br->error();
+}
 
-  bool Read(uint32_t count, uint32_t* value) {
-    if (count > 32 || count > Left()) return false;
-    uint32_t v = 0;
-    for (uint32_t i = 0; i < count; ++i) {
-      const uint8_t byte = data_[pos_ >> 3];
-      v = (v << 1) | ((byte >> (7 - (pos_ & 7))) & 1u);
-      ++pos_;
-    }
-    *value = v;
-    return true;
-  }
+bool Skip(QcmnBitReader* br, uint64_t count) {
+  if (count > br->BitsLeft()) return false;
+  br->Skip(static_cast<size_t>(count));
+  return !br->error();
+}
 
-  bool Skip(uint64_t count) {
-    if (count > Left()) return false;
-    pos_ += count;
-    return true;
-  }
-
-  bool AlignToByte() { return Skip((8 - (pos_ & 7)) & 7); }
-
-  uint64_t Left() const { return bits_ - pos_; }
-
- private:
-  const uint8_t* data_;
-  uint64_t bits_;
-  uint64_t pos_ = 0;
-};
+bool AlignToByte(QcmnBitReader* br) {
+  return Skip(br, (8 - (br->pos() & 7)) & 7);
+}
 
 enum class Status { kOk, kTruncated, kInvalid };
 
@@ -64,12 +47,12 @@ constexpr int32_t kRates[13] = {96000, 88200, 64000, 48000, 44100, 32000, 24000,
 // config element.
 constexpr int32_t kChannels[16] = {0, 1, 2, 3, 4, 5, 6, 8, 0, 0, 0, 7, 8, 24, 8, 0};
 
-Status ReadObjectType(BitReader* br, uint32_t* aot) {
+Status ReadObjectType(QcmnBitReader* br, uint32_t* aot) {
   uint32_t v;
-  if (!br->Read(5, &v)) return Status::kTruncated;
+  if (!Read(br, 5, &v)) return Status::kTruncated;
   if (v == kAotEscape) {
     uint32_t ext;
-    if (!br->Read(6, &ext)) return Status::kTruncated;
+    if (!Read(br, 6, &ext)) return Status::kTruncated;
     v = 32 + ext;
   }
   if (v == 0) return Status::kInvalid;
@@ -77,12 +60,12 @@ Status ReadObjectType(BitReader* br, uint32_t* aot) {
   return Status::kOk;
 }
 
-Status ReadFrequency(BitReader* br, int32_t* rate) {
+Status ReadFrequency(QcmnBitReader* br, int32_t* rate) {
   uint32_t index;
-  if (!br->Read(4, &index)) return Status::kTruncated;
+  if (!Read(br, 4, &index)) return Status::kTruncated;
   if (index == kFreqEscape) {
     uint32_t hz;
-    if (!br->Read(24, &hz)) return Status::kTruncated;
+    if (!Read(br, 24, &hz)) return Status::kTruncated;
     if (hz == 0) return Status::kInvalid;
     *rate = static_cast<int32_t>(hz);
     return Status::kOk;
@@ -117,72 +100,72 @@ bool IsGeneralAudio(uint32_t aot) {
 }
 
 // program_config_element(): counts the channels it places and leaves the reader after it.
-bool ReadProgramConfig(BitReader* br, int32_t* channels) {
+bool ReadProgramConfig(QcmnBitReader* br, int32_t* channels) {
   uint32_t front, side, back, lfe, assoc, cc, flag, v;
-  if (!br->Skip(4 + 2 + 4)) return false;  // instance tag, object type, frequency index
-  if (!br->Read(4, &front) || !br->Read(4, &side) || !br->Read(4, &back) || !br->Read(2, &lfe) ||
-      !br->Read(3, &assoc) || !br->Read(4, &cc)) {
+  if (!Skip(br, 4 + 2 + 4)) return false;  // instance tag, object type, frequency index
+  if (!Read(br, 4, &front) || !Read(br, 4, &side) || !Read(br, 4, &back) || !Read(br, 2, &lfe) ||
+      !Read(br, 3, &assoc) || !Read(br, 4, &cc)) {
     return false;
   }
   for (uint32_t skip : {4u, 4u, 3u}) {  // mono mixdown, stereo mixdown, matrix mixdown
-    if (!br->Read(1, &flag) || (flag && !br->Skip(skip))) return false;
+    if (!Read(br, 1, &flag) || (flag && !Skip(br, skip))) return false;
   }
   int32_t count = 0;
   for (uint32_t i = 0; i < front + side + back; ++i) {
-    if (!br->Read(1, &v) || !br->Skip(4)) return false;  // is_cpe, instance tag
+    if (!Read(br, 1, &v) || !Skip(br, 4)) return false;  // is_cpe, instance tag
     count += v ? 2 : 1;
   }
   count += static_cast<int32_t>(lfe);
-  if (!br->Skip(4ull * lfe + 4ull * assoc + 5ull * cc)) return false;
-  if (!br->AlignToByte() || !br->Read(8, &v) || !br->Skip(8ull * v)) return false;  // comment
+  if (!Skip(br, 4ull * lfe + 4ull * assoc + 5ull * cc)) return false;
+  if (!AlignToByte(br) || !Read(br, 8, &v) || !Skip(br, 8ull * v)) return false;  // comment
   *channels = count;
   return true;
 }
 
 // GASpecificConfig(); false when the block ends inside it.
-bool ReadGeneralAudioConfig(BitReader* br, uint32_t aot, uint32_t channel_config,
+bool ReadGeneralAudioConfig(QcmnBitReader* br, uint32_t aot, uint32_t channel_config,
                             QAUD_CONFIG* cfg) {
   uint32_t short_frames, depends_on_core, extension, v;
-  if (!br->Read(1, &short_frames) || !br->Read(1, &depends_on_core)) return false;
+  if (!Read(br, 1, &short_frames) || !Read(br, 1, &depends_on_core)) return false;
   cfg->frame_samples = short_frames ? 960 : 1024;
-  if (depends_on_core && !br->Skip(14)) return false;  // core coder delay
-  if (!br->Read(1, &extension)) return false;
+  if (depends_on_core && !Skip(br, 14)) return false;  // core coder delay
+  if (!Read(br, 1, &extension)) return false;
   if (channel_config == 0 && !ReadProgramConfig(br, &cfg->channels)) return false;
-  if ((aot == 6 || aot == 20) && !br->Skip(3)) return false;  // layer number
+  if ((aot == 6 || aot == 20) && !Skip(br, 3)) return false;  // layer number
   if (extension) {
-    if (aot == kAotErBsac && !br->Skip(5 + 11)) return false;
-    if ((aot == 17 || aot == 19 || aot == 20 || aot == 23) && !br->Skip(3)) return false;
-    if (!br->Read(1, &v)) return false;  // extensionFlag3
+    if (aot == kAotErBsac && !Skip(br, 5 + 11)) return false;
+    if ((aot == 17 || aot == 19 || aot == 20 || aot == 23) && !Skip(br, 3)) return false;
+    if (!Read(br, 1, &v)) return false;  // extensionFlag3
   }
   return true;
 }
 
 // The backward-compatible extension after the type-specific configuration: SBR (and with it
 // possibly PS) signalled to decoders that look for it, invisible to those that do not.
-void ReadSyncExtension(BitReader* br, QAUD_CONFIG* cfg) {
+void ReadSyncExtension(QcmnBitReader* br, QAUD_CONFIG* cfg) {
   uint32_t sync, sbr;
   uint32_t ext_aot = 0;
   int32_t ext_rate = 0;
-  if (br->Left() < 16 || !br->Read(11, &sync) || sync != kSyncSbr) return;
+  if (br->BitsLeft() < 16 || !Read(br, 11, &sync) || sync != kSyncSbr) return;
   if (ReadObjectType(br, &ext_aot) != Status::kOk || ext_aot != kAotSbr) return;
-  if (!br->Read(1, &sbr) || !sbr) return;
+  if (!Read(br, 1, &sbr) || !sbr) return;
   if (ReadFrequency(br, &ext_rate) != Status::kOk) return;
   cfg->aac_profile = static_cast<int32_t>(kAotSbr);
   cfg->sample_rate = ext_rate;
   uint32_t ps;
-  if (br->Left() >= 12 && br->Read(11, &sync) && sync == kSyncPs && br->Read(1, &ps) && ps) {
+  if (br->BitsLeft() >= 12 && Read(br, 11, &sync) && sync == kSyncPs && Read(br, 1, &ps) && ps) {
     cfg->aac_profile = static_cast<int32_t>(kAotPs);
     if (cfg->channels == 1) cfg->channels = 2;
   }
 }
 
-Status Parse(BitReader* br, QAUD_CONFIG* cfg) {
+Status Parse(QcmnBitReader* br, QAUD_CONFIG* cfg) {
   uint32_t aot, channel_config;
   int32_t rate;
   Status s = ReadObjectType(br, &aot);
   if (s != Status::kOk) return s;
   if ((s = ReadFrequency(br, &rate)) != Status::kOk) return s;
-  if (!br->Read(4, &channel_config)) return Status::kTruncated;
+  if (!Read(br, 4, &channel_config)) return Status::kTruncated;
   cfg->aac_profile = static_cast<int32_t>(aot);
   cfg->sample_rate = rate;
   cfg->core_sample_rate = rate;
@@ -194,7 +177,7 @@ Status Parse(BitReader* br, QAUD_CONFIG* cfg) {
     if ((s = ReadFrequency(br, &cfg->sample_rate)) != Status::kOk) return s;
     uint32_t core;
     if ((s = ReadObjectType(br, &core)) != Status::kOk) return s;
-    if (core == kAotErBsac && !br->Skip(4)) return Status::kTruncated;
+    if (core == kAotErBsac && !Skip(br, 4)) return Status::kTruncated;
     if (aot == kAotPs && cfg->channels == 1) cfg->channels = 2;
     // The core's configuration: its frame length and, where it holds the program config
     // element, the channels.
@@ -202,7 +185,7 @@ Status Parse(BitReader* br, QAUD_CONFIG* cfg) {
     return Status::kOk;
   }
   if (IsGeneralAudio(aot) && ReadGeneralAudioConfig(br, aot, channel_config, cfg) &&
-      (!IsErrorResilient(aot) || br->Skip(2))) {  // epConfig comes before the extension
+      (!IsErrorResilient(aot) || Skip(br, 2))) {  // epConfig comes before the extension
     ReadSyncExtension(br, cfg);
   }
   return Status::kOk;
@@ -214,11 +197,18 @@ bool IsAacCode(uint32_t code) {
 
 }  // namespace
 
+int32_t qaud_aac_rate_index(uint32_t rate) {
+  for (int32_t i = 0; i < static_cast<int32_t>(sizeof(kRates) / sizeof(kRates[0])); ++i) {
+    if (static_cast<uint32_t>(kRates[i]) == rate) return i;
+  }
+  return -1;
+}
+
 int32_t qaud_config_parser(const QAUD_CONFIG_INPUT* in, QAUD_CONFIG* out) {
   if (!in || !out || (!in->data && in->length > 0)) return QAUD_CFG_ERR_ARGUMENT;
   if (!IsAacCode(in->code)) return QAUD_CFG_ERR_CODEC;
   if (in->length == 0) return QAUD_CFG_ERR_EMPTY;
-  BitReader br(in->data, in->length);
+  QcmnBitReader br(in->data, in->length);
   QAUD_CONFIG cfg = {0, 0, 0, 0, 0};
   switch (Parse(&br, &cfg)) {
     case Status::kOk: *out = cfg; return QAUD_CFG_OK;

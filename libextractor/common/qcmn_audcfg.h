@@ -33,6 +33,10 @@ enum : int32_t {
 // with *out unchanged.
 int32_t qaud_config_parser(const QAUD_CONFIG_INPUT* in, QAUD_CONFIG* out);
 
+// The MPEG-4 sampling-frequency index of a rate in Hz (96000 -> 0 ... 7350 -> 12), or -1 for a
+// rate only the escape code can carry.
+int32_t qaud_aac_rate_index(uint32_t rate);
+
 // The identification, comment and setup headers of a Xiph-laced Vorbis CodecPrivate.
 struct QAUD_VORBIS_HEADERS {
   const uint8_t* part[3];

@@ -44,8 +44,9 @@ struct QMKVD_VIDEO_INFO {
   uint32_t display_height;
 };
 
-// Name strings are text that can be used as it stands.
-enum : uint32_t { QMKVD_NAME_ENCODING_PLAIN = 703 };
+// Encoding codes of the demuxer's texts (track names, metadata slots). Codes count from
+// QMKVD_TEXT_ENCODING_FIRST; the demuxer hands out only text that can be used as it stands.
+enum : uint32_t { QMKVD_TEXT_ENCODING_FIRST = 700, QMKVD_TEXT_ENCODING_PLAIN = 703 };
 
 struct QMKVD_AUDIO_INFO {
   uint32_t track_number;

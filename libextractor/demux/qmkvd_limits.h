@@ -41,8 +41,6 @@ enum : uint32_t {
   // Masters being walked that an element of unknown size is measured against: Tags nest
   // deepest (Tags, Tag, SimpleTag, SimpleTag...); deeper masters are walked but not remembered.
   QMKVD_WALK_DEPTH = 8,
-  // Kind marker of a filled metadata slot.
-  QMKVD_METADATA_KIND_TEXT = 703,
 };
 
 // Default TimecodeScale: one millisecond per tick.

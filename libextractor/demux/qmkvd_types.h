@@ -399,7 +399,7 @@ struct QMKVD_FOUND {
 };
 
 struct QMKVD_METADATA_SLOT {
-  uint32_t kind;    // QMKVD_METADATA_KIND_TEXT when filled
+  uint32_t kind;    // QMKVD_TEXT_ENCODING_PLAIN when filled
   uint32_t length;  // bytes
   uint8_t* text;    // not NUL-terminated; owned by the context
   uint32_t reserved;

@@ -83,7 +83,7 @@ bool CopyText(QMKVD_METADATA_SLOT* slot, const void* text, uint32_t length) {
     return false;
   }
   memcpy(copy, text, length);
-  slot->kind = QMKVD_METADATA_KIND_TEXT;
+  slot->kind = QMKVD_TEXT_ENCODING_PLAIN;
   slot->length = length;
   slot->text = copy;
   return true;

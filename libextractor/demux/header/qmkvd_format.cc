@@ -3,6 +3,7 @@
 // get a synthesised block, WAVEFORMATEX keeps its extra data; the rest is copied.
 #include <string.h>
 
+#include "common/qcmn_audcfg.h"
 #include "common/qcmn_fourcc.h"
 #include "common/qcmn_log.h"
 #include "demux/header/qmkvd_format.h"
@@ -247,12 +248,11 @@ int32_t TextFormat(const QMKVD_TRACK* t, uint32_t codec_tag, uint8_t* buffer, ui
 }  // namespace
 
 int32_t get_aac_frequency_index(uint32_t frequency) {
-  static const uint32_t kRates[] = {96000, 88200, 64000, 48000, 44100, 32000,
-                                    24000, 22050, 16000, 12000, 11025, 8000};
-  for (int32_t i = 0; i < static_cast<int32_t>(sizeof(kRates) / sizeof(kRates[0])); ++i) {
-    if (kRates[i] == frequency) return i;
-  }
-  return -1;
+  // The configuration made for an AAC track without one names 96000 to 8000 Hz; a 7350 Hz
+  // track is left without.
+  constexpr int32_t kLastMadeIndex = 11;
+  const int32_t index = qaud_aac_rate_index(frequency);
+  return index <= kLastMadeIndex ? index : -1;
 }
 
 int32_t qmkvd_get_format(QMKVD_CTX* ctx, int32_t track, uint8_t* buffer, uint32_t* size) {

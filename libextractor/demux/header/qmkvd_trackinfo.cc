@@ -32,7 +32,7 @@ uint32_t NameLength(const QMKVD_TRACK& t) {
 template <typename Info>
 void SetLanguageAndName(const QMKVD_TRACK& t, Info* info) {
   CopyLanguage(t, info->language);
-  info->name_encoding = QMKVD_NAME_ENCODING_PLAIN;
+  info->name_encoding = QMKVD_TEXT_ENCODING_PLAIN;
   info->name_length = NameLength(t);
   info->name = t.name;
 }
