@@ -84,8 +84,17 @@ if(QMKV_DEVICE AND NOT QMKV_FUZZ)
   add_link_options(-fuse-ld=lld ${qmkv_cfi})
 endif()
 
+# __FILE__ in messages names a file as the repository has it (libextractor/...), headers reached
+# through a layer's include root (cmake/layers.cmake) too. GCC takes the last map that matches,
+# clang the longest, so the build tree's roots come after the source tree that holds them.
+set(QMKV_PATH_FLAGS -fmacro-prefix-map=${CMAKE_SOURCE_DIR}/=)
+foreach(root common audio mfal demux demux_public frontend)
+  list(APPEND QMKV_PATH_FLAGS
+       -fmacro-prefix-map=${CMAKE_BINARY_DIR}/layers/${root}/=libextractor/)
+endforeach()
+
 function(qmkv_apply_flags target)
-  target_compile_options(${target} PRIVATE ${QMKV_WARNINGS})
+  target_compile_options(${target} PRIVATE ${QMKV_WARNINGS} ${QMKV_PATH_FLAGS})
 endfunction()
 
 # The plug-in library's own code, in every layer.

@@ -100,10 +100,6 @@ QMKVDSF::QMKVDSF()
       mTextInfo(),
       mMfal(),
       mSource(nullptr),
-      mOpusSeekPreRoll(0),
-      mLastStream(),
-      mLastTrack(),
-      mSourceCount(),
       mStartOffsetNs(0) {
   pthread_mutex_init(&mSharedLock, nullptr);
 }
@@ -125,22 +121,12 @@ QMKVExtractor::QMKVExtractor(DataSourceHelper* source)
     : mDataSource(source),
       mHolder(),
       mFileMeta(AMediaFormat_new()),
-      mFirstTrack(nullptr),
-      mLastTrack(nullptr),
-      mTrackCount(0),
       mMetaDataRead(false),
       mHasVideo(false),
       mValid(true) {}
 
 QMKVExtractor::~QMKVExtractor() {
-  TrackNode* node = mFirstTrack;
-  while (node) {
-    TrackNode* next = node->next;
-    AMediaFormat_delete(node->format);
-    delete node;
-    node = next;
-  }
-  mFirstTrack = mLastTrack = nullptr;
+  for (QMKVTrack& track : mTracks) AMediaFormat_delete(track.format);
   AMediaFormat_delete(mFileMeta);
   mHolder.clear();
   delete mDataSource;
@@ -158,46 +144,27 @@ int32_t QMKVExtractor::readMetaData() {
   return 0;
 }
 
-QMKVExtractor::TrackNode* QMKVExtractor::nodeAt(size_t index) const {
-  if (index >= mTrackCount) return nullptr;
-  TrackNode* node = mFirstTrack;
-  for (size_t i = 0; node && i < index; ++i) node = node->next;
-  return node;
-}
-
-QMKVExtractor::TrackNode* QMKVExtractor::appendNode(int32_t index) {
-  TrackNode* node = new (std::nothrow) TrackNode();
-  if (!node) return nullptr;
-  node->format = AMediaFormat_new();
-  node->constant = 10000000;
-  node->index = index;
-  if (mLastTrack) {
-    mLastTrack->next = node;
-  } else {
-    mFirstTrack = node;
-  }
-  mLastTrack = node;
-  ++mTrackCount;
-  return node;
+const QMKVTrack* QMKVExtractor::trackAt(size_t index) const {
+  return index < mTracks.size() ? &mTracks[index] : nullptr;
 }
 
 size_t QMKVExtractor::countTracks() {
-  return readMetaData() != 0 ? 0 : mTrackCount;
+  return readMetaData() != 0 ? 0 : mTracks.size();
 }
 
 MediaTrackHelper* QMKVExtractor::getTrack(size_t index) {
   if (readMetaData() != 0) return nullptr;
-  TrackNode* node = nodeAt(index);
-  if (!node) return nullptr;
-  return new QMKVSource(node->format, mDataSource, mHolder, node->index);
+  const QMKVTrack* track = trackAt(index);
+  if (!track) return nullptr;
+  return new QMKVSource(*track, mHolder);
 }
 
 media_status_t QMKVExtractor::getTrackMetaData(AMediaFormat* meta, size_t index,
                                                uint32_t /*flags*/) {
   if (readMetaData() != 0) return AMEDIA_ERROR_UNKNOWN;
-  TrackNode* node = nodeAt(index);
-  if (!node) return AMEDIA_ERROR_UNKNOWN;
-  return AMediaFormat_copy(meta, node->format);
+  const QMKVTrack* track = trackAt(index);
+  if (!track) return AMEDIA_ERROR_UNKNOWN;
+  return AMediaFormat_copy(meta, track->format);
 }
 
 media_status_t QMKVExtractor::getMetaData(AMediaFormat* meta) {

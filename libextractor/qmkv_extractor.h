@@ -6,6 +6,8 @@
 #include <pthread.h>
 #include <stdint.h>
 
+#include <vector>
+
 #include <media/MediaExtractorPluginApi.h>
 #include <media/MediaExtractorPluginHelper.h>
 #include <media/NdkMediaFormat.h>
@@ -51,17 +53,21 @@ class QMKVDSF : public RefBase {
   // The holder's own helper over the extractor's data source: sources may read after the
   // extractor (and its helper) are gone.
   DataSourceHelper* mSource;
-  int64_t mOpusSeekPreRoll;  // ns
-  // Per stream kind (video, audio, text): the last handle opened, its track, sources made.
-  QMKVDS_CTX* mLastStream[3];
-  int32_t mLastTrack[3];
-  int32_t mSourceCount[3];
   int64_t mStartOffsetNs;  // subtracted from seek times
   // The framework reads the tracks of one file from different threads. Each source has its own
-  // stream handle, but a seek also updates what the demuxer shares between streams (whether
-  // the cues are usable, the cue table itself, the Segment base, the last cue used), and
-  // sources are made into the holder's handle bookkeeping: those run under this lock.
+  // stream handle, but opening one and seeking update what the demuxer shares between streams
+  // (the stream slots, whether the cues are usable, the cue table itself, the Segment base, the
+  // last cue used): those run under this lock.
   pthread_mutex_t mSharedLock;
+};
+
+// One track as the extractor published it, handed to the source made for it.
+struct QMKVTrack {
+  AMediaFormat* format;  // owned by the extractor; a source keeps its own copy
+  int32_t index;         // the demuxer's stream index
+  int32_t type;          // the demuxer's stream type
+  int32_t slot;          // its place among the holder's summaries of its kind; -1 for none
+  uint32_t code;         // its codec code
 };
 
 // Holds a holder's shared lock for a scope.
@@ -96,19 +102,9 @@ class QMKVExtractor : public MediaExtractorPluginHelper {
  private:
   friend struct QMKVExtractorPeer;  // tests: the status behind a failed query, the holder
 
-  struct TrackNode {
-    TrackNode* next;
-    AMediaFormat* format;
-    int32_t constant;  // always 10,000,000
-    int32_t index;     // the demuxer's track index
-    uint8_t flag_a;
-    uint8_t flag_b;
-  };
-
   int32_t readMetaData();
   int32_t init_qmkvff();
-  TrackNode* nodeAt(size_t index) const;
-  TrackNode* appendNode(int32_t index);
+  const QMKVTrack* trackAt(size_t index) const;
 
   // Deciding whether a track can be played: its status, 0 when it can.
   int32_t describeSubtitle(int32_t index, int32_t slot);
@@ -131,9 +127,7 @@ class QMKVExtractor : public MediaExtractorPluginHelper {
   DataSourceHelper* mDataSource;
   sp<QMKVDSF> mHolder;
   AMediaFormat* mFileMeta;
-  TrackNode* mFirstTrack;
-  TrackNode* mLastTrack;
-  size_t mTrackCount;
+  std::vector<QMKVTrack> mTracks;
   bool mMetaDataRead;
   bool mHasVideo;
   bool mValid;
@@ -141,7 +135,7 @@ class QMKVExtractor : public MediaExtractorPluginHelper {
 
 class QMKVSource : public MediaTrackHelper {
  public:
-  QMKVSource(AMediaFormat* format, DataSourceHelper* source, sp<QMKVDSF> holder, int32_t index);
+  QMKVSource(const QMKVTrack& track, sp<QMKVDSF> holder);
   ~QMKVSource() override;
   QMKVSource(const QMKVSource&) = delete;
   QMKVSource& operator=(const QMKVSource&) = delete;
@@ -152,8 +146,8 @@ class QMKVSource : public MediaTrackHelper {
   media_status_t read(MediaBufferHelper** buffer, const ReadOptions* options) override;
 
  private:
-  // Opens the track's stream handle and records it in the holder; false when it cannot.
-  bool openStream(QMKVDSF* holder, int32_t index, int32_t ordinal);
+  // Opens the track's stream handle; false when it cannot.
+  bool openStream(QMKVDSF* holder, int32_t index);
   media_status_t seekLocked(const ReadOptions* options);
   // How a PCM block becomes what the format promises.
   struct PcmPlan {
@@ -185,7 +179,6 @@ class QMKVSource : public MediaTrackHelper {
   int32_t mStreamType;
   uint32_t mCodec;
   QMKVDS_CTX* mStreamHandle;
-  int64_t mLastTimeUs;
   PcmPlan mPcm;
   bool mStarted;
 };

@@ -281,7 +281,6 @@ int32_t QMKVExtractor::setAudioKeys(AMediaFormat* format, int32_t index, int32_t
                            sizeof(info.codec_delay));
     AMediaFormat_setBuffer(format, AMEDIAFORMAT_KEY_CSD_2, &info.seek_pre_roll,
                            sizeof(info.seek_pre_roll));
-    mHolder->mOpusSeekPreRoll = static_cast<int64_t>(info.seek_pre_roll);
   }
   free(block);
   return status;

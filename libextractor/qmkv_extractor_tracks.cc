@@ -113,9 +113,9 @@ int32_t QMKVExtractor::init_qmkvff() {
       code = h->mVideoInfo[slot].codec_tag;
     }
     if (status == QMKV_ERROR_TRACK_INFO) return QMKV_ERROR_TRACK_INFO;
-    TrackNode* node = appendNode(index);
-    if (!node || !node->format) return QMKV_ERROR_RESOLUTION;
-    AMediaFormat* format = node->format;
+    AMediaFormat* format = AMediaFormat_new();
+    if (!format) return QMKV_ERROR_RESOLUTION;
+    mTracks.push_back(QMKVTrack{format, index, type, slot, code});
     setCommonKeys(format, status, code);
     if (type == QMKV_TYPE_TEXT) {
       setSubtitleKeys(format, slot);

@@ -12,13 +12,16 @@
 #include "qmkv_extractor_internal.h"
 
 // Framework misuse (start twice, read before start...) is fatal, as everywhere in the media
-// stack; the messages name a fixed place so that crash reports stay comparable across builds.
-#define QMKV_CHECK(cond, line, cond_text, check_text)                                              \
-  do {                                                                                             \
-    if (!(cond)) {                                                                                 \
-      __android_log_assert("!(" cond_text ")", QCMN_TAG_FRONTEND, "%s",                            \
-                           "libextractor/qmkv_extractor:" #line " CHECK(" check_text ") failed."); \
-    }                                                                                              \
+// stack; the message names the file and line of the check.
+#define QMKV_STRINGIFY(x) #x
+#define QMKV_LINE_TEXT(line) QMKV_STRINGIFY(line)
+#define QMKV_CHECK(cond, cond_text, check_text)                                       \
+  do {                                                                                \
+    if (!(cond)) {                                                                    \
+      __android_log_assert("!(" cond_text ")", QCMN_TAG_FRONTEND, "%s",               \
+                           __FILE__ ":" QMKV_LINE_TEXT(__LINE__) " CHECK(" check_text \
+                                                                 ") failed.");        \
+    }                                                                                 \
   } while (0)
 
 namespace android {
@@ -34,10 +37,6 @@ constexpr int64_t kMaxFrameBuffer = 64 << 20;
 // previous-sync, next-sync, closest-sync, closest.
 const uint32_t kSeekModes[4] = {QMKVD_SEEK_BEFORE, QMKVD_SEEK_AFTER, QMKVD_SEEK_NEAREST,
                                 QMKVD_SEEK_BEFORE};
-
-int32_t KindSlot(int32_t stream_type) {
-  return stream_type == QMKV_TYPE_VIDEO ? 0 : stream_type == QMKV_TYPE_AUDIO ? 1 : 2;
-}
 
 // Big-endian PCM made little-endian in place; depths other than 16, 24 and 32 stay as they are.
 void SwapToLittleEndian(uint8_t* d, uint32_t size, uint32_t bits) {
@@ -75,58 +74,31 @@ uint32_t DepthIndex(uint32_t bits) {
 
 // The track reads through the stream handle's own file handle (the holder's data source), so the
 // data source passed in is not kept.
-QMKVSource::QMKVSource(AMediaFormat* format, DataSourceHelper* /*source*/, sp<QMKVDSF> holder,
-                       int32_t index)
+QMKVSource::QMKVSource(const QMKVTrack& track, sp<QMKVDSF> holder)
     : mFormat(AMediaFormat_new()),
       mHolder(holder),
       mBuffer(nullptr),
       mStreamType(0),
-      mCodec(0),
+      mCodec(track.code),
       mStreamHandle(nullptr),
-      mLastTimeUs(0),
       mPcm{PcmPlan::kAsStored, false, 0, 0, QMKV_PCM_16BIT},
       mStarted(false) {
   pthread_mutex_init(&mLock, nullptr);
-  if (mFormat && format) AMediaFormat_copy(mFormat, format);
-  QMKVDSF* h = mHolder.get();
-  const uint32_t count =
-      h->mInfo.stream_count < QMKVD_MAX_TRACKS ? h->mInfo.stream_count : QMKVD_MAX_TRACKS;
-  const int32_t type = (index >= 0 && static_cast<uint32_t>(index) < count)
-                           ? static_cast<int32_t>(h->mInfo.stream_type[index])
-                           : 0;
-  int32_t ordinal = 0;
-  for (int32_t i = 0; i < index && static_cast<uint32_t>(i) < count; ++i) {
-    if (static_cast<int32_t>(h->mInfo.stream_type[i]) == type) ++ordinal;
-  }
-  if (type != QMKV_TYPE_VIDEO && type != QMKV_TYPE_AUDIO && type != QMKV_TYPE_TEXT) {
+  if (mFormat && track.format) AMediaFormat_copy(mFormat, track.format);
+  if (track.type != QMKV_TYPE_VIDEO && track.type != QMKV_TYPE_AUDIO &&
+      track.type != QMKV_TYPE_TEXT) {
     mStreamType = 255;
     return;
   }
-  mStreamType = type;
-  if (!openStream(h, index, ordinal)) mHolder.clear();  // outside the holder's lock
+  mStreamType = track.type;
+  if (!openStream(mHolder.get(), track.index)) mHolder.clear();  // outside the holder's lock
 }
 
-bool QMKVSource::openStream(QMKVDSF* h, int32_t index, int32_t ordinal) {
-  const int32_t kind = KindSlot(mStreamType);
+bool QMKVSource::openStream(QMKVDSF* h, int32_t index) {
   SharedStateLock shared(h);
   int32_t err = 0;
-  QMKVDS_CTX* handle = qmkvds_open(h->mDemuxer, index, &err);
-  h->mLastStream[kind] = handle;
-  mStreamHandle = handle;
-  if (!handle) {
-    h->mLastStream[kind] = nullptr;
-    return false;
-  }
-  h->mLastTrack[kind] = index;
-  if (mStreamType == QMKV_TYPE_VIDEO) {
-    mCodec = h->mVideoInfo[ordinal].codec_tag;
-  } else if (mStreamType == QMKV_TYPE_AUDIO) {
-    mCodec = h->mAudioInfo[ordinal].codec_tag;
-  } else {
-    mCodec = h->mTextInfo[ordinal].codec_tag;
-  }
-  ++h->mSourceCount[kind];
-  return true;
+  mStreamHandle = qmkvds_open(h->mDemuxer, index, &err);
+  return mStreamHandle != nullptr;
 }
 
 QMKVSource::~QMKVSource() {
@@ -142,7 +114,7 @@ QMKVSource::~QMKVSource() {
 
 media_status_t QMKVSource::start() {
   pthread_mutex_lock(&mLock);
-  QMKV_CHECK(!mStarted, 1366, "!mStarted", "!mStarted");
+  QMKV_CHECK(!mStarted, "!mStarted", "!mStarted");
   if (mHolder == nullptr) {
     qcmn_log(QCMN_LOG_INFO, QCMN_TAG_FRONTEND, "QMKVSource::start() MKV demuxer is NULL");
     pthread_mutex_unlock(&mLock);
@@ -155,7 +127,7 @@ media_status_t QMKVSource::start() {
   }
   int32_t max_size = 0;
   const bool has_size = AMediaFormat_getInt32(mFormat, AMEDIAFORMAT_KEY_MAX_INPUT_SIZE, &max_size);
-  QMKV_CHECK(has_size, 1379, QMKV_MAX_SIZE_CHECK, QMKV_MAX_SIZE_CHECK);
+  QMKV_CHECK(has_size, QMKV_MAX_SIZE_CHECK, QMKV_MAX_SIZE_CHECK);
   mBufferGroup->add_buffer(static_cast<size_t>(max_size));
   mPcm = planPcmLocked();  // the format is the source's own and never changes
   mStarted = true;
@@ -165,7 +137,7 @@ media_status_t QMKVSource::start() {
 
 media_status_t QMKVSource::stop() {
   pthread_mutex_lock(&mLock);
-  QMKV_CHECK(mStarted, 1398, "mStarted", "mStarted");
+  QMKV_CHECK(mStarted, "mStarted", "mStarted");
   mStarted = false;
   pthread_mutex_unlock(&mLock);
   return AMEDIA_OK;
@@ -190,7 +162,7 @@ media_status_t QMKVSource::seekLocked(const ReadOptions* options) {
   int64_t time_us = 0;
   ReadOptions::SeekMode mode = ReadOptions::SEEK_CLOSEST_SYNC;
   if (!options || !options->getSeekTo(&time_us, &mode)) return AMEDIA_OK;
-  QMKV_CHECK(static_cast<uint32_t>(mode) < 4, 1441, "!\"Should not be here.\"",
+  QMKV_CHECK(static_cast<uint32_t>(mode) < 4, "!\"Should not be here.\"",
              "!\"Should not be here.\"");
   QMKVDSF* h = mHolder.get();
   if (!h->seekable() && time_us != 0) return AMEDIA_OK;
@@ -282,7 +254,7 @@ int64_t QMKVSource::convertPcmLocked(uint8_t* data, uint32_t size, size_t capaci
 }
 
 media_status_t QMKVSource::setMetaLocked(uint32_t size, int64_t time, int64_t end, int32_t sync) {
-  QMKV_CHECK(mBuffer != nullptr, 1595, "mBuffer != __null", "mBuffer != NULL");
+  QMKV_CHECK(mBuffer != nullptr, "mBuffer != __null", "mBuffer != NULL");
   AMediaFormat* meta = mBuffer->meta_data();
   AMediaFormat_clear(meta);
   bool duration_known = false;
@@ -316,8 +288,7 @@ media_status_t QMKVSource::setMetaLocked(uint32_t size, int64_t time, int64_t en
     }
   }
   mBuffer->set_range(0, size);
-  mLastTimeUs = qmkvd_time_to_us(time);
-  AMediaFormat_setInt64(meta, AMEDIAFORMAT_KEY_TIME_US, mLastTimeUs);
+  AMediaFormat_setInt64(meta, AMEDIAFORMAT_KEY_TIME_US, qmkvd_time_to_us(time));
   AMediaFormat_setInt32(meta, AMEDIAFORMAT_KEY_IS_SYNC_FRAME, sync);
   return AMEDIA_OK;
 }
@@ -332,11 +303,11 @@ int64_t QMKVSource::roomForLocked(uint32_t size) const {
 
 media_status_t QMKVSource::read(MediaBufferHelper** out, const ReadOptions* options) {
   pthread_mutex_lock(&mLock);
-  QMKV_CHECK(mStarted, 1407, "mStarted", "mStarted");
+  QMKV_CHECK(mStarted, "mStarted", "mStarted");
   *out = nullptr;
   media_status_t err = mBufferGroup->acquire_buffer(&mBuffer, false, 0);
   if (err != AMEDIA_OK || mBuffer == nullptr) {
-    QMKV_CHECK(mBuffer == nullptr, 1418, "mBuffer == __null", "mBuffer == NULL");
+    QMKV_CHECK(mBuffer == nullptr, "mBuffer == __null", "mBuffer == NULL");
     qcmn_log(QCMN_LOG_WARN, QCMN_TAG_FRONTEND, "QMKVSource::read() acquire_buffer returns %d", err);
     pthread_mutex_unlock(&mLock);
     return AMEDIA_ERROR_UNKNOWN;

@@ -491,7 +491,7 @@ TEST(PluginMisuseDeathTest, StartTwice) {
         host_log_set_assert_hook(PrintCondition);
         o.track->Start();
       },
-      "condition: !\\(!mStarted\\)(.|\n)*libextractor/qmkv_extractor:1366 "
+      "condition: !\\(!mStarted\\)(.|\n)*libextractor/qmkv_source\\.cc:[0-9]+ "
       "CHECK\\(!mStarted\\) failed\\.");
 }
 
@@ -502,9 +502,10 @@ TEST(PluginMisuseDeathTest, StopOrReadWithoutStart) {
         host_log_set_assert_hook(PrintCondition);
         o.track->Stop();
       },
-      "condition: !\\(mStarted\\)(.|\n)*libextractor/qmkv_extractor:1398 "
+      "condition: !\\(mStarted\\)(.|\n)*libextractor/qmkv_source\\.cc:[0-9]+ "
       "CHECK\\(mStarted\\) failed\\.");
-  EXPECT_DEATH(o.track->Read(), "libextractor/qmkv_extractor:1407 CHECK\\(mStarted\\) failed\\.");
+  EXPECT_DEATH(o.track->Read(),
+               "libextractor/qmkv_source\\.cc:[0-9]+ CHECK\\(mStarted\\) failed\\.");
 }
 
 TEST(PluginMisuseDeathTest, SeekModeBeyondTheFour) {
@@ -516,7 +517,7 @@ TEST(PluginMisuseDeathTest, SeekModeBeyondTheFour) {
         o.track->Seek(0, 4);
       },
       "condition: !\\(!\"Should not be here\\.\"\\)(.|\n)*"
-      "libextractor/qmkv_extractor:1441 CHECK\\(!\"Should not be here\\.\"\\) failed\\.");
+      "libextractor/qmkv_source\\.cc:[0-9]+ CHECK\\(!\"Should not be here\\.\"\\) failed\\.");
 }
 
 TEST(PluginMisuseDeathTest, FormatWithoutMaximumInputSize) {
@@ -524,10 +525,12 @@ TEST(PluginMisuseDeathTest, FormatWithoutMaximumInputSize) {
   android::sp<android::QMKVDSF> holder = android::QMKVExtractorPeer::Holder(o.plugin.extractor());
   o.track.reset();  // closes the track's stream so that a new source can open it
   Format empty;
-  auto* source = new android::QMKVSource(empty.f, nullptr, holder, 0);
+  android::QMKVTrack first = android::QMKVExtractorPeer::Track(o.plugin.extractor(), 0);
+  first.format = empty.f;
+  auto* source = new android::QMKVSource(first, holder);
   PluginTrack track(android::wrap(source));
   EXPECT_DEATH(track.Start(),
-               "libextractor/qmkv_extractor:1379 "
+               "libextractor/qmkv_source\\.cc:[0-9]+ "
                "CHECK\\(AMediaFormat_getInt32\\(mFormat, AMEDIAFORMAT_KEY_MAX_INPUT_SIZE, "
                "&max_size\\)\\) failed\\.");
 }

@@ -3,9 +3,6 @@
 // and any number of handles can read one source independently. The handles of a record share
 // one read cache (qcmn_mfal_cache.h), so that the demuxer's small reads and its streams'
 // walks over the same Clusters do not each reach the source.
-//
-// The assertion messages name this header and fixed line numbers; they are part of the log
-// output that integrators grep for, so they stay stable whatever this file looks like.
 #pragma once
 
 #include <stdint.h>
@@ -20,10 +17,10 @@
 #include "mfal/qcmn_mfal.h"
 #include "mfal/qcmn_mfal_cache.h"
 
-#define QCMN_MFAL_PATH "libextractor/mfal/qcmn_mfal_android_q"
-#define QCMN_MFAL_ASSERT_FAILED(line, what)                                          \
-  qcmn_log(QCMN_LOG_ERROR, QCMN_TAG_FRONTEND, "[%s:%d] assert failed! (" what ")\n", \
-           QCMN_MFAL_PATH, line)
+// A null argument is logged with the file and line of the check that found it.
+#define QCMN_MFAL_ASSERT_FAILED(what)                                                          \
+  qcmn_log(QCMN_LOG_ERROR, QCMN_TAG_FRONTEND, "[%s:%d] assert failed! (" what ")\n", __FILE__, \
+           __LINE__)
 
 // Private block of a record: a cleared scratch area nobody reads, then the data source and the
 // cache its handles share.
@@ -47,7 +44,7 @@ inline ssize_t qcmn_mfal_source_read(void* source, int64_t pos, void* buf, size_
 
 inline QCMN_MFAL_FILE* qcmn_mfal_open(QCMN_MFAL* mfal, unsigned long /*mode*/) {
   if (!mfal) {
-    QCMN_MFAL_ASSERT_FAILED(102, "mfal");
+    QCMN_MFAL_ASSERT_FAILED("mfal");
     return nullptr;
   }
   QCMN_MFAL_FILE* fp = new (std::nothrow) QCMN_MFAL_FILE();
@@ -65,7 +62,7 @@ inline QCMN_MFAL_FILE* qcmn_mfal_open(QCMN_MFAL* mfal, unsigned long /*mode*/) {
 
 inline void qcmn_mfal_close(QCMN_MFAL_FILE* fp) {
   if (!fp) {
-    QCMN_MFAL_ASSERT_FAILED(134, "fp");
+    QCMN_MFAL_ASSERT_FAILED("fp");
     return;
   }
   delete fp;
@@ -74,11 +71,11 @@ inline void qcmn_mfal_close(QCMN_MFAL_FILE* fp) {
 inline int qcmn_mfal_read(QCMN_MFAL_FILE* fp, void* buf, int size) {
   if (size < 1) return 0;
   if (!buf) {
-    QCMN_MFAL_ASSERT_FAILED(151, "buf");
+    QCMN_MFAL_ASSERT_FAILED("buf");
     return -1;
   }
   if (!fp) {
-    QCMN_MFAL_ASSERT_FAILED(152, "fp");
+    QCMN_MFAL_ASSERT_FAILED("fp");
     return -1;
   }
   // The cache never reports more than was asked, even from a source that claims to.
@@ -90,7 +87,7 @@ inline int qcmn_mfal_read(QCMN_MFAL_FILE* fp, void* buf, int size) {
 
 inline int qcmn_mfal_write(QCMN_MFAL_FILE* fp, const void* /*buf*/, int /*size*/) {
   if (!fp) {
-    QCMN_MFAL_ASSERT_FAILED(165, "fp");
+    QCMN_MFAL_ASSERT_FAILED("fp");
     return -1;
   }
   return 0;
@@ -98,11 +95,11 @@ inline int qcmn_mfal_write(QCMN_MFAL_FILE* fp, const void* /*buf*/, int /*size*/
 
 inline int qcmn_mfal_getpos(QCMN_MFAL_FILE* fp, int64_t* pos) {
   if (!pos) {
-    QCMN_MFAL_ASSERT_FAILED(174, "p");
+    QCMN_MFAL_ASSERT_FAILED("p");
     return -1;
   }
   if (!fp) {
-    QCMN_MFAL_ASSERT_FAILED(175, "fp");
+    QCMN_MFAL_ASSERT_FAILED("fp");
     return -1;
   }
   *pos = fp->position;
@@ -111,11 +108,11 @@ inline int qcmn_mfal_getpos(QCMN_MFAL_FILE* fp, int64_t* pos) {
 
 inline int qcmn_mfal_setpos(QCMN_MFAL_FILE* fp, const int64_t* pos) {
   if (!pos) {
-    QCMN_MFAL_ASSERT_FAILED(188, "p");
+    QCMN_MFAL_ASSERT_FAILED("p");
     return -1;
   }
   if (!fp) {
-    QCMN_MFAL_ASSERT_FAILED(189, "fp");
+    QCMN_MFAL_ASSERT_FAILED("fp");
     return -1;
   }
   fp->position = *pos;
@@ -124,11 +121,11 @@ inline int qcmn_mfal_setpos(QCMN_MFAL_FILE* fp, const int64_t* pos) {
 
 inline int qcmn_mfal_skip(QCMN_MFAL_FILE* fp, const int64_t* count) {
   if (!count) {
-    QCMN_MFAL_ASSERT_FAILED(203, "fsize");
+    QCMN_MFAL_ASSERT_FAILED("fsize");
     return -1;
   }
   if (!fp) {
-    QCMN_MFAL_ASSERT_FAILED(204, "fp");
+    QCMN_MFAL_ASSERT_FAILED("fp");
     return -1;
   }
   if (*count < 1) return -1;
@@ -139,11 +136,11 @@ inline int qcmn_mfal_skip(QCMN_MFAL_FILE* fp, const int64_t* count) {
 
 inline int qcmn_mfal_getsize(QCMN_MFAL_FILE* fp, int64_t* size) {
   if (!size) {
-    QCMN_MFAL_ASSERT_FAILED(224, "fsize");
+    QCMN_MFAL_ASSERT_FAILED("fsize");
     return -1;
   }
   if (!fp) {
-    QCMN_MFAL_ASSERT_FAILED(225, "fp");
+    QCMN_MFAL_ASSERT_FAILED("fp");
     return -1;
   }
   *size = 0;
@@ -155,11 +152,11 @@ inline int qcmn_mfal_getsize(QCMN_MFAL_FILE* fp, int64_t* size) {
 
 inline int qcmn_mfal_ioctl(QCMN_MFAL_FILE* fp, int code, void* arg) {
   if (!fp) {
-    QCMN_MFAL_ASSERT_FAILED(239, "fp");
+    QCMN_MFAL_ASSERT_FAILED("fp");
     return -1;
   }
   if (!arg) {
-    QCMN_MFAL_ASSERT_FAILED(240, "arg");
+    QCMN_MFAL_ASSERT_FAILED("arg");
     return -1;
   }
   return code == 1 ? 0 : -1;

@@ -1,5 +1,5 @@
 // What the framework cannot see of an opened extractor, for tests: the status behind a failed
-// query, and the shared holder.
+// query, the shared holder and the published tracks.
 #pragma once
 
 #include "qmkv_extractor.h"
@@ -12,6 +12,9 @@ struct QMKVExtractorPeer {
   }
   static QMKVDSF* Holder(CMediaExtractor* e) {
     return static_cast<QMKVExtractor*>(e->data)->mHolder.get();
+  }
+  static QMKVTrack Track(CMediaExtractor* e, size_t index) {
+    return static_cast<QMKVExtractor*>(e->data)->mTracks.at(index);
   }
 };
 
