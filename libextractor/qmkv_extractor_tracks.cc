@@ -8,7 +8,7 @@
 #include <new>
 
 #include "common/qcmn_audcfg.h"
-#include "common/qcmn_codecs.h"
+#include "common/qcmn_codec_table.h"
 #include "common/qcmn_fourcc.h"
 #include "common/qcmn_log.h"
 #include "common/qcmn_mimetypes.h"
@@ -35,10 +35,6 @@ int32_t CreateStatus(int32_t err) {
   if (err == QMKVD_ERR_UNUSABLE) return QMKV_ERROR_INVALID;
   if (err == QMKVD_ERR_ALLOC) return QMKV_ERROR_RESOLUTION;
   return QMKV_ERROR_NO_MEDIA;
-}
-
-bool IsAacCode(uint32_t code) {
-  return code == QCMN_TAG_AAC || code == qcmn_fourcc("mp4a") || code == qcmn_fourcc("MP4A");
 }
 
 int32_t MaxInputSizeFor(uint64_t pixels) {
@@ -142,7 +138,7 @@ int32_t QMKVExtractor::describeAudio(int32_t index, int32_t slot, int32_t* aac_p
   QMKVD_AUDIO_INFO* info = &mHolder->mAudioInfo[slot];
   if (qmkvd_get_info_aud(mHolder->mDemuxer, index, info) != 0) return QMKV_ERROR_TRACK_INFO;
   if (!qcmn_is_audio_code(info->codec_tag)) return QMKV_ERROR_UNSUPPORTED;
-  if (!IsAacCode(info->codec_tag)) return 0;
+  if (!qaud_is_aac_code(info->codec_tag)) return 0;
   uint32_t length = 0;
   int32_t status = 0;
   uint8_t* block = QmkvFetchFormat(mHolder->mDemuxer, index, &length, &status);

@@ -11,7 +11,7 @@
 
 #include "bit_writer.h"
 #include "common/qcmn_audcfg.h"
-#include "common/qcmn_codecs.h"
+#include "common/qcmn_codec_table.h"
 #include "common/qcmn_formatkeys.h"
 #include "common/qcmn_fourcc.h"
 #include "common/qcmn_mimetypes.h"
@@ -89,28 +89,36 @@ TEST(FourCC2MIME, SampleAgainstFrameworkStrings) {
   EXPECT_STRNE(QCMN_MIMETYPE_TEXT_ASS, QCMN_MIMETYPE_TEXT_SSA);
 }
 
+std::vector<uint32_t> PlayableCodes(QCMN_CODEC_KIND kind) {
+  std::vector<uint32_t> codes;
+  for (size_t i = 0; i < QCMN_CODEC_COUNT; ++i) {
+    const QCMN_CODEC& row = QCMN_CODECS[i];
+    if (row.kind == kind && (row.traits & QCMN_CODEC_PLAYABLE)) codes.push_back(row.code);
+  }
+  return codes;
+}
+
+TEST(CodecTable, EachCodeOncePerKind) {
+  for (size_t i = 0; i < QCMN_CODEC_COUNT; ++i) {
+    const QCMN_CODEC& row = QCMN_CODECS[i];
+    EXPECT_EQ(qcmn_codec(row.code, row.kind), &row) << std::hex << row.code;
+  }
+}
+
 TEST(FourCC2MIME, EverySupportedCodeHasAKindMatchingType) {
-  struct Kind {
-    const uint32_t* codes;
-    size_t count;
-    const char* prefix;
-  };
-  const Kind kinds[] = {
-      {QCMN_AUDIO_CODES, QCMN_AUDIO_CODE_COUNT, "audio/"},
-      {QCMN_VIDEO_CODES, QCMN_VIDEO_CODE_COUNT, "video/"},
-      {QCMN_SUBTITLE_CODES, QCMN_SUBTITLE_CODE_COUNT, ""},
-  };
-  EXPECT_EQ(QCMN_AUDIO_CODE_COUNT, 19u);
-  EXPECT_EQ(QCMN_VIDEO_CODE_COUNT, 24u);
-  EXPECT_EQ(QCMN_SUBTITLE_CODE_COUNT, 3u);
-  for (const Kind& k : kinds) {
-    for (size_t i = 0; i < k.count; ++i) {
-      const char* mime = FourCC2MIME(k.codes[i]);
+  const std::pair<QCMN_CODEC_KIND, const char*> kinds[] = {
+      {QCMN_KIND_AUDIO, "audio/"}, {QCMN_KIND_VIDEO, "video/"}, {QCMN_KIND_SUBTITLE, ""}};
+  EXPECT_EQ(PlayableCodes(QCMN_KIND_AUDIO).size(), 19u);
+  EXPECT_EQ(PlayableCodes(QCMN_KIND_VIDEO).size(), 24u);
+  EXPECT_EQ(PlayableCodes(QCMN_KIND_SUBTITLE).size(), 3u);
+  for (const auto& [kind, prefix] : kinds) {
+    for (uint32_t code : PlayableCodes(kind)) {
+      const char* mime = FourCC2MIME(code);
       ASSERT_NE(mime, nullptr);
-      EXPECT_STRCASENE(mime, QCMN_MIMETYPE_UNKNOWN) << std::hex << k.codes[i];
-      EXPECT_STRCASENE(mime, QCMN_MIMETYPE_AUDIO_UNKNOWN) << std::hex << k.codes[i];
-      EXPECT_STRCASENE(mime, QCMN_MIMETYPE_VIDEO_UNKNOWN) << std::hex << k.codes[i];
-      EXPECT_EQ(strncmp(mime, k.prefix, strlen(k.prefix)), 0) << mime;
+      EXPECT_STRCASENE(mime, QCMN_MIMETYPE_UNKNOWN) << std::hex << code;
+      EXPECT_STRCASENE(mime, QCMN_MIMETYPE_AUDIO_UNKNOWN) << std::hex << code;
+      EXPECT_STRCASENE(mime, QCMN_MIMETYPE_VIDEO_UNKNOWN) << std::hex << code;
+      EXPECT_EQ(strncmp(mime, prefix, strlen(prefix)), 0) << mime;
     }
   }
   EXPECT_TRUE(qcmn_is_audio_code(qcmn_fourcc("mp4a")));
@@ -143,10 +151,10 @@ QVID_MM_LIMITS LimitsOf(uint32_t code, int32_t* result) {
 }
 
 TEST(DecoderCaps, SupportFollowsThePublishedVideoCodes) {
-  for (size_t i = 0; i < QCMN_VIDEO_CODE_COUNT; ++i) {
+  for (uint32_t code : PlayableCodes(QCMN_KIND_VIDEO)) {
     QVID_MM_SUPPORT s = {0};
-    EXPECT_EQ(qvid_get_mm_spec(QVID_MM_QUERY_SUPPORT, QCMN_VIDEO_CODES[i], &s), QVID_MM_OK);
-    EXPECT_EQ(s.supported, 1u) << std::hex << QCMN_VIDEO_CODES[i];
+    EXPECT_EQ(qvid_get_mm_spec(QVID_MM_QUERY_SUPPORT, code, &s), QVID_MM_OK);
+    EXPECT_EQ(s.supported, 1u) << std::hex << code;
   }
   // Audio, subtitles, video we do not publish: refused, and a stale answer is cleared.
   for (uint32_t code : {0xFFu, qcmn_fourcc("SSRT"), qcmn_fourcc("THEO"), qcmn_fourcc("MPG1"),
@@ -175,8 +183,8 @@ TEST(DecoderCaps, LimitsFourKForModernCodecsFullHdOtherwise) {
     EXPECT_EQ(l.portrait_height, w) << c;
   }
   // Every published code has limits that hold at least full HD in both orientations.
-  for (size_t i = 0; i < QCMN_VIDEO_CODE_COUNT; ++i) {
-    QVID_MM_LIMITS l = LimitsOf(QCMN_VIDEO_CODES[i], &r);
+  for (uint32_t code : PlayableCodes(QCMN_KIND_VIDEO)) {
+    QVID_MM_LIMITS l = LimitsOf(code, &r);
     EXPECT_EQ(r, QVID_MM_OK);
     EXPECT_GE(l.landscape_width, 1920u);
     EXPECT_EQ(l.portrait_width, l.landscape_height);

@@ -191,11 +191,11 @@ Status Parse(QcmnBitReader* br, QAUD_CONFIG* cfg) {
   return Status::kOk;
 }
 
-bool IsAacCode(uint32_t code) {
+}  // namespace
+
+bool qaud_is_aac_code(uint32_t code) {
   return code == QCMN_TAG_AAC || code == qcmn_fourcc("mp4a") || code == qcmn_fourcc("MP4A");
 }
-
-}  // namespace
 
 int32_t qaud_aac_rate_index(uint32_t rate) {
   for (int32_t i = 0; i < static_cast<int32_t>(sizeof(kRates) / sizeof(kRates[0])); ++i) {
@@ -206,7 +206,7 @@ int32_t qaud_aac_rate_index(uint32_t rate) {
 
 int32_t qaud_config_parser(const QAUD_CONFIG_INPUT* in, QAUD_CONFIG* out) {
   if (!in || !out || (!in->data && in->length > 0)) return QAUD_CFG_ERR_ARGUMENT;
-  if (!IsAacCode(in->code)) return QAUD_CFG_ERR_CODEC;
+  if (!qaud_is_aac_code(in->code)) return QAUD_CFG_ERR_CODEC;
   if (in->length == 0) return QAUD_CFG_ERR_EMPTY;
   QcmnBitReader br(in->data, in->length);
   QAUD_CONFIG cfg = {0, 0, 0, 0, 0};

@@ -33,6 +33,9 @@ enum : int32_t {
 // with *out unchanged.
 int32_t qaud_config_parser(const QAUD_CONFIG_INPUT* in, QAUD_CONFIG* out);
 
+// The codes whose format block is an AudioSpecificConfig: 0xFF, "mp4a" and "MP4A".
+bool qaud_is_aac_code(uint32_t code);
+
 // The MPEG-4 sampling-frequency index of a rate in Hz (96000 -> 0 ... 7350 -> 12), or -1 for a
 // rate only the escape code can carry.
 int32_t qaud_aac_rate_index(uint32_t rate);

@@ -2,7 +2,7 @@
 
 #include <string.h>
 
-#include "common/qcmn_fourcc.h"
+#include "common/qcmn_codec_table.h"
 #include "common/qcmn_vidcfg_internal.h"
 
 namespace qvid {
@@ -28,30 +28,9 @@ bool NextUnit(const uint8_t* data, uint32_t length, uint32_t* pos, Unit* unit) {
 
 namespace {
 
-enum class Family { kUnknown, kMpeg4, kH264, kHevc, kMsMpeg4v3, kAv1, kH263, kMpeg2 };
-
-Family FamilyOf(uint32_t code) {
-  struct Entry {
-    uint32_t code;
-    Family family;
-  };
-  static constexpr Entry kTable[] = {
-      {qcmn_fourcc("xvid"), Family::kMpeg4},     {qcmn_fourcc("XVID"), Family::kMpeg4},
-      {qcmn_fourcc("fmp4"), Family::kMpeg4},     {qcmn_fourcc("FMP4"), Family::kMpeg4},
-      {qcmn_fourcc("MP4V"), Family::kMpeg4},     {qcmn_fourcc("mp4v"), Family::kMpeg4},
-      {qcmn_fourcc("h264"), Family::kH264},      {qcmn_fourcc("H264"), Family::kH264},
-      {qcmn_fourcc("x264"), Family::kH264},      {qcmn_fourcc("X264"), Family::kH264},
-      {qcmn_fourcc("AVC1"), Family::kH264},      {qcmn_fourcc("avc1"), Family::kH264},
-      {qcmn_fourcc("hvc1"), Family::kHevc},      {qcmn_fourcc("hev1"), Family::kHevc},
-      {qcmn_fourcc("MP43"), Family::kMsMpeg4v3}, {qcmn_fourcc("av01"), Family::kAv1},
-      {qcmn_fourcc("s263"), Family::kH263},      {qcmn_fourcc("S263"), Family::kH263},
-      {qcmn_fourcc("h263"), Family::kH263},      {qcmn_fourcc("H263"), Family::kH263},
-      {qcmn_fourcc("MPG2"), Family::kMpeg2},     {qcmn_fourcc("mpg2"), Family::kMpeg2},
-  };
-  for (const Entry& e : kTable) {
-    if (e.code == code) return e.family;
-  }
-  return Family::kUnknown;
+QCMN_VIDEO_CONFIG ParserOf(uint32_t code) {
+  const QCMN_CODEC* row = qcmn_codec(code, QCMN_KIND_VIDEO);
+  return row ? row->config : QCMN_VIDCFG_NONE;
 }
 
 }  // namespace
@@ -60,21 +39,21 @@ int32_t qvid_config_parser(const QVID_CONFIG_INPUT* in, QVID_CONFIG* out) {
   if (out == nullptr) return qvid::kBroken;
   memset(out, 0, sizeof(*out));
   if (in == nullptr) return qvid::kBroken;
-  const Family family = FamilyOf(in->code);
-  if (family == Family::kUnknown) return qvid::kUnknownCodec;
+  const QCMN_VIDEO_CONFIG parser = ParserOf(in->code);
+  if (parser == QCMN_VIDCFG_NONE) return qvid::kUnknownCodec;
   // MS MPEG-4 v3 carries no picture size in its frames; the container's size is all there is.
-  if (family == Family::kMsMpeg4v3) return qvid::kFound;
+  if (parser == QCMN_VIDCFG_MSMPEG4V3) return qvid::kFound;
   if (in->data == nullptr && in->length != 0) return qvid::kBroken;
   if (in->length == 0) return qvid::kNeedMore;
 
   int32_t r = qvid::kUnknownCodec;
-  switch (family) {
-    case Family::kH264: r = qvid::ParseH264(in->data, in->length, out); break;
-    case Family::kHevc: r = qvid::ParseHevc(in->data, in->length, out); break;
-    case Family::kMpeg4: r = qvid::ParseMpeg4(in->data, in->length, out); break;
-    case Family::kMpeg2: r = qvid::ParseMpeg2(in->data, in->length, out); break;
-    case Family::kH263: r = qvid::ParseH263(in->data, in->length, out); break;
-    case Family::kAv1: r = qvid::ParseAv1(in->data, in->length, out); break;
+  switch (parser) {
+    case QCMN_VIDCFG_H264: r = qvid::ParseH264(in->data, in->length, out); break;
+    case QCMN_VIDCFG_HEVC: r = qvid::ParseHevc(in->data, in->length, out); break;
+    case QCMN_VIDCFG_MPEG4: r = qvid::ParseMpeg4(in->data, in->length, out); break;
+    case QCMN_VIDCFG_MPEG2: r = qvid::ParseMpeg2(in->data, in->length, out); break;
+    case QCMN_VIDCFG_H263: r = qvid::ParseH263(in->data, in->length, out); break;
+    case QCMN_VIDCFG_AV1: r = qvid::ParseAv1(in->data, in->length, out); break;
     default: break;
   }
   // A half-filled record must not be mistaken for a result.

@@ -2,7 +2,7 @@
 
 #include <stdlib.h>
 
-#include "common/qcmn_fourcc.h"
+#include "common/qcmn_codec_table.h"
 #include "common/qcmn_log.h"
 #include "common/qcmn_mt.h"
 #include "demux/qmkvd_status.h"
@@ -147,15 +147,6 @@ void qmkvds_close(QMKVDS_CTX* s) {
 }
 
 int32_t support_lacing(int32_t codec) {
-  switch (static_cast<uint32_t>(codec)) {
-    case QCMN_TAG_PCM:
-    case QCMN_TAG_IEEE_FLOAT:
-    case QCMN_TAG_MPEG_AUDIO:
-    case QCMN_TAG_MP3:
-    case QCMN_TAG_AC3:
-    case QCMN_TAG_FLAC:
-    case qcmn_fourcc("ec-3"):
-    case qcmn_fourcc("lpcm"): return 1;
-    default: return 0;
-  }
+  const QCMN_CODEC* row = qcmn_codec(static_cast<uint32_t>(codec), QCMN_KIND_AUDIO);
+  return row && (row->traits & QCMN_CODEC_LACES_WHOLE) ? 1 : 0;
 }
