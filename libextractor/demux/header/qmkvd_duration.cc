@@ -9,6 +9,7 @@
 #include "demux/ebml/qmkvd_util.h"
 #include "demux/ebml/qmkvd_walk.h"
 #include "demux/read/qmkvd_block.h"
+#include "mfal/qcmn_mfal_mem.h"
 
 namespace {
 
@@ -56,34 +57,106 @@ bool BlockHeader(const Window& w, int64_t at, int64_t end, uint32_t* track, int1
   return qmkvd_block_head(w.bytes + at, end - at, track, relative) > 0;
 }
 
+// The window as the child walker reads it, and what the walks of one Cluster gather.
+struct ClusterScan {
+  const QMKVD_CTX* ctx;
+  const Window* w;
+  QCMN_MFAL_MEM mem;
+  uint64_t timecode;
+  bool any;      // a whole block was seen
+  int64_t last;  // the latest block end, in ticks
+};
+
+// What the walk of one BlockGroup finds.
+struct GroupScan {
+  bool found;  // its Block, with a readable header
+  uint32_t track;
+  int16_t relative;
+  int64_t duration;  // -1 when it has no BlockDuration
+};
+
+int WalkWindow(ClusterScan* scan, int64_t data, int64_t size, const QMKVD_MASTER* master,
+               void* record) {
+  return qmkvd_walk_children(nullptr, &scan->mem.mfal, qcmn_mfal_mem_handle(&scan->mem), data,
+                             static_cast<uint64_t>(size), master, record, scan);
+}
+
+int64_t ChildEnd(const QMKVD_CHILD* child) {
+  return qmkvd_pos_add(child->data_pos, child->size);
+}
+
+int ReadGroupBlock(QMKVD_WALK* walk, const QMKVD_CHILD* child, void* record) {
+  const ClusterScan* scan = static_cast<const ClusterScan*>(walk->user);
+  GroupScan* group = static_cast<GroupScan*>(record);
+  group->found =
+      BlockHeader(*scan->w, child->data_pos, ChildEnd(child), &group->track, &group->relative);
+  return QMKVD_WALK_NEXT;
+}
+
+int ReadGroupDuration(QMKVD_WALK* walk, const QMKVD_CHILD* child, void* record) {
+  if (child->size > 8) return QMKVD_WALK_NEXT;
+  const ClusterScan* scan = static_cast<const ClusterScan*>(walk->user);
+  const uint64_t value =
+      qmkvd_b2v_u64(scan->w->bytes + child->data_pos, static_cast<int>(child->size));
+  static_cast<GroupScan*>(record)->duration =
+      value > INT64_MAX ? INT64_MAX : static_cast<int64_t>(value);
+  return QMKVD_WALK_NEXT;
+}
+
+// A BlockGroup's children up to the first that runs past it or cannot be read.
+const QMKVD_CHILD_RULE kGroupRules[] = {
+    QMKVD_RULE_HANDLER(MKV_ID_BLOCK, ReadGroupBlock),
+    QMKVD_RULE_HANDLER(MKV_ID_BLOCK_DURATION, ReadGroupDuration),
+};
+const QMKVD_MASTER kGroup = {kGroupRules,          sizeof(kGroupRules) / sizeof(kGroupRules[0]),
+                             /*skip_empty=*/false, /*cap_size=*/false,
+                             QMKVD_OVERRUN_STOP,   /*unreadable_ends=*/true};
+
 // The end (time plus duration, in ticks) of a SimpleBlock or BlockGroup that lies whole in the
 // data; false for anything else.
-bool BlockEnd(const QMKVD_CTX* ctx, const Window& w, const Child& block, uint64_t timecode,
-              int64_t* end) {
-  if (block.end > w.data_end) return false;  // cut off: the reader stops before it
-  uint32_t track = 0;
-  int16_t relative = 0;
-  int64_t duration = -1;
-  if (block.id == MKV_ID_SIMPLE_BLOCK) {
-    if (!BlockHeader(w, block.data, block.end, &track, &relative)) return false;
-  } else {
-    bool found = false;
-    Child child;
-    for (int64_t at = block.data; at < block.end && ReadChild(w, at, &child); at = child.end) {
-      if (child.end > block.end) break;
-      if (child.id == MKV_ID_BLOCK) {
-        found = BlockHeader(w, child.data, child.end, &track, &relative);
-      } else if (child.id == MKV_ID_BLOCK_DURATION && child.size <= 8) {
-        const uint64_t value = qmkvd_b2v_u64(w.bytes + child.data, static_cast<int>(child.size));
-        duration = value > INT64_MAX ? INT64_MAX : static_cast<int64_t>(value);
-      }
-    }
-    if (!found) return false;
+bool BlockEnd(ClusterScan* scan, const QMKVD_CHILD* block, int64_t* end) {
+  const Window& w = *scan->w;
+  if (ChildEnd(block) > w.data_end) return false;  // cut off: the reader stops before it
+  GroupScan group = {false, 0, 0, -1};
+  if (block->id == MKV_ID_SIMPLE_BLOCK) {
+    group.found = BlockHeader(w, block->data_pos, ChildEnd(block), &group.track, &group.relative);
+  } else if (WalkWindow(scan, block->data_pos, static_cast<int64_t>(block->size), &kGroup, &group) <
+             0) {
+    return false;
   }
-  if (duration < 0) duration = TrackDefaultTicks(ctx, track);
-  *end = qmkvd_time_add(qmkvd_block_ticks(timecode, relative), duration);
+  if (!group.found) return false;
+  const int64_t duration =
+      group.duration < 0 ? TrackDefaultTicks(scan->ctx, group.track) : group.duration;
+  *end = qmkvd_time_add(qmkvd_block_ticks(scan->timecode, group.relative), duration);
   return true;
 }
+
+int ReadClusterBlock(QMKVD_WALK* walk, const QMKVD_CHILD* child, void*) {
+  ClusterScan* scan = static_cast<ClusterScan*>(walk->user);
+  int64_t end = 0;
+  if (BlockEnd(scan, child, &end)) {
+    scan->last = scan->any && scan->last > end ? scan->last : end;
+    scan->any = true;
+  }
+  return QMKVD_WALK_NEXT;
+}
+
+// The next Cluster, after one of unknown size, ends this one.
+int StopAtCluster(QMKVD_WALK*, const QMKVD_CHILD*, void*) {
+  return QMKVD_WALK_STOP;
+}
+
+// A Cluster's children after its Timecode, up to its end or a header that cannot be read (the
+// end of the window).
+const QMKVD_CHILD_RULE kClusterRules[] = {
+    QMKVD_RULE_HANDLER(MKV_ID_SIMPLE_BLOCK, ReadClusterBlock),
+    QMKVD_RULE_HANDLER(MKV_ID_BLOCK_GROUP, ReadClusterBlock),
+    QMKVD_RULE_HANDLER(MKV_ID_CLUSTER, StopAtCluster),
+};
+const QMKVD_MASTER kCluster = {
+    kClusterRules,        sizeof(kClusterRules) / sizeof(kClusterRules[0]),
+    /*skip_empty=*/false, /*cap_size=*/false,
+    QMKVD_OVERRUN_FOLLOW, /*unreadable_ends=*/true};
 
 // The latest block end in the Cluster whose ID starts at `at`; false when it is no Cluster
 // (its Timecode does not come first, after a CRC-32 or Void at most: four bytes of some frame
@@ -100,19 +173,19 @@ bool LastEndInCluster(const QMKVD_CTX* ctx, const Window& w, int64_t at, int64_t
     if (child.id != kCrc32 && child.id != kVoid) return false;
   }
   if (child.size > 8) return false;
-  const uint64_t timecode = qmkvd_b2v_u64(w.bytes + child.data, static_cast<int>(child.size));
-  bool any = false;
-  for (pos = child.end; pos < cluster.end && ReadChild(w, pos, &child); pos = child.end) {
-    if (child.id == MKV_ID_CLUSTER) break;  // the next Cluster, after one of unknown size
-    int64_t end = 0;
-    if ((child.id == MKV_ID_SIMPLE_BLOCK || child.id == MKV_ID_BLOCK_GROUP) &&
-        BlockEnd(ctx, w, child, timecode, &end)) {
-      *last = any && *last > end ? *last : end;
-      any = true;
-    }
-    if (child.end > w.data_end) break;
+  ClusterScan scan;
+  scan.ctx = ctx;
+  scan.w = &w;
+  qcmn_mfal_mem_init(&scan.mem);
+  qcmn_mfal_mem_set(&scan.mem, w.bytes, w.size);
+  scan.timecode = qmkvd_b2v_u64(w.bytes + child.data, static_cast<int>(child.size));
+  scan.any = false;
+  scan.last = 0;
+  if (child.end < cluster.end) {
+    WalkWindow(&scan, child.end, cluster.end - child.end, &kCluster, nullptr);
   }
-  return any;
+  if (scan.any) *last = scan.last;
+  return scan.any;
 }
 
 // The last Cluster in the window that holds a whole block, searched from the end back.
