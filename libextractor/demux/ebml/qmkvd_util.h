@@ -72,6 +72,8 @@ static inline int64_t qmkvd_block_ticks(uint64_t cluster_timecode, int16_t relat
   return ticks < 0 ? 0 : ticks;
 }
 
+constexpr int64_t QMKVD_NS_PER_SECOND = 1000000000;
+
 // Nanoseconds from the demuxer's 100-ns units, saturating.
 static inline int64_t qmkvd_time_to_ns(int64_t time) {
   return qmkvd_time_mul(time, 100);
@@ -85,6 +87,14 @@ static inline int64_t qmkvd_ticks_to_ns(int64_t ticks, uint64_t ns_per_tick) {
 
 static inline int64_t qmkvd_ticks_to_time(uint64_t ticks, uint64_t ns_per_tick) {
   return qmkvd_ns_to_time(qmkvd_ticks_to_ns(qmkvd_clamp_to_i64(ticks), ns_per_tick));
+}
+
+// A block's time in the demuxer's units: its Cluster's Timecode plus its own offset, in ticks of
+// ns_per_tick nanoseconds.
+static inline int64_t qmkvd_block_time(uint64_t cluster_timecode, int16_t relative,
+                                       uint64_t ns_per_tick) {
+  return qmkvd_ticks_to_time(static_cast<uint64_t>(qmkvd_block_ticks(cluster_timecode, relative)),
+                             ns_per_tick);
 }
 
 // Grows a calloc'd array holding `count` entries to *capacity + step entries. The old array is

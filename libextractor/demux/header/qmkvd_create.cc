@@ -107,10 +107,10 @@ int MetadataSlotOf(const char* name) {
 // DateUTC (ns since 2001-01-01T00:00:00 UTC) in ISO 8601's basic form, the form the platform's
 // extractors give a file's date in: 20240501T120000.000Z.
 void FormatDate(int64_t ns, char (&out)[48]) {
-  const int64_t kNsPerSecond = 1000000000, kSecondsPerDay = 86400;
+  const int64_t kSecondsPerDay = 86400;
   const int64_t kDaysFrom1970To2001 = 11323;
-  int64_t seconds = ns / kNsPerSecond;
-  if (ns % kNsPerSecond < 0) --seconds;
+  int64_t seconds = ns / QMKVD_NS_PER_SECOND;
+  if (ns % QMKVD_NS_PER_SECOND < 0) --seconds;
   int64_t days = seconds / kSecondsPerDay;
   if (seconds % kSecondsPerDay < 0) --days;
   const int64_t in_day = seconds - days * kSecondsPerDay;

@@ -2,13 +2,13 @@
 #include <string.h>
 
 #include "common/qcmn_mt.h"
+#include "demux/ebml/qmkvd_util.h"
 #include "demux/header/qmkvd_format.h"
 #include "demux/qmkvd_status.h"
 
 namespace {
 
 const uint32_t kDefaultBitsPerSample = 16;
-const uint64_t kNsPerSecond = 1000000000;
 
 // The track of a checked context and index, or null after the argument checks fail.
 const QMKVDS_CTX* StreamOf(const QMKVD_CTX* ctx, int32_t track, const void* info) {
@@ -100,7 +100,9 @@ int32_t qmkvd_get_info_vid(QMKVD_CTX* ctx, int32_t track, QMKVD_VIDEO_INFO* info
   info->present = 1;
   info->frame_count = FrameCount(ctx, t);
   info->frame_rate =
-      t.default_duration ? static_cast<uint32_t>(kNsPerSecond / t.default_duration) : 0;
+      t.default_duration
+          ? static_cast<uint32_t>(static_cast<uint64_t>(QMKVD_NS_PER_SECOND) / t.default_duration)
+          : 0;
   info->media_type = static_cast<uint32_t>(qcmn_fcc2mt_vid(s->codec_tag));
   info->colour = t.video.colour;
   SetDisplaySize(t.video, info);

@@ -56,8 +56,7 @@ bool ReadBlockHeader(QMKVDS_CTX* s, const QMKVD_BLOCK_LOCATOR* loc, QMKVD_BLOCK*
 }
 
 int64_t BlockTime(const QMKVDS_CTX* s, int16_t relative) {
-  return qmkvd_ticks_to_ns(qmkvd_block_ticks(s->cluster.timecode, relative), s->timecode_scale) /
-         100;
+  return qmkvd_block_time(s->cluster.timecode, relative, s->timecode_scale);
 }
 
 }  // namespace

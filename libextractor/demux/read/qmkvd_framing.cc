@@ -4,12 +4,12 @@
 
 #include "common/qcmn_audcfg.h"
 #include "common/qcmn_mt.h"
+#include "demux/ebml/qmkvd_util.h"
 
 namespace {
 
 enum : uint8_t { kNone = 0, kFixed = 1, kOpus = 2, kVorbis = 3 };
 
-const int64_t kNsPerSecond = 1000000000;
 const int64_t kOpusRate = 48000;
 
 bool CodecIs(const QMKVD_TRACK* t, const char* id) {
@@ -17,7 +17,7 @@ bool CodecIs(const QMKVD_TRACK* t, const char* id) {
 }
 
 int64_t SamplesToNs(int64_t samples, int64_t rate) {
-  return rate > 0 ? samples * kNsPerSecond / rate : -1;
+  return rate > 0 ? samples * QMKVD_NS_PER_SECOND / rate : -1;
 }
 
 // --- AAC: 1024 samples a frame (960 where the configuration says so) at the core rate ---------

@@ -7,9 +7,7 @@
 int64_t get_time_pts(QMKVDS_CTX* s, uint64_t cluster_timecode, int16_t relative_timecode) {
   if (!s || s->check != QMKVDS_CHECK) return QMKVD_ERR_HANDLE;
   if (!s->open) return QMKVD_ERR_NOT_FOUND;
-  return qmkvd_ticks_to_ns(qmkvd_block_ticks(cluster_timecode, relative_timecode),
-                           s->timecode_scale) /
-         100;
+  return qmkvd_block_time(cluster_timecode, relative_timecode, s->timecode_scale);
 }
 
 // Decoding-order times: frames are numbered and spaced by the default duration, so B-frame
