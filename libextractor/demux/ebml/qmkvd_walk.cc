@@ -261,10 +261,12 @@ int qmkvd_walk_children(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, int
   mfal->setpos(fp, &pos);
   while (pos < walk.end) {
     QMKVD_CHILD child = {0, 0, pos, 0};
-    if (qmkvd_ebml_get_id_len64(mfal, fp, &child.id, &child.size) != 0) {
-      if (!master->unreadable_ends) return -1;
+    const bool readable = qmkvd_ebml_get_id_len64(mfal, fp, &child.id, &child.size) == 0;
+    if (!readable && master->ending == QMKVD_ENDS_AT_SIZE) return -1;
+    if (!readable || (master->ending == QMKVD_ENDS_AT_SEGMENT_CHILD &&
+                      qmkvd_walk_ends_at_segment_level(nullptr, child.id))) {
       mfal->setpos(fp, &child.elem_pos);
-      return QMKVD_WALK_UNREADABLE;
+      return QMKVD_WALK_ENDED;
     }
     mfal->getpos(fp, &child.data_pos);
     const QMKVD_CHILD_RULE* rule = FindRule(master, child.id);

@@ -53,8 +53,8 @@ struct QMKVD_WALK {
   void* user;        // the caller's context for handlers
 };
 
-// Handler results besides -1 (failure); the walk also ends with QMKVD_WALK_UNREADABLE.
-enum { QMKVD_WALK_NEXT = 0, QMKVD_WALK_STOP = 1, QMKVD_WALK_UNREADABLE = 2 };
+// Handler results besides -1 (failure); the walk also ends with QMKVD_WALK_ENDED.
+enum { QMKVD_WALK_NEXT = 0, QMKVD_WALK_STOP = 1, QMKVD_WALK_ENDED = 2 };
 
 typedef int (*QMKVD_CHILD_HANDLER)(QMKVD_WALK* walk, const QMKVD_CHILD* child, void* record);
 
@@ -74,15 +74,23 @@ struct QMKVD_CHILD_RULE {
   const char* default_text;
 };
 
+// Where a master's children end besides its size.
+enum QMKVD_ENDING : uint8_t {
+  QMKVD_ENDS_AT_SIZE,        // only there: a child header that cannot be read fails the walk
+  QMKVD_ENDS_AT_UNREADABLE,  // also at a child header that cannot be read
+  // also at a child that only the Segment holds (a master of unknown size, in a live recording)
+  QMKVD_ENDS_AT_SEGMENT_CHILD,
+};
+
 struct QMKVD_MASTER {
   const QMKVD_CHILD_RULE* rules;
   uint32_t rule_count;
   bool skip_empty;  // children of size 0 are not acted on
   bool cap_size;    // children larger than QMKVD_CHILD_SIZE_CAP fail the walk
   QMKVD_OVERRUN overrun;
-  // A child header that cannot be read ends the walk with QMKVD_WALK_UNREADABLE, the position
-  // set back to that header, instead of failing it.
-  bool unreadable_ends;
+  // Where the walk ends short of the size, it returns QMKVD_WALK_ENDED with the position set
+  // back to the header it ended at.
+  QMKVD_ENDING ending;
 };
 
 #define QMKVD_FIELD_OF(rec, field) sizeof(((rec*)0)->field), offsetof(rec, field)
@@ -126,7 +134,7 @@ struct QMKVD_MASTER {
 #define QMKVD_RULE_SKIP(id) \
   { id, QMKVD_FIELD_SKIP, 0, 0, 0, nullptr, 0, 0, 0, nullptr }
 #define QMKVD_MASTER_OF(rules, skip_empty, cap_size, overrun) \
-  { rules, sizeof(rules) / sizeof(rules[0]), skip_empty, cap_size, overrun, false }
+  { rules, sizeof(rules) / sizeof(rules[0]), skip_empty, cap_size, overrun, QMKVD_ENDS_AT_SIZE }
 
 // Walks the children of the element whose data is [data_pos, data_pos + size). A child of
 // unknown size (QMKVD_SIZE_UNKNOWN) is taken to end at the first element, from its payload on,
@@ -134,8 +142,8 @@ struct QMKVD_MASTER {
 // that size.
 // Before the first child, every rule's default is stored in its field.
 // Returns 0 when the end was reached, QMKVD_WALK_STOP when a handler or the overrun policy
-// ended the walk early, QMKVD_WALK_UNREADABLE (masters that allow it) at a child header that
-// cannot be read, -1 on failure. Without a context (bytes held in memory), children of unknown
+// ended the walk early, QMKVD_WALK_ENDED where the master's ending policy ended it, -1 on
+// failure. Without a context (bytes held in memory), children of unknown
 // size are not measured.
 int qmkvd_walk_children(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, int64_t data_pos,
                         uint64_t size, const QMKVD_MASTER* master, void* record, void* user);

@@ -110,7 +110,7 @@ const QMKVD_CHILD_RULE kGroupRules[] = {
 };
 const QMKVD_MASTER kGroup = {kGroupRules,          sizeof(kGroupRules) / sizeof(kGroupRules[0]),
                              /*skip_empty=*/false, /*cap_size=*/false,
-                             QMKVD_OVERRUN_STOP,   /*unreadable_ends=*/true};
+                             QMKVD_OVERRUN_STOP,   QMKVD_ENDS_AT_UNREADABLE};
 
 // The end (time plus duration, in ticks) of a SimpleBlock or BlockGroup that lies whole in the
 // data; false for anything else.
@@ -156,7 +156,7 @@ const QMKVD_CHILD_RULE kClusterRules[] = {
 const QMKVD_MASTER kCluster = {
     kClusterRules,        sizeof(kClusterRules) / sizeof(kClusterRules[0]),
     /*skip_empty=*/false, /*cap_size=*/false,
-    QMKVD_OVERRUN_FOLLOW, /*unreadable_ends=*/true};
+    QMKVD_OVERRUN_FOLLOW, QMKVD_ENDS_AT_UNREADABLE};
 
 // The latest block end in the Cluster whose ID starts at `at`; false when it is no Cluster
 // (its Timecode does not come first, after a CRC-32 or Void at most: four bytes of some frame

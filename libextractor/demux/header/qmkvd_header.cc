@@ -143,10 +143,9 @@ const QMKVD_CHILD_RULE kSegmentRules[] = {
     QMKVD_RULE_HANDLER(MKV_ID_TAGS, ReadLevel1),
 };
 const QMKVD_MASTER kSegment = {
-    kSegmentRules,           sizeof(kSegmentRules) / sizeof(kSegmentRules[0]),
-    /*skip_empty=*/false,    /*cap_size=*/false,
-    QMKVD_OVERRUN_FOLLOW,
-    /*unreadable_ends=*/true};
+    kSegmentRules,        sizeof(kSegmentRules) / sizeof(kSegmentRules[0]),
+    /*skip_empty=*/false, /*cap_size=*/false,
+    QMKVD_OVERRUN_FOLLOW, QMKVD_ENDS_AT_UNREADABLE};
 
 // Walks the Segment's children. A header that cannot be read ends the walk (an unknown-size
 // Segment ends this way at the end of the data), but not the parse.
@@ -154,7 +153,7 @@ int WalkSegment(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp) {
   const int walked =
       qmkvd_walk_children(ctx, mfal, fp, ctx->segment_data_pos,
                           static_cast<uint64_t>(ctx->segment_size), &kSegment, nullptr, nullptr);
-  if (walked == QMKVD_WALK_UNREADABLE) {
+  if (walked == QMKVD_WALK_ENDED) {
     qcmn_log(QCMN_LOG_ERROR, QCMN_TAG_HEADER, "Unknown data. Check file. Abnormal file.");
   }
   return walked < 0 ? -1 : 0;

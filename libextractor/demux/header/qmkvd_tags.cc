@@ -15,7 +15,7 @@ const QMKVD_MASTER kStepOver = {nullptr,
                                 /*skip_empty=*/false,
                                 /*cap_size=*/false,
                                 QMKVD_OVERRUN_FOLLOW,
-                                /*unreadable_ends=*/false};
+                                QMKVD_ENDS_AT_SIZE};
 
 int WalkResult(int walked) {
   return walked < 0 ? -1 : 0;

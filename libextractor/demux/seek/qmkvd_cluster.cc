@@ -115,43 +115,24 @@ int ReadFirstBlock(QMKVD_WALK*, const QMKVD_CHILD* child, void* record) {
   return QMKVD_WALK_STOP;
 }
 
-// In a Cluster of unknown size, an element that only the Segment holds ends it; the walk looks
-// for the next Cluster from there.
-int EndUnknownCluster(QMKVD_WALK*, const QMKVD_CHILD* child, void* record) {
-  static_cast<QMKVD_CLUSTER_STATE*>(record)->block_pos = child->elem_pos;
-  return QMKVD_WALK_STOP;
-}
-
 #define CLUSTER_VALUE_RULE(id, field) \
   QMKVD_RULE_HANDLER(id, ReadClusterValue<offsetof(QMKVD_CLUSTER_STATE, field)>)
-#define CLUSTER_RULES                                          \
-  QMKVD_RULE_HANDLER(MKV_ID_BLOCK_GROUP, ReadFirstBlock),      \
-      QMKVD_RULE_HANDLER(MKV_ID_SIMPLE_BLOCK, ReadFirstBlock), \
-      CLUSTER_VALUE_RULE(MKV_ID_CLUSTER_TIMECODE, timecode),   \
-      CLUSTER_VALUE_RULE(MKV_ID_CLUSTER_POSITION, position),   \
-      CLUSTER_VALUE_RULE(MKV_ID_CLUSTER_PREV_SIZE, prev_size)
-
-const QMKVD_CHILD_RULE kClusterRules[] = {CLUSTER_RULES};
+const QMKVD_CHILD_RULE kClusterRules[] = {
+    QMKVD_RULE_HANDLER(MKV_ID_BLOCK_GROUP, ReadFirstBlock),
+    QMKVD_RULE_HANDLER(MKV_ID_SIMPLE_BLOCK, ReadFirstBlock),
+    CLUSTER_VALUE_RULE(MKV_ID_CLUSTER_TIMECODE, timecode),
+    CLUSTER_VALUE_RULE(MKV_ID_CLUSTER_POSITION, position),
+    CLUSTER_VALUE_RULE(MKV_ID_CLUSTER_PREV_SIZE, prev_size),
+};
 const QMKVD_MASTER kCluster = QMKVD_MASTER_OF(kClusterRules, /*skip_empty=*/false,
                                               /*cap_size=*/false, QMKVD_OVERRUN_FOLLOW);
 
-// A Cluster of unknown size also ends at an element it cannot hold, or where no header can be
-// read (the end of the data).
-const QMKVD_CHILD_RULE kUnknownClusterRules[] = {
-    CLUSTER_RULES,
-    QMKVD_RULE_HANDLER(MKV_ID_CLUSTER, EndUnknownCluster),
-    QMKVD_RULE_HANDLER(MKV_ID_CUES, EndUnknownCluster),
-    QMKVD_RULE_HANDLER(MKV_ID_TAGS, EndUnknownCluster),
-    QMKVD_RULE_HANDLER(MKV_ID_SEEKHEAD, EndUnknownCluster),
-    QMKVD_RULE_HANDLER(MKV_ID_INFO, EndUnknownCluster),
-    QMKVD_RULE_HANDLER(MKV_ID_TRACKS, EndUnknownCluster),
-    QMKVD_RULE_HANDLER(MKV_ID_CHAPTERS, EndUnknownCluster),
-    QMKVD_RULE_HANDLER(MKV_ID_ATTACHMENTS, EndUnknownCluster),
-};
+// A Cluster of unknown size also ends at an element only the Segment holds, or where no header
+// can be read (the end of the data).
 const QMKVD_MASTER kUnknownCluster = {
-    kUnknownClusterRules, sizeof(kUnknownClusterRules) / sizeof(kUnknownClusterRules[0]),
+    kClusterRules,        sizeof(kClusterRules) / sizeof(kClusterRules[0]),
     /*skip_empty=*/false, /*cap_size=*/false,
-    QMKVD_OVERRUN_FOLLOW, /*unreadable_ends=*/true};
+    QMKVD_OVERRUN_FOLLOW, QMKVD_ENDS_AT_SEGMENT_CHILD};
 
 // The time in ns of the Cluster's first block, which the handle stands at.
 bool FirstBlockTime(const QMKVDS_CTX* s, int64_t* time_ns) {
@@ -265,8 +246,8 @@ int32_t parse_cluster(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, QMKVD_CLUSTER_S
       c->unknown_size ? &kUnknownCluster : &kCluster, c, nullptr);
   if (walked < 0) return QMKVD_ERR_READ;
   // No block: the walk looks for the next Cluster from where the data of this one ends (the end,
-  // or for a Cluster of unknown size, the header that could not be read).
-  if (walked == QMKVD_WALK_UNREADABLE && mfal->getpos(fp, &c->block_pos) != 0) {
+  // or for a Cluster of unknown size, the header it ended at).
+  if (walked == QMKVD_WALK_ENDED && mfal->getpos(fp, &c->block_pos) != 0) {
     return QMKVD_ERR_READ;
   }
   if (walked == 0) c->block_pos = end;
