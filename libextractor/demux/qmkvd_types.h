@@ -437,8 +437,8 @@ struct QMKVD_FILE_INFO {
   QMKVD_METADATA* metadata;
 };
 
-// What seeks share between the streams of one file. Only seeking changes it, and only through
-// the functions of qmkvd_seek_state.h, so that the writes stay in one place.
+// What seeks share between the streams of one file. Only seeking changes it (seek/qmkvd_seek.cc),
+// under the front end's shared lock.
 struct QMKVD_SEEK_STATE {
   int32_t cues_usable;   // 1 while the cue table is trusted
   int64_t segment_base;  // the file offset cue cluster positions count from
