@@ -72,6 +72,14 @@ void qcmn_mfal_mem_init(QCMN_MFAL_MEM* mem) {
   mem->mfal.ioctl = Ioctl;
 }
 
+bool qcmn_mfal_mem_view(const QCMN_MFAL* mfal, const uint8_t** data, int64_t* size) {
+  if (!mfal || mfal->read != Read) return false;
+  const QCMN_MFAL_MEM* mem = reinterpret_cast<const QCMN_MFAL_MEM*>(mfal);
+  *data = mem->data;
+  *size = mem->size;
+  return true;
+}
+
 void qcmn_mfal_mem_set(QCMN_MFAL_MEM* mem, const uint8_t* data, int64_t size) {
   mem->data = data;
   mem->size = size < 0 ? 0 : size;

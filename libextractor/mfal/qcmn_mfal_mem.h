@@ -20,3 +20,7 @@ void qcmn_mfal_mem_init(QCMN_MFAL_MEM* mem);
 // Points the record at `size` bytes from `data` and puts the handle at their start.
 void qcmn_mfal_mem_set(QCMN_MFAL_MEM* mem, const uint8_t* data, int64_t size);
 QCMN_MFAL_FILE* qcmn_mfal_mem_handle(QCMN_MFAL_MEM* mem);
+// The bytes behind an access record when it is one of these: readers that decode many small
+// items (element headers) take them straight from memory instead of read by read. False for
+// any other access record.
+bool qcmn_mfal_mem_view(const QCMN_MFAL* mfal, const uint8_t** data, int64_t* size);

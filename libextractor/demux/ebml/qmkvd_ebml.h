@@ -15,6 +15,14 @@ static inline bool qmkvd_ebml_size_is_unknown(uint64_t size) {
   return size == QMKVD_SIZE_UNKNOWN;
 }
 
+// a + b for positions, saturating instead of overflowing.
+static inline int64_t qmkvd_pos_add(int64_t a, uint64_t b) {
+  if (b > static_cast<uint64_t>(INT64_MAX)) return INT64_MAX;
+  const int64_t sb = static_cast<int64_t>(b);
+  if (a > 0 && sb > INT64_MAX - a) return INT64_MAX;
+  return a + sb;
+}
+
 // Leading zero bits of the low 8 bits of b (8 for a zero byte).
 uint32_t qmkvd_get_clz(uint32_t b);
 

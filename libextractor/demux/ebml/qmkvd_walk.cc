@@ -6,6 +6,7 @@
 #include "demux/ebml/qmkvd_ebml.h"
 #include "demux/ebml/qmkvd_ids.h"
 #include "demux/ebml/qmkvd_util.h"
+#include "mfal/qcmn_mfal_mem.h"
 
 namespace {
 
@@ -90,6 +91,34 @@ int ReadBlob(QMKVD_WALK* walk, const QMKVD_CHILD_RULE* rule, const QMKVD_CHILD* 
   return QMKVD_WALK_NEXT;
 }
 
+// Bytes in memory behind the walk's access record, when there are: element headers are then
+// decoded in place rather than read a byte or two at a time (the Cues, a tail window).
+struct MemoryView {
+  const uint8_t* bytes = nullptr;
+  int64_t size = 0;
+};
+
+// Reads the header of the child at child->elem_pos: from the file, leaving the position after it,
+// or from memory, leaving the position alone.
+bool ReadChildHeader(QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, const MemoryView& view,
+                     QMKVD_CHILD* child) {
+  if (!view.bytes) {
+    if (qmkvd_ebml_get_id_len64(mfal, fp, &child->id, &child->size) != 0) return false;
+    mfal->getpos(fp, &child->data_pos);
+    return true;
+  }
+  const int64_t pos = child->elem_pos;
+  if (pos < 0 || pos >= view.size) return false;
+  const int64_t avail = view.size - pos;
+  const int kLongestHeader = 12;
+  const int length = qmkvd_ebml_get_id_len64_buff(
+      view.bytes + pos, avail > kLongestHeader ? kLongestHeader : static_cast<int>(avail),
+      &child->id, &child->size);
+  if (length < 0) return false;
+  child->data_pos = pos + length;
+  return true;
+}
+
 int ApplyRule(QMKVD_WALK* walk, const QMKVD_CHILD_RULE* rule, const QMKVD_CHILD* child,
               void* record) {
   uint8_t* field = static_cast<uint8_t*>(record) + rule->offset;
@@ -165,13 +194,6 @@ int64_t qmkvd_walk_unknown_end(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, int64_
     pos = next;
   }
   return pos;
-}
-
-int64_t qmkvd_pos_add(int64_t a, uint64_t b) {
-  if (b > static_cast<uint64_t>(INT64_MAX)) return INT64_MAX;
-  int64_t sb = static_cast<int64_t>(b);
-  if (a > 0 && sb > INT64_MAX - a) return INT64_MAX;
-  return a + sb;
 }
 
 int qmkvd_walk_read_bytes(QMKVD_WALK* walk, void* out, uint64_t count) {
@@ -257,18 +279,19 @@ int qmkvd_walk_children(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, int
   QMKVD_WALK walk = {ctx, mfal, fp, qmkvd_pos_add(data_pos, size), data_pos, user};
   const WalkingMaster walking(ctx, master);
   StoreDefaults(master, record);
+  MemoryView view;
+  qcmn_mfal_mem_view(mfal, &view.bytes, &view.size);
   int64_t pos = data_pos;
-  mfal->setpos(fp, &pos);
+  if (!view.bytes) mfal->setpos(fp, &pos);
   while (pos < walk.end) {
     QMKVD_CHILD child = {0, 0, pos, 0};
-    const bool readable = qmkvd_ebml_get_id_len64(mfal, fp, &child.id, &child.size) == 0;
+    const bool readable = ReadChildHeader(mfal, fp, view, &child);
     if (!readable && master->ending == QMKVD_ENDS_AT_SIZE) return -1;
     if (!readable || (master->ending == QMKVD_ENDS_AT_SEGMENT_CHILD &&
                       qmkvd_walk_ends_at_segment_level(nullptr, child.id))) {
       mfal->setpos(fp, &child.elem_pos);
       return QMKVD_WALK_ENDED;
     }
-    mfal->getpos(fp, &child.data_pos);
     const QMKVD_CHILD_RULE* rule = FindRule(master, child.id);
     const bool measured = !rule || !(rule->flags & QMKVD_RULE_UNMEASURED);
     if (ctx && measured && qmkvd_ebml_size_is_unknown(child.size)) {
@@ -286,14 +309,15 @@ int qmkvd_walk_children(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, int
       mfal->setpos(fp, &child.elem_pos);
       return QMKVD_WALK_STOP;
     }
-    if (child.size > 0 || !master->skip_empty) {
-      int r = rule ? ApplyRule(&walk, rule, &child, record) : QMKVD_WALK_NEXT;
+    if (rule && (child.size > 0 || !master->skip_empty)) {
+      if (view.bytes) mfal->setpos(fp, &child.data_pos);  // where the rule reads the payload
+      const int r = ApplyRule(&walk, rule, &child, record);
       if (r < 0) return -1;
       if (r == QMKVD_WALK_STOP) return QMKVD_WALK_STOP;
     }
     // A child never moves the walk backwards; the end of a child is always ahead of its header.
     pos = walk.next_pos > child.elem_pos ? walk.next_pos : child.data_pos;
-    mfal->setpos(fp, &pos);
+    if (!view.bytes) mfal->setpos(fp, &pos);
   }
   return 0;
 }

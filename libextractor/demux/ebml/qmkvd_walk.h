@@ -8,6 +8,7 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#include "demux/ebml/qmkvd_ebml.h"
 #include "demux/qmkvd_types.h"
 
 enum QMKVD_FIELD_KIND : uint8_t {
@@ -140,7 +141,9 @@ struct QMKVD_MASTER {
 // unknown size (QMKVD_SIZE_UNKNOWN) is taken to end at the first element, from its payload on,
 // that this master or one it lies in can hold, or that only the Segment can hold; its rule sees
 // that size.
-// Before the first child, every rule's default is stored in its field.
+// Before the first child, every rule's default is stored in its field. Over bytes in memory (an
+// access record of qcmn_mfal_mem) headers are decoded in place and the position is set only where
+// a rule reads a payload.
 // Returns 0 when the end was reached, QMKVD_WALK_STOP when a handler or the overrun policy
 // ended the walk early, QMKVD_WALK_ENDED where the master's ending policy ended it, -1 on
 // failure. Without a context (bytes held in memory), children of unknown
@@ -187,6 +190,3 @@ int64_t qmkvd_walk_unknown_end(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, int64_
 
 // An `ends_at` for elements that lie directly in the Segment.
 bool qmkvd_walk_ends_at_segment_level(const void* unused, uint32_t id);
-
-// a + b for positions, saturating instead of overflowing.
-int64_t qmkvd_pos_add(int64_t a, uint64_t b);

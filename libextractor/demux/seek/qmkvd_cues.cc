@@ -132,12 +132,6 @@ const QMKVD_CHILD_RULE kPointRules[] = {
 const QMKVD_MASTER kPoint = QMKVD_MASTER_OF(kPointRules, /*skip_empty=*/false,
                                             /*cap_size=*/true, QMKVD_OVERRUN_STOP);
 
-const QMKVD_CHILD_RULE kPointTimeRules[] = {
-    QMKVD_RULE_HANDLER(MKV_ID_CUE_TIME, ReadCueTime),
-};
-const QMKVD_MASTER kPointTime = QMKVD_MASTER_OF(kPointTimeRules, /*skip_empty=*/false,
-                                                /*cap_size=*/true, QMKVD_OVERRUN_STOP);
-
 // ---- Cues -------------------------------------------------------------------------------------
 
 // The table being filled, and the CuePoint being split into entries.
@@ -177,13 +171,19 @@ int AppendPositions(QMKVD_WALK* walk, const QMKVD_CHILD* child, void* record) {
   return QMKVD_WALK_NEXT;
 }
 
+int ReadPointTime(QMKVD_WALK* walk, const QMKVD_CHILD* child, void* record) {
+  return ReadCueTime(walk, child, &static_cast<TableFill*>(record)->timed);
+}
+
 const QMKVD_CHILD_RULE kPointEntriesRules[] = {
+    QMKVD_RULE_HANDLER(MKV_ID_CUE_TIME, ReadPointTime),
     QMKVD_RULE_HANDLER(MKV_ID_CUE_TRACK_POSITIONS, AppendPositions),
 };
 const QMKVD_MASTER kPointEntries = QMKVD_MASTER_OF(kPointEntriesRules, /*skip_empty=*/false,
                                                    /*cap_size=*/true, QMKVD_OVERRUN_STOP);
 
-// A CuePoint: its time first, wherever it stands, then one entry per CueTrackPositions.
+// A CuePoint: one entry per CueTrackPositions, all at the CuePoint's time wherever its CueTime
+// stands (the last one read, when there are more).
 int AppendCuePoint(QMKVD_WALK* walk, const QMKVD_CHILD* child, void* record) {
   CueBuffer* buffer = static_cast<CueBuffer*>(walk->user);
   TableFill* fill = static_cast<TableFill*>(record);
@@ -197,12 +197,10 @@ int AppendCuePoint(QMKVD_WALK* walk, const QMKVD_CHILD* child, void* record) {
   fill->timed.size = static_cast<uint32_t>(child->size);
   const int64_t length = fill->timed.size;
   if (length + child->data_pos > static_cast<int64_t>(cues->size)) return -1;
-  if (WalkBuffer(buffer, child->data_pos, length, &kPointTime, &fill->timed) != QMKVD_OK) {
-    return -1;
-  }
-  return WalkBuffer(buffer, child->data_pos, length, &kPointEntries, fill) == QMKVD_OK
-             ? QMKVD_WALK_NEXT
-             : -1;
+  const uint32_t first = cues->count;
+  if (WalkBuffer(buffer, child->data_pos, length, &kPointEntries, fill) != QMKVD_OK) return -1;
+  for (uint32_t i = first; i < cues->count; ++i) cues->entries[i].time = fill->timed.time;
+  return QMKVD_WALK_NEXT;
 }
 
 // A CuePoint running past the Cues fails them; anything else that does ends them.
