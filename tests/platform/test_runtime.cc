@@ -132,7 +132,7 @@ TEST(PlatformLogDeathTest, AssertHookSeesConditionTagAndMessage) {
   const int three = Twice(1) + 1;  // not foldable into a constant condition
   EXPECT_DEATH(CHECK(three == 4),
                "hook cond=\\[!\\(three == 4\\)\\] tag=\\[PlatformTest\\] "
-               "message=\\[.*test_platform_runtime.cc:[0-9]+ CHECK\\(three == 4\\) failed.\\]");
+               "message=\\[.*test_runtime.cc:[0-9]+ CHECK\\(three == 4\\) failed.\\]");
   EXPECT_DEATH(LOG_ALWAYS_FATAL_IF(three > 2, "three is %d", three),
                "cond=\\[three > 2\\] tag=\\[PlatformTest\\] message=\\[three is 3\\]");
   EXPECT_DEATH(LOG_ALWAYS_FATAL_IF(three != 4), "message=\\[Assertion failed: three != 4\\]");
