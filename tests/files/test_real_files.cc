@@ -1,14 +1,16 @@
-// The real files, end to end through the plug-in's C tables as the media framework drives them,
-// against ffprobe's view of each (the conformance corpus under tests/data/conformance, made by
-// tests/data/make_conformance.sh, and the older real files with their references).
-//
-// Per track: the MIME type, picture size, sample rate, channel count and language of its format.
-// Then every track is read to its end, the tracks in turn as a player reads them, and:
-//   - the payload bytes equal ffprobe's, after the transformations the extractor makes on
-//     purpose (the rules below);
-//   - every packet boundary of ours falls on one of ffprobe's, and a packet that holds several of
-//     ffprobe's holds the frames of one laced block;
-//   - a packet that is exactly one of ffprobe's has its time and sync flag.
+// The committed real files (tests/data/conformance, made by make_conformance.sh, and
+// tests/data/corpus), end to end against ffprobe's view of each and against their mkvinfo
+// listings. One table of files drives every check:
+//   - formats: per track the MIME type, picture size, sample rate, channel count and language;
+//   - packets: every track read to its end through the plug-in's C tables, the tracks in turn as
+//     a player reads them; the payload bytes equal ffprobe's after the transformations the
+//     extractor makes on purpose (the rules below), every packet boundary of ours falls on one
+//     of ffprobe's (a packet that holds several is the frames of one laced block), and a packet
+//     that is one of ffprobe's has its time and sync flag;
+//   - seeks: through the plug-in in the framework's four modes, and through the demuxer in its
+//     own four at every sync point, both against the sync points ffprobe's packets give;
+//   - the track model (names, tags, durations, header stripping) against mkvinfo, a recording
+//     cut off inside its last Cluster, HDR colour and the cover art.
 // Where the extractor deliberately differs from ffprobe, the check names the rule it applies;
 // a failure prints the first packet that differs.
 #include <gtest/gtest.h>
@@ -22,8 +24,10 @@
 
 #include "audio/qaud_pcm.h"
 #include "common/qcmn_formatkeys.h"
+#include "demux/seek/qmkvd_seek.h"
+#include "demux_harness.h"
 #include "ffprobe_ref.h"
-#include "log_capture.h"
+#include "frame_reader.h"
 #include "md5.h"
 #include "plugin_harness.h"
 #include "real_file.h"
@@ -96,56 +100,77 @@ const std::map<std::string, std::string>& MimeOf() {
 // ------------------------------------------------------------------------------------------
 // The files.
 
+// What is checked beyond formats and packets.
+enum : unsigned {
+  kSeek = 1,        // plug-in seeks on the video track (track 0)
+  kStreamSeek = 2,  // demuxer seeks on every stream
+  kCues = 4,        // with kStreamSeek: the Cues are usable (else the crawl finds sync points)
+};
+
 struct Case {
   const char* file;  // under tests/data
+  unsigned checks;
 };
 
 const Case kCases[] = {
-    {"conformance/h264_aac_mkvmerge.mkv"},
-    {"conformance/h264_nolacing_mkvmerge.mkv"},
-    {"conformance/propedit_chain_mkvmerge.mkv"},
-    {"conformance/h264_ffmpeg.mkv"},
-    {"conformance/h264_pipe_ffmpeg.mkv"},
-    {"conformance/hevc_hdr_mkvmerge.mkv"},
-    {"conformance/vp8_vorbis_ffmpeg.mkv"},
-    {"conformance/vp9_flac_mkvmerge.mkv"},
-    {"conformance/av1_opus_mkvmerge.mkv"},
-    {"conformance/mpeg4_mp2_mkvmerge.mkv"},
-    {"conformance/mpeg2_ac3_ffmpeg.mkv"},
-    {"conformance/mpeg1_mp2_ffmpeg.mkv"},
-    {"conformance/h263_pcm_ffmpeg.mkv"},
-    {"conformance/mjpeg_mp3_ffmpeg.mkv"},
-    {"conformance/pcm_ffmpeg.mka"},
-    {"conformance/pcm_mkvmerge.mka"},
-    {"conformance/cover_art_mkvmerge.mka"},
-    {"conformance/unknown_clusters_ffmpeg.mkv"},
-    {"conformance/gst_h264_mp3_matroskamux.mkv"},
-    {"conformance/gst_live_h264_opus_matroskamux.mkv"},
-    {"conformance/gst_vp8_vorbis_matroskamux.mkv"},
-    {"conformance/zlib_mkvmerge.mkv"},
-    {"conformance/hevc_hdr_ffmpeg.mkv"},
-    {"conformance/av1_nocues_mkvmerge.mkv"},
-    {"conformance/mpeg2_nocues_mkvmerge.mkv"},
-    {"conformance/h264_opengop_mkvmerge.mkv"},
-    {"conformance/laced_audio_mkvmerge.mka"},
-    {"conformance/laced_audio_nodd_mkvmerge.mka"},
-    {"conformance/delayed_audio_mkvmerge.mkv"},
-    {"conformance/delayed_audio_nocues_mkvmerge.mkv"},
-    {"conformance/vfw_mpeg4_mkvmerge.mkv"},
-    {"conformance/vfw_mpeg4_stripped_mkvmerge.mkv"},
-    {"corpus/hdrstrip.mkv"},
-    {"corpus/nal2.mkv"},
-    {"corpus/avc_ffmpeg.mkv"},
-    {"corpus/hevc_mkvmerge.mkv"},
-    {"corpus/fixed_lacing.mkv"},
-    {"corpus/blockgroups.mkv"},
-    {"corpus/vp9_remux.mkv"},
-    {"corpus/seek_ffmpeg.mkv"},
-    {"corpus/seek_cues.mkv"},
-    {"corpus/seek_nocues.mkv"},
-    {"corpus/seek_audio.mka"},
-    {"sample.mkv"},
+    {"conformance/h264_aac_mkvmerge.mkv", kSeek},
+    {"conformance/h264_nolacing_mkvmerge.mkv", kSeek},
+    {"conformance/propedit_chain_mkvmerge.mkv", 0},
+    // Its CuePoint at 1.021 s lists track 1 (video), then track 4 (ASS).
+    {"conformance/h264_ffmpeg.mkv", kSeek},
+    // No Duration: the one found at the end of the data bounds the seeks.
+    {"conformance/h264_pipe_ffmpeg.mkv", kSeek},
+    {"conformance/hevc_hdr_mkvmerge.mkv", 0},
+    {"conformance/vp8_vorbis_ffmpeg.mkv", 0},
+    {"conformance/vp9_flac_mkvmerge.mkv", kSeek},
+    {"conformance/av1_opus_mkvmerge.mkv", 0},
+    {"conformance/mpeg4_mp2_mkvmerge.mkv", kSeek},
+    {"conformance/mpeg2_ac3_ffmpeg.mkv", kSeek},
+    {"conformance/mpeg1_mp2_ffmpeg.mkv", 0},
+    {"conformance/h263_pcm_ffmpeg.mkv", 0},
+    {"conformance/mjpeg_mp3_ffmpeg.mkv", 0},
+    {"conformance/pcm_ffmpeg.mka", 0},
+    {"conformance/pcm_mkvmerge.mka", 0},
+    {"conformance/cover_art_mkvmerge.mka", 0},
+    // Every Cluster of unknown size.
+    {"conformance/unknown_clusters_ffmpeg.mkv", kSeek},
+    {"conformance/gst_h264_mp3_matroskamux.mkv", 0},
+    {"conformance/gst_live_h264_opus_matroskamux.mkv", kSeek},
+    {"conformance/gst_vp8_vorbis_matroskamux.mkv", 0},
+    {"conformance/zlib_mkvmerge.mkv", 0},
+    {"conformance/hevc_hdr_ffmpeg.mkv", 0},
+    // No Cues, and key frames the bitstream test has no rule for: only the container says.
+    {"conformance/av1_nocues_mkvmerge.mkv", kSeek},
+    {"conformance/mpeg2_nocues_mkvmerge.mkv", kSeek},
+    {"conformance/h264_opengop_mkvmerge.mkv", kSeek},
+    {"conformance/laced_audio_mkvmerge.mka", 0},
+    {"conformance/laced_audio_nodd_mkvmerge.mka", 0},
+    {"conformance/delayed_audio_mkvmerge.mkv", kSeek},
+    {"conformance/delayed_audio_nocues_mkvmerge.mkv", kSeek},
+    {"conformance/vfw_mpeg4_mkvmerge.mkv", 0},
+    {"conformance/vfw_mpeg4_stripped_mkvmerge.mkv", 0},
+    {"corpus/hdrstrip.mkv", 0},
+    {"corpus/nal2.mkv", 0},
+    {"corpus/avc_ffmpeg.mkv", 0},
+    {"corpus/hevc_mkvmerge.mkv", 0},
+    {"corpus/fixed_lacing.mkv", 0},
+    {"corpus/blockgroups.mkv", 0},
+    {"corpus/vp9_remux.mkv", 0},
+    {"corpus/seek_ffmpeg.mkv", kSeek | kStreamSeek | kCues},
+    {"corpus/seek_cues.mkv", kSeek | kStreamSeek | kCues},
+    {"corpus/seek_nocues.mkv", kSeek | kStreamSeek},
+    // Audio only: its Cues are all dropped.
+    {"corpus/seek_audio.mka", kStreamSeek},
+    {"sample.mkv", 0},
 };
+
+std::vector<Case> CasesWith(unsigned checks) {
+  std::vector<Case> out;
+  for (const Case& c : kCases) {
+    if ((c.checks & checks) == checks) out.push_back(c);
+  }
+  return out;
+}
 
 // ------------------------------------------------------------------------------------------
 // Bytes.
@@ -635,11 +660,526 @@ TEST(ConformanceRules, CoverArtIsTheAttachedCover) {
   EXPECT_TRUE(seen);
 }
 
+// ------------------------------------------------------------------------------------------
+// Seeks. Where a seek should land is worked out from the packets alone. With cues, the sync
+// points are the video key frames ffprobe flags (the muxers cue every one); without, they are
+// the stream's own key frames (every block of audio), which the crawl finds.
+
+struct TimedPacket {
+  int64_t time;  // 100-ns units
+  RefPacket ref;
+};
+
+std::vector<TimedPacket> TimedPackets(const FfprobeRef& ref, int stream) {
+  std::vector<TimedPacket> out;
+  const RefStream* rs = ref.Stream(stream);
+  for (const RefPacket& p : ref.PacketsOf(stream)) {
+    int64_t time = 0;
+    bool exact = false;
+    if (!rs || !p.has_pts ||
+        !PtsTo100ns(p.pts, rs->time_base_num, rs->time_base_den, &time, &exact)) {
+      ADD_FAILURE() << "packet without a usable pts, ref line " << p.line;
+      continue;
+    }
+    out.push_back(TimedPacket{time, p});
+  }
+  return out;
+}
+
+// Sync points: a video track's key frames; for audio, every block (ffprobe gives the laces of a
+// block one position).
+std::vector<TimedPacket> SyncPoints(const std::vector<TimedPacket>& packets, bool video) {
+  std::vector<TimedPacket> out;
+  for (size_t i = 0; i < packets.size(); ++i) {
+    const bool starts_block = i == 0 || packets[i].ref.pos != packets[i - 1].ref.pos;
+    if (video ? packets[i].ref.key : starts_block) out.push_back(packets[i]);
+  }
+  std::stable_sort(out.begin(), out.end(),
+                   [](const TimedPacket& a, const TimedPacket& b) { return a.time < b.time; });
+  return out;
+}
+
+// What a seek should give: its status, the time it reports and the packet read first.
+struct Want {
+  int32_t status;
+  int64_t out;
+  const TimedPacket* first;
+};
+
+// The model of one stream's seeks in the demuxer's modes; the framework's map onto them.
+class Oracle {
+ public:
+  // Past the last Cluster the crawl reads the header of whatever follows: 1 when there is an
+  // element, -1 at the end of the file.
+  static const int32_t kRanOff = 100;
+
+  Oracle(std::vector<TimedPacket> own, std::vector<TimedPacket> sync, bool cues)
+      : own_(std::move(own)), sync_(std::move(sync)), cues_(cues) {}
+
+  Want Expect(int64_t time, uint32_t mode) {
+    if ((mode == QMKVD_SEEK_BEFORE || mode == QMKVD_SEEK_NEAREST) && time == 0) return Rewind();
+    if (mode == QMKVD_SEEK_BACK) {
+      if (!cues_ || last_ < 0) return Want{-3, -1, nullptr};
+      last_ = std::max(last_ - 1, 0);
+      return Land(last_);
+    }
+    const int n = static_cast<int>(sync_.size());
+    int before = -1;  // last sync point at or before the time
+    while (before + 1 < n && sync_[before + 1].time <= time) ++before;
+    const int after = before >= 0 && sync_[before].time == time ? before : before + 1;
+    if (mode == QMKVD_SEEK_AFTER) {
+      last_ = after < n ? after : -1;
+      if (after >= n) return Want{cues_ ? 1 : kRanOff, 0, nullptr};
+      return Land(after);
+    }
+    if (before < 0) return Rewind();
+    int index = before;
+    if (mode == QMKVD_SEEK_NEAREST && before + 1 < n &&
+        sync_[before + 1].time - time < time - sync_[before].time) {
+      index = before + 1;
+    }
+    last_ = index;
+    return Land(index);
+  }
+
+  // The packets read after `first`, in file order.
+  std::vector<const TimedPacket*> Following(const TimedPacket* first, size_t count) const {
+    std::vector<const TimedPacket*> out;
+    for (size_t i = 0; i < own_.size(); ++i) {
+      if (&own_[i] != first) continue;
+      for (size_t k = i + 1; k < own_.size() && out.size() < count; ++k) out.push_back(&own_[k]);
+    }
+    return out;
+  }
+
+  bool StartsBlock(const TimedPacket* p) const {
+    return p == &own_.front() || (p - 1)->ref.pos != p->ref.pos;
+  }
+  const std::vector<TimedPacket>& sync() const { return sync_; }
+  int64_t last_time() const {
+    int64_t last = 0;
+    for (const TimedPacket& p : own_) last = std::max(last, p.time);
+    return last;
+  }
+
+ private:
+  Want Rewind() const { return Want{0, 0, &own_.front()}; }
+
+  // A jump to sync point `index`: the stream's first packet stored after it (the sync point
+  // itself for the stream that has it).
+  Want Land(int index) const {
+    const TimedPacket& sync = sync_[index];
+    for (const TimedPacket& p : own_) {
+      if (p.ref.pos >= sync.ref.pos) return Want{0, sync.time, &p};
+    }
+    return Want{0, sync.time, nullptr};
+  }
+
+  std::vector<TimedPacket> own_;   // the stream's packets in file order
+  std::vector<TimedPacket> sync_;  // where seeks may land, in time order
+  bool cues_;
+  int last_ = 0;  // the cue index the last seek used, shared by the modes
+};
+
+// Whether the payload is the packet's, as stored (start codes back into length fields of
+// `nal` bytes; 0 tries the widths).
+bool SamePayload(const std::vector<uint8_t>& bytes, const RefPacket& r, int nal) {
+  std::vector<uint8_t> stored = bytes;
+  for (int width : {4, 2, 3, 1}) {
+    if (nal > 0 && width != nal) continue;
+    if (nal >= 0 && !ToLengthPrefixed(bytes, width, &stored).empty()) continue;
+    if (stored.size() == r.size && Md5Hex(stored.data(), stored.size()) == r.md5) return true;
+    if (nal < 0) break;
+  }
+  return false;
+}
+
+class PluginSeeks : public ::testing::TestWithParam<Case> {};
+class StreamSeeks : public ::testing::TestWithParam<Case> {};
+
+// 20 times over the video track, visited out of order so that seeks go back as well as forward,
+// each in the framework's four modes: previous sync is the demuxer's before, next sync its
+// after, closest sync its nearest; closest is served as previous sync (the decoder runs on
+// from the key frame to the time). A time before the first sync point, or 0, starts the track
+// again at its first packet; past the last key frame next sync ends the stream.
+TEST_P(PluginSeeks, FirstPacketIsTheKeyFrameTheModeAsksFor) {
+  const char* file = GetParam().file;
+  FfprobeRef ref;
+  ASSERT_EQ(LoadRefOf(file, &ref), "");
+  ASSERT_EQ(ref.streams.at(0).codec_type, "video");
+  std::vector<TimedPacket> video = TimedPackets(ref, 0);
+  Oracle oracle(video, SyncPoints(video, true), true);
+  ASSERT_GE(oracle.sync().size(), 1u);
+
+  Plugin plugin(ReadDataFile(file));
+  ASSERT_TRUE(plugin.Open());
+  Format format;
+  ASSERT_EQ(plugin.TrackFormat(0, &format), AMEDIA_OK);
+  const std::string mime = format.String(AMEDIAFORMAT_KEY_MIME);
+  const int nal = mime == "video/avc" || mime == "video/hevc" ? 0 : -1;
+  std::unique_ptr<PluginTrack> track = plugin.Track(0);
+  ASSERT_NE(track, nullptr);
+  ASSERT_EQ(track->Start(), AMEDIA_OK);
+  const int kTimes = 20;
+  const int64_t span_us = oracle.last_time() / 10;
+  int failures = 0;
+  for (int i = 0; i < kTimes && failures < 8; ++i) {
+    const int64_t t = span_us * ((i * 7) % kTimes) / kTimes;
+    for (uint32_t mode : {android::SEEK_PREVIOUS_SYNC, android::SEEK_NEXT_SYNC,
+                          android::SEEK_CLOSEST_SYNC, android::SEEK_CLOSEST}) {
+      const uint32_t demux_mode = mode == android::SEEK_NEXT_SYNC      ? QMKVD_SEEK_AFTER
+                                  : mode == android::SEEK_CLOSEST_SYNC ? QMKVD_SEEK_NEAREST
+                                                                       : QMKVD_SEEK_BEFORE;
+      const Want want = oracle.Expect(t * 10, demux_mode);
+      Packet p;
+      const media_status_t status = track->Seek(t, mode, &p);
+      std::string error;
+      if (!want.first) {
+        if (status != AMEDIA_ERROR_END_OF_STREAM) error = "not the end of the stream";
+      } else if (status != AMEDIA_OK) {
+        error = "status " + std::to_string(status);
+      } else if (p.time_us != want.first->time / 10 ||
+                 !SamePayload(p.bytes, want.first->ref, nal)) {
+        error = "first packet at " + std::to_string(p.time_us) + " us (" +
+                std::to_string(p.bytes.size()) + " bytes), want ffprobe line " +
+                std::to_string(want.first->ref.line);
+      } else if (want.first->ref.key && p.sync != 1) {
+        error = "the key frame is not flagged sync";
+      }
+      if (!error.empty()) {
+        ADD_FAILURE() << "seek to " << t << " us, mode " << mode << ": " << error;
+        ++failures;
+      }
+    }
+  }
+  EXPECT_EQ(track->Stop(), AMEDIA_OK);
+}
+
+// Every stream through the demuxer, in its four modes (back included), at every sync point, just
+// before and after it, half-way to the next (ties for nearest) and on a grid past the end; the
+// seek reports the sync point's time and the next three frames are the right packets.
+TEST_P(StreamSeeks, EveryModeLandsWhereThePacketsSay) {
+  const Case& file = GetParam();
+  FfprobeRef ref;
+  ASSERT_EQ(LoadRefOf(file.file, &ref), "");
+  Created c(ReadDataFile(file.file));
+  ASSERT_EQ(c.err(), 0);
+  const bool cues = (file.checks & kCues) != 0;
+  ASSERT_EQ(c.ctx()->seek.cues_usable != 0, cues);
+  for (int stream = 0; stream < c.ctx()->stream_count; ++stream) {
+    SCOPED_TRACE("stream " + std::to_string(stream));
+    QMKVDS_CTX* s = qmkvds_open(c.ctx(), stream, nullptr);
+    ASSERT_NE(s, nullptr);
+    const int sync_from = cues ? 0 : stream;
+    const int nal = s->nal_length_size > 0 ? s->nal_length_size : -1;
+    Oracle oracle(TimedPackets(ref, stream),
+                  SyncPoints(TimedPackets(ref, sync_from), c.ctx()->streams[sync_from].kind == 1),
+                  cues);
+    ASSERT_GE(oracle.sync().size(), 8u);
+    std::vector<int64_t> times = {0, 1};
+    const std::vector<TimedPacket>& sync = oracle.sync();
+    for (size_t i = 0; i < sync.size(); ++i) {
+      for (int64_t d : {-1, 0, 1}) times.push_back(std::max<int64_t>(sync[i].time + d, 0));
+      if (i + 1 < sync.size()) times.push_back((sync[i].time + sync[i + 1].time) / 2);
+    }
+    for (int64_t t = 0; t <= sync.back().time + 10000000; t += 1700000) times.push_back(t);
+    int failures = 0;
+    for (int64_t time : times) {
+      for (uint32_t mode = 0; mode <= 3 && failures < 10; ++mode) {
+        const std::string where =
+            "seek to " + std::to_string(time) + " mode " + std::to_string(mode);
+        const Want want = oracle.Expect(time, mode);
+        int64_t out = -1;
+        const int32_t status = qmkvds_seek(s, &time, &out, mode);
+        if (want.status == Oracle::kRanOff ? (status != 1 && status != -1)
+                                           : status != want.status) {
+          ADD_FAILURE() << where << ": status " << status << ", want " << want.status;
+          ++failures;
+          continue;
+        }
+        if (status != 0) continue;
+        ASSERT_NE(want.first, nullptr) << where;
+        Frame f = ReadFrame(s, 1 << 20);
+        std::string error = out != want.out ? "landed at " + std::to_string(out) : "";
+        if (error.empty() && (f.status != 0 || f.time != want.first->time ||
+                              !SamePayload(f.bytes, want.first->ref, nal))) {
+          error = "first frame at " + std::to_string(f.time) + " not the packet";
+        }
+        if (error.empty() && s->kind == 1 && !(s->block_flags & 0x80)) error = "not sync";
+        for (const TimedPacket* next : oracle.Following(want.first, 2)) {
+          if (!error.empty()) break;
+          // Laces after a block's first get times the reader makes, not compared.
+          f = ReadFrame(s, 1 << 20);
+          if (f.status != 0 || !SamePayload(f.bytes, next->ref, nal) ||
+              (oracle.StartsBlock(next) && f.time != next->time)) {
+            error = "a later frame differs from ffprobe line " + std::to_string(next->ref.line);
+          }
+        }
+        if (!error.empty()) {
+          ADD_FAILURE() << where << " (ref line " << want.first->ref.line << "): " << error;
+          ++failures;
+        }
+      }
+    }
+    qmkvds_close(s);
+  }
+}
+
+// ------------------------------------------------------------------------------------------
+// The track model against mkvinfo (tests/data/corpus/ref/NAME.mkvinfo.txt); where mkvinfo shows
+// no line for an element, the file does not have it.
+
+enum : uint8_t { kVideo = 1, kAudio = 2, kText = 17 };
+// Channels and SamplingFrequency that the file leaves out are not checked: the model keeps what
+// the file says, and what an absent one should read as is decided above it.
+const uint32_t kAbsent = UINT32_MAX;
+
+struct TrackWant {
+  uint32_t number;
+  uint8_t type;
+  const char* codec_id;
+  const char* language;           // "eng" where the file has no Language: that is its default
+  const char* name;               // "" where the file has none
+  uint32_t default_duration;      // ns, 0 where absent
+  uint32_t width, height;         // video
+  uint32_t rate, channels;        // audio; kAbsent where the file has none
+  uint32_t bit_depth;             // audio, 0 where absent
+  std::vector<uint8_t> stripped;  // header-stripping settings, empty where not stripped
+};
+
+// A SimpleTag; the language is "" where it has no TagLanguage (mkvmerge writes only the BCP 47
+// form unless given a language, and the model keeps only TagLanguage).
+struct TagWant {
+  const char* name;
+  const char* value;
+  const char* language;
+};
+
+struct FileWant {
+  const char* file;
+  const char* title;
+  std::vector<TrackWant> tracks;
+  std::vector<TagWant> tags;  // every SimpleTag, in file order
+  bool chapters;
+  bool attachments;
+  uint64_t timecode_scale;
+};
+
+const FileWant kMkvinfo[] = {
+    // corpus/ref/avc_ffmpeg.mkvinfo.txt. ffmpeg writes "und" for a stream without a language, and
+    // puts stream metadata other than title and language into tags aimed at the track's UID.
+    {"avc_ffmpeg.mkv",
+     "AVC corpus clip",
+     {
+         {1, kVideo, "V_MPEG4/ISO/AVC", "und", "Test pattern", 40000000, 160, 120, 0, 0, 0, {}},
+         {2, kAudio, "A_AAC", "eng", "Main audio", 0, 0, 0, 48000, 2, 32, {}},
+         {3, kAudio, "A_OPUS", "ger", "Kommentar", 0, 0, 0, 48000, 2, 32, {}},
+         {4, kText, "S_TEXT/UTF8", "fre", "Sous-titres", 0, 0, 0, 0, 0, 0, {}},
+     },
+     {
+         {"ARTIST", "Corpus Artist", ""},
+         {"COMMENT", "Made by make_corpus.sh", ""},
+         {"DURATION", "00:00:02.021000000", ""},  // track UID 1
+         {"COMMENT", "Sine at 440 Hz", ""},       // track UID 2
+         {"DURATION", "00:00:02.021000000", ""},
+         {"DURATION", "00:00:02.022000000", ""},  // track UID 3
+         {"ENCODER", "Lavc srt", ""},             // track UID 4
+         {"DURATION", "00:00:01.521000000", ""},
+     },
+     /*chapters=*/true,
+     /*attachments=*/true,
+     1000000},
+    // corpus/ref/hevc_mkvmerge.mkvinfo.txt. mkvmerge leaves out the Language of an English track
+    // (the FLAC one) since English is the default, and writes Channels only when it is not 1.
+    {"hevc_mkvmerge.mkv",
+     "HEVC corpus clip",
+     {
+         {1, kVideo, "V_MPEGH/ISO/HEVC", "und", "Pattern", 40000000, 160, 120, 0, 0, 0, {}},
+         {2, kAudio, "A_VORBIS", "jpn", "Vorbis bursts", 0, 0, 0, 22050, kAbsent, 0, {}},
+         {3, kAudio, "A_FLAC", "eng", "Lossless", 52244897, 0, 0, 22050, kAbsent, 16, {}},
+         {4, kText, "S_TEXT/UTF8", "spa", "Subt\xC3\xADtulos", 0, 0, 0, 0, 0, 0, {}},
+     },
+     {
+         {"ARTIST", "Corpus Artist", ""},
+         {"DATE_RELEASED", "2024", ""},
+         {"COMMENT", "Kommentar", "ger"},
+         {"TITLE", "Bursts", ""},  // track UID 17014552896584260975 (the Vorbis track)
+     },
+     /*chapters=*/true,
+     /*attachments=*/true,
+     1000000},
+    // corpus/ref/vp9_remux.mkvinfo.txt: an ffmpeg file remuxed by mkvmerge, which kept ffmpeg's
+    // track UIDs 1 and 2, its tags and chapter, and set new languages ("nld" is written as "dut").
+    {"vp9_remux.mkv",
+     "VP9 corpus clip",
+     {
+         {1, kVideo, "V_VP9", "dut", "VP9 pattern", 40000000, 160, 120, 0, 0, 0, {}},
+         {2, kAudio, "A_OPUS", "ita", "Opus track", 0, 0, 0, 48000, 2, 32, {}},
+         {3, kAudio, "A_AAC", "por", "AAC stereo", 21333333, 0, 0, 48000, 2, 0, {}},
+         {4, kAudio, "A_MPEG/L3", "pol", "", 24000000, 0, 0, 48000, 2, 0, {}},
+     },
+     {
+         {"GENRE", "Test", ""},
+         {"ENCODER", "Lavc libvpx-vp9", ""},  // track UID 1
+         {"ENCODER_NOTE", "ffmpeg made", ""},
+         {"DURATION", "00:00:02.007000000", ""},
+         {"ENCODER", "Lavc libopus", ""},  // track UID 2
+         {"DURATION", "00:00:02.008000000", ""},
+         {"PERFORMER", "Sine generator", ""},  // track UID 9084335753078660377
+     },
+     /*chapters=*/true,
+     /*attachments=*/true,
+     1000000},
+    // corpus/ref/hdrstrip.mkvinfo.txt: both tracks header-stripped (ContentCompAlgo 3).
+    {"hdrstrip.mkv",
+     "",
+     {{1,
+       kVideo,
+       "V_MPEG4/ISO/ASP",
+       "und",
+       "MPEG-4 video",
+       40000000,
+       160,
+       120,
+       0,
+       0,
+       0,
+       {0x00, 0x00, 0x01}},
+      {2, kAudio, "A_AC3", "dan", "AC-3 stripped", 32000000, 0, 0, 48000, 2, 0, {0x0B, 0x77}}},
+     {},
+     /*chapters=*/false,
+     /*attachments=*/false,
+     1000000},
+    // corpus/ref/fixed_lacing.mkvinfo.txt: the two English tracks have no Language element; the
+    // PCM track has neither SamplingFrequency nor Channels; TimestampScale 20832 (mkvmerge's
+    // choice for audio-only files).
+    {"fixed_lacing.mkv",
+     "",
+     {
+         {1, kAudio, "A_AC3", "eng", "", 32000000, 0, 0, 48000, 2, 0, {}},
+         {2, kAudio, "A_EAC3", "eng", "", 32000000, 0, 0, 48000, 2, 0, {}},
+         {3, kAudio, "A_MPEG/L2", "swe", "", 36000000, 0, 0, 32000, kAbsent, 0, {}},
+         {4, kAudio, "A_PCM/INT/LIT", "fin", "", 40000000, 0, 0, kAbsent, kAbsent, 16, {}},
+     },
+     {},
+     /*chapters=*/false,
+     /*attachments=*/false,
+     20832},
+};
+
+TEST(RealTracks, TheModelIsWhatMkvinfoLists) {
+  for (const FileWant& want : kMkvinfo) {
+    SCOPED_TRACE(want.file);
+    Created c(ReadDataFile(std::string("corpus/") + want.file));
+    ASSERT_EQ(c.err(), 0);
+    QMKVD_CTX* ctx = c.ctx();
+    EXPECT_STREQ(ctx->info.title, want.title);
+    EXPECT_EQ(ctx->info.timecode_scale, want.timecode_scale);
+    ASSERT_EQ(c.info().stream_count, want.tracks.size());
+    ASSERT_EQ(ctx->stream_count, static_cast<int32_t>(want.tracks.size()));
+    for (size_t i = 0; i < want.tracks.size(); ++i) {
+      const TrackWant& w = want.tracks[i];
+      const QMKVD_TRACK& t = ctx->streams[i].track;
+      SCOPED_TRACE("track " + std::to_string(w.number));
+      EXPECT_EQ(t.number, w.number);
+      EXPECT_EQ(t.type, w.type);
+      EXPECT_STREQ(t.codec_id, w.codec_id);
+      EXPECT_STREQ(t.language, w.language);
+      EXPECT_STREQ(t.name, w.name);
+      EXPECT_EQ(t.default_duration, w.default_duration);
+      if (w.type == kVideo) {
+        EXPECT_EQ(t.video.pixel_width, w.width);
+        EXPECT_EQ(t.video.pixel_height, w.height);
+      }
+      if (w.type == kAudio) {
+        EXPECT_TRUE(w.rate == kAbsent || t.audio.sampling_frequency == w.rate);
+        EXPECT_TRUE(w.channels == kAbsent || t.audio.channels == w.channels);
+        EXPECT_EQ(t.audio.bit_depth, w.bit_depth);
+      }
+      const QMKVD_ENCODINGS& e = t.encodings;
+      EXPECT_EQ(e.count, w.stripped.empty() ? 0u : 1u);
+      EXPECT_EQ(e.first.compression.algo, w.stripped.empty() ? 0u : 3u);
+      ASSERT_EQ(e.first.compression.settings_size, w.stripped.size());
+      if (!w.stripped.empty()) {
+        EXPECT_EQ(std::vector<uint8_t>(e.first.compression.settings,
+                                       e.first.compression.settings + w.stripped.size()),
+                  w.stripped);
+      }
+    }
+    ASSERT_EQ(ctx->tags.count, want.tags.size());
+    for (size_t i = 0; i < want.tags.size(); ++i) {
+      SCOPED_TRACE("simple tag " + std::to_string(i));
+      EXPECT_STREQ(ctx->tags.entries[i].name, want.tags[i].name);
+      EXPECT_STREQ(ctx->tags.entries[i].value, want.tags[i].value);
+      EXPECT_STREQ(ctx->tags.entries[i].language, want.tags[i].language);
+    }
+    EXPECT_EQ(ctx->found.chapters, want.chapters ? 1 : 0);
+    EXPECT_EQ(ctx->found.attachments, want.attachments ? 1 : 0);
+    EXPECT_EQ(ctx->chapters.size > 0, want.chapters);
+    EXPECT_EQ(ctx->attachments.size > 0, want.attachments);
+  }
+  // Opus: the "Codec-inherent delay" and "Seek pre-roll" lines.
+  for (auto [file, index] :
+       {std::pair<const char*, int>{"avc_ffmpeg.mkv", 2}, {"vp9_remux.mkv", 1}}) {
+    Created c(ReadDataFile(std::string("corpus/") + file));
+    ASSERT_EQ(c.err(), 0) << file;
+    const QMKVD_TRACK& t = c.ctx()->streams[index].track;
+    EXPECT_STREQ(t.codec_id, "A_OPUS") << file;
+    EXPECT_EQ(t.codec_delay, 6500000u) << file;
+    EXPECT_EQ(t.seek_pre_roll, 80000000u) << file;
+  }
+}
+
+// ffmpeg's recording into a pipe (Segment of unknown size) cut at points inside its last
+// Cluster: every block wholly before the cut comes out as ffprobe read it from the whole file,
+// the block the cut runs through does not, and every track then ends with the end of the
+// stream, not an error.
+TEST(RealTracks, ACutRecordingGivesEveryWholeBlockThenTheEnd) {
+  const char kFile[] = "conformance/h264_pipe_ffmpeg.mkv";
+  const int64_t kBlockHeader = 4;  // 1-byte track number, relative time, flags
+  const std::vector<uint8_t> whole = ReadDataFile(kFile);
+  FfprobeRef ref;
+  ASSERT_EQ(LoadRefOf(kFile, &ref), "");
+  ASSERT_EQ(ref.streams.size(), 2u);
+  const std::vector<RefPacket> video = ref.PacketsOf(0);
+  ASSERT_GT(video.size(), 30u);
+  auto frame_end = [&](const RefPacket& p) { return p.pos + kBlockHeader + p.size; };
+  std::vector<int64_t> cuts = {frame_end(video[video.size() - 5])};  // just after a frame
+  for (size_t back : {20u, 9u, 3u, 1u}) {
+    const RefPacket& p = video[video.size() - back];
+    cuts.push_back(p.pos + kBlockHeader + p.size / 2);
+  }
+  for (int64_t cut : cuts) {
+    SCOPED_TRACE("cut at " + std::to_string(cut) + " of " + std::to_string(whole.size()));
+    Plugin plugin(std::vector<uint8_t>(whole.begin(), whole.begin() + cut));
+    ASSERT_TRUE(plugin.Open());
+    ASSERT_EQ(plugin.CountTracks(), 2u);
+    for (int track = 0; track < 2; ++track) {
+      std::vector<RefPacket> want;
+      for (const RefPacket& p : ref.PacketsOf(track)) {
+        if (frame_end(p) <= cut) want.push_back(p);
+      }
+      std::unique_ptr<PluginTrack> t = plugin.Track(track);
+      ASSERT_NE(t, nullptr);
+      ASSERT_EQ(t->Start(), AMEDIA_OK);
+      std::vector<Packet> got;
+      EXPECT_EQ(t->ReadAll(&got), AMEDIA_ERROR_END_OF_STREAM) << "track " << track;
+      ASSERT_EQ(got.size(), want.size()) << "track " << track;
+      for (size_t i = 0; i < got.size(); ++i) {
+        ASSERT_TRUE(SamePayload(got[i].bytes, want[i], track == 0 ? 4 : -1))
+            << "track " << track << " packet " << i << " (ffprobe line " << want[i].line << ")";
+      }
+    }
+  }
+}
+
 std::string CaseName(const ::testing::TestParamInfo<Case>& info) {
   return FileTestName(info.param.file, true);
 }
 
 INSTANTIATE_TEST_SUITE_P(Files, Conformance, ::testing::ValuesIn(kCases), CaseName);
+INSTANTIATE_TEST_SUITE_P(Files, PluginSeeks, ::testing::ValuesIn(CasesWith(kSeek)), CaseName);
+INSTANTIATE_TEST_SUITE_P(Files, StreamSeeks, ::testing::ValuesIn(CasesWith(kStreamSeek)), CaseName);
 
 }  // namespace
 }  // namespace mkvtest
