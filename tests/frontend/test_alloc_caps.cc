@@ -13,6 +13,7 @@
 #include "alloc_counter.h"
 #include "demux/read/qmkvd_stream.h"
 #include "demux_harness.h"
+#include "mkv_ids.h"
 #include "mkv_shapes.h"
 #include "plugin_harness.h"
 #include "real_file.h"
@@ -20,26 +21,13 @@
 namespace mkvtest {
 namespace {
 
+using namespace id;
+
 using Bytes = std::vector<uint8_t>;
 
 // The framework's buffers for a small video track are the largest part of it.
 const size_t kCap = 16u << 20;
 const uint64_t kHuge = 200u << 20;  // what the files claim
-
-enum : uint32_t {
-  kTimecode = 0xE7,
-  kCodecPrivate = 0x63A2,
-  kTags = 0x1254C367,
-  kTag = 0x7373,
-  kSimpleTag = 0x67C8,
-  kTagName = 0x45A3,
-  kTagString = 0x4487,
-  kContentEncodings = 0x6D80,
-  kContentEncoding = 0x6240,
-  kContentCompression = 0x5034,
-  kContentCompAlgo = 0x4254,
-  kContentCompSettings = 0x4255,
-};
 
 Bytes FileOf(std::vector<Element> tracks, std::vector<Element> rest) {
   std::vector<Element> children = {MinimalInfo(), Tracks(std::move(tracks))};

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "md5.h"
+#include "mkv_ids.h"
 #include "mkv_shapes.h"
 #include "plugin_harness.h"
 #include "real_file.h"
@@ -17,9 +18,10 @@
 namespace mkvtest {
 namespace {
 
+using namespace id;
+
 using Bytes = std::vector<uint8_t>;
 
-enum : uint32_t { kTimecode = 0xE7, kBitDepth = 0x6264, kChannels = 0x9F, kRate = 0xB5 };
 const uint8_t kKey = 0x80;
 const Bytes kIntra = {0, 0, 1, 0xB6, 0x00, 0x11};  // MPEG-4 part 2 VOPs: intra, predicted
 const Bytes kPredicted = {0, 0, 1, 0xB6, 0x40, 0x22};
@@ -33,8 +35,9 @@ Bytes TwoTrackFile(bool cues_wrong) {
   std::vector<Element> segment = {
       Info({Uint(0x2AD7B1, 1000000), Float(0x4489, 1000.0 * kSeconds, 8)}),
       Tracks({VideoTrack(1, {}, "V_MPEG4/ISO/ASP"),
-              AudioTrack(2, {Float(kRate, 8000, 8), Uint(kChannels, 1), Uint(kBitDepth, 16)},
-                         "A_PCM/INT/LIT")})};
+              AudioTrack(
+                  2, {Float(kSamplingFrequency, 8000, 8), Uint(kChannels, 1), Uint(kBitDepth, 16)},
+                  "A_PCM/INT/LIT")})};
   std::vector<Element> points(kSeconds, CuePoint(0, 1, 0, 4));
   segment.push_back(Cues(points));
   uint64_t at = EncodedSize(segment);

@@ -10,6 +10,7 @@
 #include "common/qcmn_formatkeys.h"
 #include "common/qcmn_fourcc.h"
 #include "log_capture.h"
+#include "mkv_ids.h"
 #include "mkv_shapes.h"
 #include "plugin_harness.h"
 #include "plugin_peer.h"
@@ -21,6 +22,8 @@ extern "C" ExtractorDef GETEXTRACTORDEF();
 
 namespace mkvtest {
 namespace {
+
+using namespace id;
 
 using Bytes = std::vector<uint8_t>;
 
@@ -236,10 +239,9 @@ struct OneFormat {
   bool opened = false;
 };
 
-enum : uint32_t { kCodecPrivate = 0x63A2, kBitDepth = 0x6264, kChannels = 0x9F, kRate = 0xB5 };
-
 Element Pcm(const std::string& codec, uint64_t bits) {
-  return AudioTrack(1, {Float(kRate, 48000.0), Uint(kChannels, 2), Uint(kBitDepth, bits)}, codec);
+  return AudioTrack(
+      1, {Float(kSamplingFrequency, 48000.0), Uint(kChannels, 2), Uint(kBitDepth, bits)}, codec);
 }
 
 TEST(PluginFormats, PcmEncodingFloatOnlyForTheMediaServerWhenAsked) {
@@ -266,7 +268,7 @@ TEST(PluginFormats, PcmEncodingFloatOnlyForTheMediaServerWhenAsked) {
 }
 
 TEST(PluginFormats, AudioKeysInFull) {
-  OneFormat one({AudioTrack(1, {Float(kRate, 44100.0), Uint(kChannels, 6)}, "A_AC3",
+  OneFormat one({AudioTrack(1, {Float(kSamplingFrequency, 44100.0), Uint(kChannels, 6)}, "A_AC3",
                             {String(0x22B59C, "ger"), String(0x536E, "Kommentar")})});
   ASSERT_TRUE(one.opened);
   const Format& f = one.format;
@@ -287,9 +289,10 @@ TEST(PluginFormats, AudioKeysInFull) {
 }
 
 TEST(PluginFormats, UnsupportedCodecsAreMarkedNotDropped) {
-  OneFormat one({Pcm("A_PCM/INT/LIT", 16), AudioTrack(2, {Float(kRate, 8000.0)}, "A_REAL/COOK"),
-                 TextTrack(3, "S_VOBSUB")},
-                1);
+  OneFormat one(
+      {Pcm("A_PCM/INT/LIT", 16), AudioTrack(2, {Float(kSamplingFrequency, 8000.0)}, "A_REAL/COOK"),
+       TextTrack(3, "S_VOBSUB")},
+      1);
   ASSERT_TRUE(one.opened);
   EXPECT_EQ(one.plugin.CountTracks(), 3u);
   const Format& f = one.format;
@@ -335,8 +338,8 @@ Bytes VorbisPrivate(uint8_t first, uint8_t id_first = 1, size_t comment_size = 7
 TEST(PluginFormats, VorbisHeadersSplitIntoTwoCsd) {
   for (size_t comment : {7, 255, 300, 600}) {
     SCOPED_TRACE(comment);
-    OneFormat one({AudioTrack(1, {Float(kRate, 48000.0), Uint(kChannels, 2)}, "A_VORBIS",
-                              {Binary(kCodecPrivate, VorbisPrivate(2, 1, comment))})});
+    OneFormat one({AudioTrack(1, {Float(kSamplingFrequency, 48000.0), Uint(kChannels, 2)},
+                              "A_VORBIS", {Binary(kCodecPrivate, VorbisPrivate(2, 1, comment))})});
     ASSERT_TRUE(one.opened);
     const Bytes csd0 = one.format.Buffer(AMEDIAFORMAT_KEY_CSD_0);
     const Bytes csd1 = one.format.Buffer(AMEDIAFORMAT_KEY_CSD_1);
@@ -356,8 +359,8 @@ TEST(PluginFormats, MalformedVorbisHeadersGiveNoCsd) {
                             "vorbis csd is malformed", "vorbis csd is malformed"};
   for (size_t i = 0; i < 5; ++i) {
     LogCapture log;
-    OneFormat one({AudioTrack(1, {Float(kRate, 48000.0), Uint(kChannels, 2)}, "A_VORBIS",
-                              {Binary(kCodecPrivate, bad[i])})});
+    OneFormat one({AudioTrack(1, {Float(kSamplingFrequency, 48000.0), Uint(kChannels, 2)},
+                              "A_VORBIS", {Binary(kCodecPrivate, bad[i])})});
     ASSERT_TRUE(one.opened);
     EXPECT_FALSE(one.format.Has(AMEDIAFORMAT_KEY_CSD_0)) << i;
     EXPECT_EQ(one.format.Int32(AMEDIAFORMAT_KEY_ERROR_TYPE), -1003) << i;
@@ -368,7 +371,7 @@ TEST(PluginFormats, MalformedVorbisHeadersGiveNoCsd) {
 TEST(PluginFormats, OpusCarriesDelayAndPreRoll) {
   const Bytes head = Concat({Bytes{'O', 'p', 'u', 's', 'H', 'e', 'a', 'd', 1, 2}, Bytes(9, 0)});
   OneFormat one(
-      {AudioTrack(1, {Float(kRate, 48000.0), Uint(kChannels, 2)}, "A_OPUS",
+      {AudioTrack(1, {Float(kSamplingFrequency, 48000.0), Uint(kChannels, 2)}, "A_OPUS",
                   {Binary(kCodecPrivate, head), Uint(0x56AA, 6500000), Uint(0x56BB, 80000000)})});
   ASSERT_TRUE(one.opened);
   EXPECT_EQ(one.format.Buffer(AMEDIAFORMAT_KEY_CSD_0), head);
@@ -441,7 +444,7 @@ TEST(PluginFormats, UnparsableVideoConfigurationIsMarked) {
   EXPECT_EQ(one.format.Int32(AMEDIAFORMAT_KEY_MAX_INPUT_SIZE), 0x180000);
 }
 
-using namespace colour_id;  // NOLINT: the element IDs read best unqualified here
+using namespace id::colour;  // NOLINT: the element IDs read best unqualified here
 
 OneFormat ColourFormat(std::vector<Element> colour) {
   return OneFormat(

@@ -15,23 +15,18 @@
 #include <vector>
 
 #include "log_capture.h"
+#include "mkv_ids.h"
 #include "mkv_shapes.h"
 #include "plugin_harness.h"
 
 namespace mkvtest {
 namespace {
 
+using namespace id;
+
 using Bytes = std::vector<uint8_t>;
 
 // clang-format off
-enum : uint32_t {
-  kTimecodeScale = 0x2AD7B1, kDuration = 0x4489, kTimecode = 0xE7, kDefaultDuration = 0x23E383,
-  kBlockDuration = 0x9B, kCodecPrivate = 0x63A2, kRate = 0xB5, kChannels = 0x9F,
-  kBitDepth = 0x6264, kVideo = 0xE0, kPixelWidth = 0xB0, kPixelHeight = 0xBA,
-  kDisplayWidth = 0x54B0, kDisplayHeight = 0x54BA, kSimpleBlock = 0xA3, kInfoId = 0x1549A966,
-  kTracksId = 0x1654AE6B, kClusterId = 0x1F43B675, kCuesId = 0x1C53BB6B, kVoid = 0xEC,
-  kTitle = 0x7BA9, kEncodings = 0x6D80, kEncoding = 0x6240, kCompression = 0x5034,
-};
 const Bytes kOpusHead = {'O', 'p', 'u', 's', 'H', 'e', 'a', 'd', 1, 2, 0x38, 1, 0x80, 0xBB, 0, 0,
                          0, 0, 0};
 // avcC of x264's 1920x1080 High profile SPS and a PPS.
@@ -64,7 +59,8 @@ Bytes File(std::vector<Element> segment) {
 // An audio track; AAC, Opus and Vorbis get the codec headers they need (Vorbis: identification,
 // comment and setup headers, Xiph-laced).
 Element Audio(uint64_t number, const std::string& codec, std::vector<Element> extra = {},
-              std::vector<Element> params = {Float(kRate, 48000.0), Uint(kChannels, 2)}) {
+              std::vector<Element> params = {Float(kSamplingFrequency, 48000.0),
+                                             Uint(kChannels, 2)}) {
   if (codec == "A_OPUS") extra.push_back(Binary(kCodecPrivate, kOpusHead));
   if (codec == "A_AAC") extra.push_back(Binary(kCodecPrivate, {0x11, 0x90}));
   Bytes vorbis = {2, 30, 7};
@@ -220,7 +216,7 @@ std::vector<Row> Rows() {
        {"A_PCM/INT/LIT", "A_PCM/INT/BIG", "A_PCM/FLOAT/IEEE", "A_AAC", "A_OPUS", "A_VORBIS"}) {
     std::vector<std::pair<std::string, std::vector<Element>>> audio;
     auto params = [](double rate, uint64_t channels, uint64_t bits) {
-      return std::vector<Element>{Float(kRate, rate), Uint(kChannels, channels),
+      return std::vector<Element>{Float(kSamplingFrequency, rate), Uint(kChannels, channels),
                                   Uint(kBitDepth, bits)};
     };
     for (double rate : {0.0, nan, -48000.0, 4294967295.0, 1e300, inf}) {
@@ -272,8 +268,8 @@ std::vector<Row> Rows() {
   for (uint64_t pos : {k2p63, kU64Max}) {
     add("seek_head_" + std::to_string(pos), [pos] {
       return OneTrackFile(VideoTrack(1), kVp9Key,
-                          {SeekHead({SeekEntry(kInfoId, pos), SeekEntry(kTracksId, pos),
-                                     SeekEntry(kCuesId, pos), SeekEntry(kClusterId, pos)})});
+                          {SeekHead({SeekEntry(kInfo, pos), SeekEntry(kTracks, pos),
+                                     SeekEntry(kCues, pos), SeekEntry(kCluster, pos)})});
     });
   }
   // Element sizes: the largest an 8-byte size field carries, on each level in turn. A
@@ -311,7 +307,8 @@ std::vector<Row> Rows() {
   next.packets = 0;
   for (bool zlib : {false, true}) {
     add(std::string("size_block_4GiB") + (zlib ? "_zlib" : ""), [zlib] {
-      const Element encodings = Master(kEncodings, {Master(kEncoding, {Master(kCompression, {})})});
+      const Element encodings =
+          Master(kContentEncodings, {Master(kContentEncoding, {Master(kContentCompression, {})})});
       Element track = zlib ? VideoTrack(1, {encodings}) : VideoTrack(1);
       const uint64_t huge = uint64_t{1} << 32;
       return File({MsInfo(), Tracks({std::move(track)}),
@@ -321,7 +318,7 @@ std::vector<Row> Rows() {
   }
   next.packets = -1;
   add("size_cluster_without_length_marker", [] {
-    Bytes header = EncodeId(kClusterId);
+    Bytes header = EncodeId(kCluster);
     header.insert(header.end(), {0x00, 0x80, 0, 0, 0, 0, 0, 0, 0});
     return File({MsInfo(), OneTrack(), Raw(header), SmallCluster(1000)});
   });

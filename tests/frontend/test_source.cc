@@ -9,6 +9,7 @@
 #include <host/host_log.h>
 
 #include "log_capture.h"
+#include "mkv_ids.h"
 #include "mkv_shapes.h"
 #include "plugin_harness.h"
 #include "plugin_peer.h"
@@ -17,21 +18,14 @@
 namespace mkvtest {
 namespace {
 
+using namespace id;
+
 using Bytes = std::vector<uint8_t>;
 using android::SEEK_CLOSEST;
 using android::SEEK_CLOSEST_SYNC;
 using android::SEEK_NEXT_SYNC;
 using android::SEEK_PREVIOUS_SYNC;
 
-enum : uint32_t {
-  kTimecode = 0xE7,
-  kCodecPrivate = 0x63A2,
-  kBitDepth = 0x6264,
-  kChannels = 0x9F,
-  kRate = 0xB5,
-  kBlockDuration = 0x9B,
-  kDefaultDuration = 0x23E383,
-};
 const uint8_t kKey = 0x80;
 
 Element InfoOfMs(double ms) {
@@ -155,8 +149,9 @@ Bytes PcmFile(const std::string& codec, uint64_t bits, const Bytes& block,
   for (Element& e : more_blocks) cluster.push_back(std::move(e));
   return MkvFile(
       {InfoOfMs(1000),
-       Tracks({AudioTrack(1, {Float(kRate, 48000.0), Uint(kChannels, 2), Uint(kBitDepth, bits)},
-                          codec)}),
+       Tracks({AudioTrack(
+           1, {Float(kSamplingFrequency, 48000.0), Uint(kChannels, 2), Uint(kBitDepth, bits)},
+           codec)}),
        Cluster(cluster), Binary(0xEC, Bytes(128, 0))});
 }
 
@@ -342,8 +337,9 @@ TEST(PluginMeta, TextIsTerminatedWhateverItsLength) {
   const Bytes full(2048, 'x');
   Bytes file = MkvFile(
       {InfoOfMs(10000),
-       Tracks({AudioTrack(1, {Float(kRate, 8000.0), Uint(kChannels, 1)}, "A_PCM/INT/LIT"),
-               TextTrack(2)}),
+       Tracks(
+           {AudioTrack(1, {Float(kSamplingFrequency, 8000.0), Uint(kChannels, 1)}, "A_PCM/INT/LIT"),
+            TextTrack(2)}),
        Cluster({Uint(kTimecode, 0),
                 BlockGroup({Block(2, 0, 0, {'h', 'e', 'l', 'l', 'o'}), Uint(kBlockDuration, 700)}),
                 BlockGroup({Block(2, 1000, 0, full), Uint(kBlockDuration, 500)})})});
@@ -373,8 +369,8 @@ TEST(PluginMeta, VorbisFramesCarryTheSamplesLeft) {
   for (const Bytes* b : {&id, &comment, &setup}) priv.insert(priv.end(), b->begin(), b->end());
   Bytes file =
       MkvFile({InfoOfMs(1000),
-               Tracks({AudioTrack(1, {Float(kRate, 48000.0), Uint(kChannels, 2)}, "A_VORBIS",
-                                  {Binary(kCodecPrivate, priv)})}),
+               Tracks({AudioTrack(1, {Float(kSamplingFrequency, 48000.0), Uint(kChannels, 2)},
+                                  "A_VORBIS", {Binary(kCodecPrivate, priv)})}),
                Cluster({Uint(kTimecode, 0), SimpleBlock(1, 0, kKey, {0x10}),
                         SimpleBlock(1, 500, kKey, {0x20}), SimpleBlock(1, 1200, kKey, {0x30})})});
   Opened o(file);

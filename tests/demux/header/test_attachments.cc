@@ -6,23 +6,16 @@
 #include <vector>
 
 #include "log_capture.h"
+#include "mkv_ids.h"
 #include "mkv_shapes.h"
 #include "plugin_harness.h"
 
 namespace mkvtest {
 namespace {
 
-using Bytes = std::vector<uint8_t>;
+using namespace id;
 
-enum : uint32_t {
-  kAttachments = 0x1941A469,
-  kAttachedFile = 0x61A7,
-  kFileName = 0x466E,
-  kFileMimeType = 0x4660,
-  kFileData = 0x465C,
-  kFileUid = 0x46AE,
-  kTimecode = 0xE7,
-};
+using Bytes = std::vector<uint8_t>;
 
 Element Attached(const std::string& name, const std::string& mime, Bytes data) {
   return Master(kAttachedFile, {String(kFileName, name), String(kFileMimeType, mime),

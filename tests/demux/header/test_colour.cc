@@ -8,7 +8,7 @@
 namespace mkvtest {
 namespace {
 
-using namespace colour_id;  // NOLINT: the element IDs read best unqualified here
+using namespace id::colour;  // NOLINT: the element IDs read best unqualified here
 
 const int64_t kAbsent = 0x7FFFFFFFFFFFFFFFLL;
 

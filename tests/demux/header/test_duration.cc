@@ -7,21 +7,16 @@
 
 #include "demux/header/qmkvd_duration.h"
 #include "demux_harness.h"
+#include "mkv_ids.h"
 #include "mkv_shapes.h"
 
 namespace mkvtest {
 namespace {
 
+using namespace id;
+
 using Bytes = std::vector<uint8_t>;
 
-enum : uint32_t {
-  kTimecodeScale = 0x2AD7B1,
-  kDuration = 0x4489,
-  kTimecode = 0xE7,
-  kDefaultDuration = 0x23E383,
-  kBlockDuration = 0x9B,
-  kCrc32 = 0xBF,
-};
 const uint8_t kKey = 0x80;
 
 Element MsInfo(bool with_duration) {

@@ -10,25 +10,15 @@
 #include "demux_harness.h"
 #include "ffprobe_ref.h"
 #include "log_capture.h"
+#include "mkv_ids.h"
 #include "mkv_shapes.h"
 #include "real_file.h"
 
 namespace mkvtest {
 namespace {
 
-enum : uint32_t {
-  kCodecPrivate = 0x63A2,
-  kName = 0x536E,
-  kLanguage = 0x22B59C,
-  kDefaultDuration = 0x23E383,
-  kVideo = 0xE0,
-  kPixelWidth = 0xB0,
-  kPixelHeight = 0xBA,
-  kSamplingFrequency = 0xB5,
-  kChannels = 0x9F,
-  kBitDepth = 0x6264,
-  kTimecode = 0xE7,
-};
+using namespace id;
+
 using Bytes = std::vector<uint8_t>;
 
 Element Private(Bytes bytes) {

@@ -4,20 +4,13 @@
 
 #include "demux_harness.h"
 #include "log_capture.h"
+#include "mkv_ids.h"
 #include "mkv_shapes.h"
 
 namespace mkvtest {
 namespace {
 
-enum : uint32_t {
-  kInfoId = 0x1549A966,
-  kTracksId = 0x1654AE6B,
-  kClusterId = 0x1F43B675,
-  kCuesId = 0x1C53BB6B,
-  kTagsId = 0x1254C367,
-  kSeekHeadId = 0x114D9B74,
-  kVoid = 0xEC
-};
+using namespace id;
 
 std::vector<uint8_t> IdBytes(uint32_t id) {
   std::vector<uint8_t> out;
@@ -45,10 +38,9 @@ Element Wall() {
 }
 
 TEST(SeekHead, FindsInfoAndTracksBehindTheClusters) {
-  std::vector<Element> kids = {SeekHead({FixedSeek(kInfoId, 0), FixedSeek(kTracksId, 0)}),
+  std::vector<Element> kids = {SeekHead({FixedSeek(kInfo, 0), FixedSeek(kTracks, 0)}),
                                SmallCluster(), Wall(), MinimalInfo(), OneTrack()};
-  kids[0] =
-      SeekHead({FixedSeek(kInfoId, OffsetOf(kids, 3)), FixedSeek(kTracksId, OffsetOf(kids, 4))});
+  kids[0] = SeekHead({FixedSeek(kInfo, OffsetOf(kids, 3)), FixedSeek(kTracks, OffsetOf(kids, 4))});
   HeaderParse p(MkvFile(kids));
   EXPECT_EQ(p.status(), 0);
   EXPECT_EQ(p->found.seekhead, 1);
@@ -74,17 +66,17 @@ TEST(SeekHead, AnEntryThatLeadsNowhereCostsOnlyItself) {
     auto entries = [&](uint64_t info, uint64_t tracks) {
       std::vector<Element> e;
       switch (bad) {
-        case kWrongTarget: e.push_back(FixedSeek(kInfoId, tracks)); break;
-        case kPastTheData: e.push_back(FixedSeek(kTagsId, 1u << 30)); break;
-        case kWideId: e.push_back(Master(0x4DBB, {Uint(0x53AB, kInfoId).Width(9)})); break;
+        case kWrongTarget: e.push_back(FixedSeek(kInfo, tracks)); break;
+        case kPastTheData: e.push_back(FixedSeek(kTags, 1u << 30)); break;
+        case kWideId: e.push_back(Master(0x4DBB, {Uint(0x53AB, kInfo).Width(9)})); break;
         case kWidePosition:
-          e.push_back(Master(0x4DBB, {Binary(0x53AB, IdBytes(kInfoId)), Uint(0x53AC, 1).Width(9)}));
+          e.push_back(Master(0x4DBB, {Binary(0x53AB, IdBytes(kInfo)), Uint(0x53AC, 1).Width(9)}));
           break;
-        case kFromSegmentHeader: e.push_back(FixedSeek(kInfoId, info + 12)); break;
-        case kNoCues: e.push_back(FixedSeek(kCuesId, tracks + 3)); break;
+        case kFromSegmentHeader: e.push_back(FixedSeek(kInfo, info + 12)); break;
+        case kNoCues: e.push_back(FixedSeek(kCues, tracks + 3)); break;
       }
-      e.push_back(FixedSeek(kInfoId, info));
-      e.push_back(FixedSeek(kTracksId, tracks));
+      e.push_back(FixedSeek(kInfo, info));
+      e.push_back(FixedSeek(kTracks, tracks));
       return SeekHead(e);
     };
     kids[0] = entries(0, 0);
@@ -104,11 +96,11 @@ TEST(SeekHead, AnEntryThatLeadsNowhereCostsOnlyItself) {
 TEST(SeekHead, PositionsCountFromTheSegmentData) {
   std::vector<Element> kids = {Binary(kVoid, std::vector<uint8_t>(7)),
                                MinimalInfo(),
-                               SeekHead({FixedSeek(kTracksId, 0)}),
+                               SeekHead({FixedSeek(kTracks, 0)}),
                                SmallCluster(),
                                Wall(),
                                OneTrack()};
-  kids[2] = SeekHead({FixedSeek(kTracksId, OffsetOf(kids, 5))});
+  kids[2] = SeekHead({FixedSeek(kTracks, OffsetOf(kids, 5))});
   HeaderParse p(MkvFile(kids));
   EXPECT_EQ(p.status(), 0);
   EXPECT_EQ(p->found.tracks, 1);
@@ -119,14 +111,14 @@ TEST(SeekHead, PositionsCountFromTheSegmentData) {
 // few.
 TEST(SeekHead, ASecondSeekHeadIsFollowedAndLoopsEnd) {
   auto first_head = [](uint64_t first, uint64_t second) {
-    return SeekHead({FixedSeek(kSeekHeadId, second), FixedSeek(kSeekHeadId, first)});
+    return SeekHead({FixedSeek(kSeekHead, second), FixedSeek(kSeekHead, first)});
   };
   auto second_head = [](uint64_t first, uint64_t second, uint64_t tracks, uint64_t tags) {
-    return SeekHead({FixedSeek(kTracksId, tracks), FixedSeek(kTagsId, tags),
-                     FixedSeek(kSeekHeadId, first), FixedSeek(kSeekHeadId, second)});
+    return SeekHead({FixedSeek(kTracks, tracks), FixedSeek(kTags, tags),
+                     FixedSeek(kSeekHead, first), FixedSeek(kSeekHead, second)});
   };
-  std::vector<Element> kids = {first_head(0, 0),        MinimalInfo(), SmallCluster(),     Wall(),
-                               second_head(0, 0, 0, 0), OneTrack(),    Master(kTagsId, {})};
+  std::vector<Element> kids = {first_head(0, 0),        MinimalInfo(), SmallCluster(),   Wall(),
+                               second_head(0, 0, 0, 0), OneTrack(),    Master(kTags, {})};
   const uint64_t first = OffsetOf(kids, 0), second = OffsetOf(kids, 4);
   kids[0] = first_head(first, second);
   kids[4] = second_head(first, second, OffsetOf(kids, 5), OffsetOf(kids, 6));
@@ -140,15 +132,15 @@ TEST(SeekHead, ASecondSeekHeadIsFollowedAndLoopsEnd) {
 TEST(SeekHead, ClusterEntryIsIgnoredOnceAClusterIsKnown) {
   LogCapture log;
   HeaderParse known(MkvFile(
-      {MinimalInfo(), OneTrack(), SmallCluster(), SeekHead({FixedSeek(kClusterId, 1u << 30)})}));
+      {MinimalInfo(), OneTrack(), SmallCluster(), SeekHead({FixedSeek(kCluster, 1u << 30)})}));
   EXPECT_EQ(known.status(), 0);
   EXPECT_EQ(known->found.seekhead, 1);
   EXPECT_TRUE(log.lines().empty()) << log.Dump();
 
   // Before any Cluster the entry is followed, and records the first Cluster.
-  std::vector<Element> kids = {SeekHead({FixedSeek(kClusterId, 0)}), MinimalInfo(), OneTrack(),
+  std::vector<Element> kids = {SeekHead({FixedSeek(kCluster, 0)}), MinimalInfo(), OneTrack(),
                                Wall(), SmallCluster()};
-  kids[0] = SeekHead({FixedSeek(kClusterId, OffsetOf(kids, 4))});
+  kids[0] = SeekHead({FixedSeek(kCluster, OffsetOf(kids, 4))});
   HeaderParse p(MkvFile(kids));
   EXPECT_EQ(p.status(), 0);
   EXPECT_EQ(p->first_cluster.pos.elem_pos,
@@ -159,13 +151,13 @@ TEST(SeekHead, ClusterEntryIsIgnoredOnceAClusterIsKnown) {
 // Cues reached through a SeekHead count only when they yield entries, so the walk does not
 // stop at the first Cluster and later elements are still found.
 TEST(SeekHead, CuesWithoutEntriesDoNotCount) {
-  std::vector<Element> kids = {SeekHead({FixedSeek(kCuesId, 0)}),
+  std::vector<Element> kids = {SeekHead({FixedSeek(kCues, 0)}),
                                MinimalInfo(),
                                OneTrack(),
                                SmallCluster(),
-                               Master(kTagsId, {}),
+                               Master(kTags, {}),
                                Cues({})};
-  kids[0] = SeekHead({FixedSeek(kCuesId, OffsetOf(kids, 5))});
+  kids[0] = SeekHead({FixedSeek(kCues, OffsetOf(kids, 5))});
   HeaderParse p(MkvFile(kids));
   EXPECT_EQ(p.status(), 0);
   EXPECT_EQ(p->found.tags, 1);
@@ -175,9 +167,9 @@ TEST(SeekHead, CuesWithoutEntriesDoNotCount) {
 // A broken Tags element reached through a Seek costs only the tags.
 TEST(SeekHead, BrokenTagsThroughASeekCostOnlyTheTags) {
   std::vector<Element> kids = {
-      SeekHead({FixedSeek(kTagsId, 0)}),   MinimalInfo(), OneTrack(), SmallCluster(), Wall(),
-      Master(kTagsId, {Raw({0x00, 0x00})})};
-  kids[0] = SeekHead({FixedSeek(kTagsId, OffsetOf(kids, 5))});
+      SeekHead({FixedSeek(kTags, 0)}),   MinimalInfo(), OneTrack(), SmallCluster(), Wall(),
+      Master(kTags, {Raw({0x00, 0x00})})};
+  kids[0] = SeekHead({FixedSeek(kTags, OffsetOf(kids, 5))});
   LogCapture log;
   HeaderParse p(MkvFile(kids));
   EXPECT_EQ(p.status(), 0);

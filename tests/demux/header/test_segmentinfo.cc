@@ -4,25 +4,13 @@
 #include <string.h>
 
 #include "demux_harness.h"
+#include "mkv_ids.h"
 #include "mkv_shapes.h"
 
 namespace mkvtest {
 namespace {
 
-enum : uint32_t {
-  kSegmentUid = 0x73A4,
-  kSegmentFilename = 0x7384,
-  kPrevUid = 0x3CB923,
-  kPrevFilename = 0x3C83AB,
-  kNextUid = 0x3EB923,
-  kNextFilename = 0x3E83BB,
-  kTimecodeScale = 0x2AD7B1,
-  kDuration = 0x4489,
-  kTitle = 0x7BA9,
-  kMuxingApp = 0x4D80,
-  kWritingApp = 0x5741,
-  kDateUtc = 0x4461,
-};
+using namespace id;
 
 // Header parse of a file whose Info holds these children.
 std::unique_ptr<HeaderParse> ParseInfo(std::vector<Element> children) {

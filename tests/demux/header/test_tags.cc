@@ -5,22 +5,13 @@
 
 #include "demux_harness.h"
 #include "log_capture.h"
+#include "mkv_ids.h"
 #include "mkv_shapes.h"
 
 namespace mkvtest {
 namespace {
 
-enum : uint32_t {
-  kTags = 0x1254C367,
-  kTag = 0x7373,
-  kTargets = 0x63C0,
-  kSimpleTag = 0x67C8,
-  kTagName = 0x45A3,
-  kTagLanguage = 0x447A,
-  kTagString = 0x4487,
-  kTitle = 0x7BA9,
-  kDateUtc = 0x4461
-};
+using namespace id;
 
 Element Simple(const std::string& name, const std::string& value) {
   return Master(kSimpleTag, {String(kTagName, name), String(kTagString, value)});

@@ -7,45 +7,13 @@
 #include "demux/read/qmkvd_stream.h"
 #include "demux_harness.h"
 #include "log_capture.h"
+#include "mkv_ids.h"
 #include "mkv_shapes.h"
 
 namespace mkvtest {
 namespace {
 
-enum : uint32_t {
-  kNumber = 0xD7,
-  kUid = 0x73C5,
-  kType = 0x83,
-  kFlagEnabled = 0xB9,
-  kFlagDefault = 0x88,
-  kFlagForced = 0x55AA,
-  kFlagLacing = 0x9C,
-  kDefaultDuration = 0x23E383,
-  kTimescale = 0x23314F,
-  kName = 0x536E,
-  kLanguage = 0x22B59C,
-  kCodecId = 0x86,
-  kCodecPrivate = 0x63A2,
-  kCodecName = 0x258688,
-  kSeekPreRoll = 0x56BB,
-  kCodecDelay = 0x56AA,
-  kVideo = 0xE0,
-  kAudio = 0xE1,
-  kSamplingFrequency = 0xB5,
-  kOutputSamplingFrequency = 0x78B5,
-  kChannels = 0x9F,
-  kBitDepth = 0x6264,
-  kEncodings = 0x6D80,
-  kEncoding = 0x6240,
-  kCompression = 0x5034,
-  kCompAlgo = 0x4254,
-  kCompSettings = 0x4255,
-  kEncryption = 0x5035,
-  kPixelWidth = 0xB0,
-  kPixelHeight = 0xBA,
-  kDisplayWidth = 0x54B0,
-  kDisplayUnit = 0x54B2,
-};
+using namespace id;
 
 // A file made of Info, these Tracks and one Cluster.
 std::vector<uint8_t> FileWithTracks(std::vector<Element> entries) {
@@ -54,9 +22,9 @@ std::vector<uint8_t> FileWithTracks(std::vector<Element> entries) {
 
 TEST(Tracks, ReadsTheTrackValues) {
   Created c(FileWithTracks({TrackEntry({
-      Uint(kNumber, 7),
-      Uint(kUid, 0x1122334455667788ull),
-      Uint(kType, 1),
+      Uint(kTrackNumber, 7),
+      Uint(kTrackUid, 0x1122334455667788ull),
+      Uint(kTrackType, 1),
       Uint(kFlagEnabled, 1),
       Uint(kFlagDefault, 1),
       Uint(kFlagForced, 1),
@@ -101,7 +69,7 @@ TEST(Tracks, ReadsTheTrackValues) {
 }
 
 TEST(Tracks, DefaultsWhenAbsent) {
-  Created c(FileWithTracks({TrackEntry({Uint(kNumber, 1), Uint(kType, 2)})}));
+  Created c(FileWithTracks({TrackEntry({Uint(kTrackNumber, 1), Uint(kTrackType, 2)})}));
   ASSERT_EQ(c.err(), 0);
   const QMKVD_TRACK& t = c.ctx()->tracks.slots[0];
   EXPECT_STREQ(t.language, "eng");
@@ -112,7 +80,7 @@ TEST(Tracks, DefaultsWhenAbsent) {
 }
 
 TEST(Tracks, TrackTimecodeScaleIsASingle) {
-  Created c(FileWithTracks({VideoTrack(1, {Float(kTimescale, 3.75, 4)})}));
+  Created c(FileWithTracks({VideoTrack(1, {Float(kTrackTimecodeScale, 3.75, 4)})}));
   ASSERT_EQ(c.err(), 0);
   EXPECT_EQ(c.ctx()->tracks.slots[0].timescale, 3u);
 }
@@ -122,7 +90,7 @@ TEST(Tracks, TrackTimecodeScaleIsASingle) {
 TEST(Tracks, WideTrackTypeTakesItsFirstByteAndStepsOne) {
   std::vector<uint8_t> payload = {0x02, 0x86, 0x86, 'A', '_', 'O', 'P', 'U', 'S'};
   ASSERT_EQ(payload.size(), 9u);
-  Created c(FileWithTracks({TrackEntry({Uint(kNumber, 1), Binary(kType, payload)})}));
+  Created c(FileWithTracks({TrackEntry({Uint(kTrackNumber, 1), Binary(kTrackType, payload)})}));
   ASSERT_EQ(c.err(), 0);
   EXPECT_EQ(c.ctx()->tracks.slots[0].type, 2);
   EXPECT_STREQ(c.ctx()->tracks.slots[0].codec_id, "A_OPUS");
@@ -161,12 +129,15 @@ TEST(Tracks, BadEntriesAreDroppedAndTheRestCloseUp) {
   Created c(FileWithTracks({
       VideoTrack(1),
       VideoTrack(2, {String(kName, std::string(4096, 'n'))}),  // a long name costs nothing
-      VideoTrack(3, {Master(kEncodings, {Master(kEncoding, {Master(kEncryption, {})})})}),
-      VideoTrack(4, {Master(kEncodings,  // bzlib
-                            {Master(kEncoding, {Master(kCompression, {Uint(kCompAlgo, 1)})})})}),
+      VideoTrack(3, {Master(kContentEncodings,
+                            {Master(kContentEncoding, {Master(kContentEncryption, {})})})}),
+      VideoTrack(4, {Master(kContentEncodings,  // bzlib
+                            {Master(kContentEncoding,
+                                    {Master(kContentCompression, {Uint(kContentCompAlgo, 1)})})})}),
       // An empty ContentCompression is zlib, which is undone.
-      VideoTrack(5, {Master(kEncodings, {Master(kEncoding, {Master(kCompression, {})})})}),
-      VideoTrack(6, {Uint(kUid, 1).Width(9)}),
+      VideoTrack(5, {Master(kContentEncodings,
+                            {Master(kContentEncoding, {Master(kContentCompression, {})})})}),
+      VideoTrack(6, {Uint(kTrackUid, 1).Width(9)}),
       VideoTrack(7, {Binary(kCodecPrivate, {1, 2}).DeclaredSize(1u << 20)}),
       VideoTrack(8),
   }));
@@ -196,19 +167,21 @@ TEST(Tracks, HeaderStrippingKeepsItsBytes) {
 
 // Only the first ContentEncoding is read; a child running past its parent ends that parent.
 TEST(Tracks, OnlyTheFirstContentEncodingCounts) {
-  Element second = Master(kEncoding, {Master(kEncryption, {})});
+  Element second = Master(kContentEncoding, {Master(kContentEncryption, {})});
   Created c(FileWithTracks({VideoTrack(
-      1, {Master(kEncodings,
-                 {Master(kEncoding,
-                         {Master(kCompression, {Uint(kCompAlgo, 3), Binary(kCompSettings, {7})})}),
+      1, {Master(kContentEncodings,
+                 {Master(kContentEncoding,
+                         {Master(kContentCompression,
+                                 {Uint(kContentCompAlgo, 3), Binary(kContentCompSettings, {7})})}),
                   second})})}));
   ASSERT_EQ(c.err(), 0);
   EXPECT_EQ(c.ctx()->tracks.slots[0].encodings.count, 2u);
 
   Created overrun(FileWithTracks({VideoTrack(
-      1, {Master(kEncodings,
-                 {Master(kEncoding,
-                         {Master(kCompression, {Uint(kCompAlgo, 3), Binary(kCompSettings, {7})}),
+      1, {Master(kContentEncodings,
+                 {Master(kContentEncoding,
+                         {Master(kContentCompression,
+                                 {Uint(kContentCompAlgo, 3), Binary(kContentCompSettings, {7})}),
                           Raw({0x50, 0x33, 0x88})})})})}));  // ContentEncodingType claiming 8 bytes
                                                              // it does not have
   ASSERT_EQ(overrun.err(), 0);
@@ -241,8 +214,8 @@ TEST(Tracks, StreamKindsAndCounts) {
   Created c(FileWithTracks({
       VideoTrack(1),
       AudioTrack(2, {}),
-      TrackEntry({Uint(kNumber, 3), Uint(kType, 17), String(kCodecId, "S_TEXT/UTF8")}),
-      TrackEntry({Uint(kNumber, 4), Uint(kType, 3), String(kCodecId, "B_VOBBTN")}),
+      TrackEntry({Uint(kTrackNumber, 3), Uint(kTrackType, 17), String(kCodecId, "S_TEXT/UTF8")}),
+      TrackEntry({Uint(kTrackNumber, 4), Uint(kTrackType, 3), String(kCodecId, "B_VOBBTN")}),
   }));
   ASSERT_EQ(c.err(), 0);
   const QMKVD_FILE_INFO& info = c.info();
@@ -262,7 +235,7 @@ TEST(Tracks, StreamKindsAndCounts) {
 }
 
 TEST(Tracks, OnlyComplexTypesGiveNoKindCounts) {
-  Created c(FileWithTracks({TrackEntry({Uint(kNumber, 1), Uint(kType, 3)})}));
+  Created c(FileWithTracks({TrackEntry({Uint(kTrackNumber, 1), Uint(kTrackType, 3)})}));
   ASSERT_EQ(c.err(), 0);
   EXPECT_EQ(c.info().stream_count, 1u);
   EXPECT_EQ(c.info().video_count + c.info().audio_count + c.info().text_count, 0u);

@@ -9,26 +9,17 @@
 #include <vector>
 
 #include "log_capture.h"
+#include "mkv_ids.h"
 #include "mkv_shapes.h"
 #include "plugin_harness.h"
 
 namespace mkvtest {
 namespace {
 
+using namespace id;
+
 using Bytes = std::vector<uint8_t>;
 
-enum : uint32_t {
-  kEncodings = 0x6D80,
-  kEncoding = 0x6240,
-  kScope = 0x5032,
-  kCompression = 0x5034,
-  kCodecPrivate = 0x63A2,
-  kTimecode = 0xE7,
-  kRate = 0xB5,
-  kChannels = 0x9F,
-  kVoid = 0xEC,
-  kBlockDuration = 0x9B,
-};
 const uint8_t kKey = 0x80;
 const Bytes kOpusHead = {'O',  'p', 'u',  's',  'H', 'e', 'a', 'd', 1, 2,
                          0x38, 1,   0x80, 0xBB, 0,   0,   0,   0,   0};
@@ -51,7 +42,8 @@ Bytes Deflate(const Bytes& plain) {
 }
 
 Element Zlib(uint64_t scope) {
-  return Master(kEncodings, {Master(kEncoding, {Uint(kScope, scope), Master(kCompression, {})})});
+  return Master(kContentEncodings, {Master(kContentEncoding, {Uint(kContentEncodingScope, scope),
+                                                              Master(kContentCompression, {})})});
 }
 
 Bytes Repeat(const std::string& text, size_t times) {
@@ -118,7 +110,8 @@ Element ZlibText() {
 
 Element ZlibAudio(const char* codec, double rate, std::vector<Element> extra) {
   extra.insert(extra.begin(), Zlib(1));
-  return AudioTrack(1, {Float(kRate, rate), Uint(kChannels, 2)}, codec, std::move(extra));
+  return AudioTrack(1, {Float(kSamplingFrequency, rate), Uint(kChannels, 2)}, codec,
+                    std::move(extra));
 }
 
 TEST(Zlib, EveryFrameComesOutInflated) {
@@ -164,8 +157,8 @@ TEST(Zlib, CodecPrivateIsInflatedWhenTheScopeSaysSo) {
   const Bytes frame = {0xFC, 1, 2, 3};
   for (uint64_t scope : {2, 3}) {
     SCOPED_TRACE(scope);
-    Element track = AudioTrack(1, {Float(kRate, 48000.0), Uint(kChannels, 2)}, "A_OPUS",
-                               {Zlib(scope), Binary(kCodecPrivate, Deflate(kOpusHead))});
+    Element track = AudioTrack(1, {Float(kSamplingFrequency, 48000.0), Uint(kChannels, 2)},
+                               "A_OPUS", {Zlib(scope), Binary(kCodecPrivate, Deflate(kOpusHead))});
     const Bytes stored = scope == 3 ? Deflate(frame) : frame;
     Plugin p(MkvFile({MinimalInfo(), Tracks({track}),
                       Cluster({Uint(kTimecode, 0), SimpleBlock(1, 0, kKey, stored)}),

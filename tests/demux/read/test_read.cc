@@ -6,20 +6,13 @@
 #include "demux_harness.h"
 #include "frame_reader.h"
 #include "log_capture.h"
+#include "mkv_ids.h"
 #include "mkv_shapes.h"
 
 namespace mkvtest {
 namespace {
 
-enum : uint32_t {
-  kTimecode = 0xE7,
-  kVoid = 0xEC,
-  kDefaultDuration = 0x23E383,
-  kCodecPrivate = 0x63A2,
-  kBlockDuration = 0x9B,
-  kReferenceBlock = 0xFB,
-  kTimecodeScale = 0x2AD7B1,
-};
+using namespace id;
 
 const int64_t kMs = 10000;  // 100-ns units per millisecond
 

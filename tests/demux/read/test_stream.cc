@@ -7,12 +7,13 @@
 #include "demux_harness.h"
 #include "frame_reader.h"
 #include "log_capture.h"
+#include "mkv_ids.h"
 #include "mkv_shapes.h"
 
 namespace mkvtest {
 namespace {
 
-enum : uint32_t { kTimecode = 0xE7, kVoid = 0xEC, kCuePoint = 0xBB, kCueTime = 0xB3 };
+using namespace id;
 
 std::vector<uint8_t> TwoClusterFile() {
   return MkvFile(

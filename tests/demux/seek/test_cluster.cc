@@ -7,17 +7,19 @@
 #include <memory>
 #include <vector>
 
+#include "mkv_ids.h"
 #include "mkv_shapes.h"
 #include "plugin_harness.h"
 
 namespace mkvtest {
 namespace {
 
+using namespace id;
+
 using Bytes = std::vector<uint8_t>;
 using android::SEEK_NEXT_SYNC;
 using android::SEEK_PREVIOUS_SYNC;
 
-enum : uint32_t { kTimecode = 0xE7, kVoid = 0xEC, kTags = 0x1254C367 };
 const Bytes kIntra = {0, 0, 1, 0xB6, 0x00, 0x11};  // MPEG-4 part 2 VOPs: intra, predicted
 const Bytes kPredicted = {0, 0, 1, 0xB6, 0x40, 0x22};
 

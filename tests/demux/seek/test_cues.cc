@@ -4,21 +4,13 @@
 
 #include "demux/seek/qmkvd_cues.h"
 #include "demux_harness.h"
+#include "mkv_ids.h"
 #include "mkv_shapes.h"
 
 namespace mkvtest {
 namespace {
 
-enum : uint32_t {
-  kCuePoint = kIdCuePoint,
-  kCueTime = kIdCueTime,
-  kPositions = kIdCueTrackPositions,
-  kCueTrack = kIdCueTrack,
-  kClusterPos = kIdCueClusterPosition,
-  kBlockNumber = 0x5378,
-  kRelativePos = 0xF0,
-  kVoid = 0xEC,
-};
+using namespace id;
 
 Element Point(uint64_t time, uint64_t track, uint64_t cluster_pos) {
   return CuePoint(time, track, cluster_pos);
@@ -57,11 +49,12 @@ TEST(Cues, AudioPointsAreKeptWhenTracksComeLater) {
 // child comes first; an audio track's positions are still left out.
 TEST(Cues, EveryTrackPositionsIsAnEntry) {
   HeaderParse p(WithCues({Master(
-      kCuePoint,
-      {Master(kPositions, {Uint(kCueTrack, 1), Uint(kClusterPos, 100), Uint(kBlockNumber, 3)}),
-       Master(kPositions, {Uint(kCueTrack, 2), Uint(kClusterPos, 200)}),
-       Master(kPositions, {Uint(kCueTrack, 4), Uint(kClusterPos, 300), Uint(kRelativePos, 9)}),
-       Uint(kCueTime, 5)})}));
+      kCuePoint, {Master(kCueTrackPositions, {Uint(kCueTrack, 1), Uint(kCueClusterPosition, 100),
+                                              Uint(kCueBlockNumber, 3)}),
+                  Master(kCueTrackPositions, {Uint(kCueTrack, 2), Uint(kCueClusterPosition, 200)}),
+                  Master(kCueTrackPositions, {Uint(kCueTrack, 4), Uint(kCueClusterPosition, 300),
+                                              Uint(kCueRelativePosition, 9)}),
+                  Uint(kCueTime, 5)})}));
   ASSERT_EQ(p.status(), 0);
   ASSERT_EQ(p->cues.count, 2u);
   const QMKVD_CUE& video = p->cues.entries[0];
@@ -87,9 +80,10 @@ TEST(Cues, EmptyCuesSucceedWithNoTable) {
 // CuePoints of 17 payload bytes (19 in all), so that the estimate (payload size over the first
 // point's size) is n * 19 / 17.
 Element WidePoint(uint64_t time) {
-  return Master(kCuePoint, {Uint(kCueTime, time).Width(4),
-                            Master(kPositions,
-                                   {Uint(kCueTrack, 1), Uint(kClusterPos, 1000 + time).Width(4)})});
+  return Master(kCuePoint,
+                {Uint(kCueTime, time).Width(4),
+                 Master(kCueTrackPositions,
+                        {Uint(kCueTrack, 1), Uint(kCueClusterPosition, 1000 + time).Width(4)})});
 }
 
 TEST(Cues, FirstCapacityIsEstimatedAndIsAlsoTheGrowthStep) {
@@ -124,9 +118,9 @@ TEST(Cues, APointOverrunningTheCuesFailsTheWholeTable) {
 }
 
 TEST(Cues, HugeChildSizeFailsButALongOneEndsThePoint) {
-  Element huge =
-      Master(kCuePoint, {Uint(kCueTime, 1), Raw({0xF1, 0x08, 0x80, 0, 0, 0}),
-                         Master(kPositions, {Uint(kCueTrack, 1), Uint(kClusterPos, 9)})});
+  Element huge = Master(
+      kCuePoint, {Uint(kCueTime, 1), Raw({0xF1, 0x08, 0x80, 0, 0, 0}),
+                  Master(kCueTrackPositions, {Uint(kCueTrack, 1), Uint(kCueClusterPosition, 9)})});
   HeaderParse bad(WithCues({huge}));
   EXPECT_NE(bad.status(), 0);
 
@@ -199,18 +193,18 @@ TEST(StreamedCues, EveryPointIsKeptAsStored) {
 }
 
 TEST(StreamedCues, TheSeekTableTakesPointsWhoseLastPositionsAreTheTracks) {
-  Element one_then_three =
-      Master(kCuePoint,
-             {Uint(kCueTime, 5), Master(kPositions, {Uint(kCueTrack, 1), Uint(kClusterPos, 50)}),
-              Master(kPositions, {Uint(kCueTrack, 3), Uint(kClusterPos, 60)})});
-  Element three_then_one =
-      Master(kCuePoint,
-             {Uint(kCueTime, 6), Master(kPositions, {Uint(kCueTrack, 3), Uint(kClusterPos, 70)}),
-              Master(kPositions, {Uint(kCueTrack, 1), Uint(kClusterPos, 80)})});
-  Element no_time =
-      Master(kCuePoint, {Master(kPositions, {Uint(kCueTrack, 1), Uint(kClusterPos, 90)})});
+  Element one_then_three = Master(
+      kCuePoint, {Uint(kCueTime, 5),
+                  Master(kCueTrackPositions, {Uint(kCueTrack, 1), Uint(kCueClusterPosition, 50)}),
+                  Master(kCueTrackPositions, {Uint(kCueTrack, 3), Uint(kCueClusterPosition, 60)})});
+  Element three_then_one = Master(
+      kCuePoint, {Uint(kCueTime, 6),
+                  Master(kCueTrackPositions, {Uint(kCueTrack, 3), Uint(kCueClusterPosition, 70)}),
+                  Master(kCueTrackPositions, {Uint(kCueTrack, 1), Uint(kCueClusterPosition, 80)})});
+  Element no_time = Master(
+      kCuePoint, {Master(kCueTrackPositions, {Uint(kCueTrack, 1), Uint(kCueClusterPosition, 90)})});
   Element no_position =
-      Master(kCuePoint, {Uint(kCueTime, 8), Master(kPositions, {Uint(kCueTrack, 1)})});
+      Master(kCuePoint, {Uint(kCueTime, 8), Master(kCueTrackPositions, {Uint(kCueTrack, 1)})});
   StreamedCues c(
       {Point(0, 1, 100), one_then_three, three_then_one, no_time, no_position, Point(9, 2, 200)});
   ASSERT_EQ(c.ParseFor(1), 0);
@@ -227,16 +221,17 @@ TEST(StreamedCues, TheSeekTableTakesPointsWhoseLastPositionsAreTheTracks) {
 TEST(StreamedCues, OversizedFieldsAndChildrenFail) {
   // A CueTime of nine bytes, which the buffered parser would fold into its last eight.
   Element wide_time = Master(
-      kCuePoint,
-      {Uint(kCueTime, 1).Width(9), Master(kPositions, {Uint(kCueTrack, 1), Uint(kClusterPos, 9)})});
+      kCuePoint, {Uint(kCueTime, 1).Width(9),
+                  Master(kCueTrackPositions, {Uint(kCueTrack, 1), Uint(kCueClusterPosition, 9)})});
   EXPECT_EQ(StreamedCues({Point(0, 1, 100), wide_time}).ParseAll(), -1);
   // A child of 2^31 bytes inside CueTrackPositions.
-  Element huge = Master(kCuePoint, {Master(kPositions, {Raw({0xF1, 0x08, 0x80, 0, 0, 0})})});
+  Element huge =
+      Master(kCuePoint, {Master(kCueTrackPositions, {Raw({0xF1, 0x08, 0x80, 0, 0, 0})})});
   EXPECT_EQ(StreamedCues({huge}).ParseAll(), -1);
   // A child merely longer than the rest of its CueTrackPositions ends it: the position stays
   // unset (all ones).
   Element longer =
-      Master(kCuePoint, {Master(kPositions, {Uint(kCueTrack, 1), Raw({0xF1, 0x88, 1})})});
+      Master(kCuePoint, {Master(kCueTrackPositions, {Uint(kCueTrack, 1), Raw({0xF1, 0x88, 1})})});
   StreamedCues c({longer});
   ASSERT_EQ(c.ParseAll(), 0);
   EXPECT_EQ(c.table().entries[0].cluster_pos, UINT64_MAX);

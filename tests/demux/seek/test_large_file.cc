@@ -7,24 +7,19 @@
 #include <memory>
 #include <vector>
 
+#include "mkv_ids.h"
 #include "mkv_shapes.h"
 #include "plugin_harness.h"
 
 namespace mkvtest {
 namespace {
 
+using namespace id;
+
 using Bytes = std::vector<uint8_t>;
 using android::SEEK_NEXT_SYNC;
 using android::SEEK_PREVIOUS_SYNC;
 
-enum : uint32_t {
-  kSegmentId = 0x18538067,
-  kInfoId = 0x1549A966,
-  kTracksId = 0x1654AE6B,
-  kCuesId = 0x1C53BB6B,
-  kVoidId = 0xEC,
-  kTimecode = 0xE7,
-};
 const uint8_t kKey = 0x80;
 const Bytes kIntra = {0, 0, 1, 0xB6, 0x00, 0x11};  // MPEG-4 part 2 VOPs: intra, predicted
 const Bytes kPredicted = {0, 0, 1, 0xB6, 0x40, 0x22};
@@ -42,7 +37,7 @@ struct LargeFile {
 LargeFile MakeLargeFile(bool with_cues) {
   const Element info = Info({Uint(0x2AD7B1, 1000000), Float(0x4489, 3000.0, 8)});
   const Element tracks = Tracks({VideoTrack(1, {}, "V_MPEG4/ISO/ASP")});
-  const Element gap = Binary(kVoidId, {}).DeclaredSize(kGap).SizeWidth(8);
+  const Element gap = Binary(kVoid, {}).DeclaredSize(kGap).SizeWidth(8);
   // Segment-relative layout: SeekHead, Info, Tracks, Void, Clusters, Cues.
   // The SeekHead's positions are 8 bytes wide, so its size does not depend on them.
   auto build_seek_head = [&](uint64_t cues_at, uint64_t info_at, uint64_t tracks_at) {
@@ -51,8 +46,8 @@ LargeFile MakeLargeFile(bool with_cues) {
       for (int i = 0; i < 8; ++i) position[i] = static_cast<uint8_t>(at >> (56 - 8 * i));
       return Master(0x4DBB, {Binary(0x53AB, EncodeId(id)), Binary(0x53AC, position)});
     };
-    std::vector<Element> entries = {entry(kInfoId, info_at), entry(kTracksId, tracks_at)};
-    if (with_cues) entries.push_back(entry(kCuesId, cues_at));
+    std::vector<Element> entries = {entry(kInfo, info_at), entry(kTracks, tracks_at)};
+    if (with_cues) entries.push_back(entry(kCues, cues_at));
     return SeekHead(entries);
   };
   const uint64_t seek_head_size = EncodedSize(build_seek_head(0, 0, 0));
@@ -88,7 +83,7 @@ LargeFile MakeLargeFile(bool with_cues) {
   const uint64_t segment_size = EncodedSize(front) + kGap + f.tail.size();
   f.head = Serialize(EbmlHeader());
   const Bytes segment_header =
-      Serialize(Binary(kSegmentId, {}).DeclaredSize(segment_size).SizeWidth(8));
+      Serialize(Binary(kSegment, {}).DeclaredSize(segment_size).SizeWidth(8));
   f.head.insert(f.head.end(), segment_header.begin(), segment_header.end());
   const uint64_t segment_data_at = f.head.size();
   const Bytes front_bytes = Serialize(front);

@@ -9,12 +9,14 @@
 #include "demux_harness.h"
 #include "frame_reader.h"
 #include "log_capture.h"
+#include "mkv_ids.h"
 #include "mkv_shapes.h"
 
 namespace mkvtest {
 namespace {
 
-enum : uint32_t { kTimecode = 0xE7 };
+using namespace id;
+
 const uint8_t kKey = 0x80;
 const int64_t kMs = 10000;  // 100-ns units per millisecond
 // MPEG-4 part 2 frames that open with a VOP header: intra, then predicted.
