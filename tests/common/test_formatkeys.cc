@@ -22,47 +22,6 @@ namespace {
 
 using mkvtest::BitWriter;
 
-TEST(FormatKeys, DistinctNamespacedAndTyped) {
-  const char* const named[] = {
-      AMEDIAFORMAT_KEY_FOURCC,
-      AMEDIAFORMAT_KEY_TRACK_FOURCC,
-      AMEDIAFORMAT_KEY_IS_MP4_DP,
-      AMEDIAFORMAT_KEY_ERROR_TYPE,
-      AMEDIAFORMAT_KEY_ERROR_LOGGABLE,
-      AMEDIAFORMAT_KEY_TRACK_NAME,
-      AMEDIAFORMAT_KEY_CHAR_ENCODING_TYPES,
-      AMEDIAFORMAT_KEY_I_FRAME_AVG_INTERVAL,
-      AMEDIAFORMAT_KEY_ALLOW_FRAME_REORDERING,
-      AMEDIAFORMAT_KEY_WRITER,
-  };
-  std::set<std::string> seen;
-  for (const char* key : named) {
-    ASSERT_NE(key, nullptr);
-    // Framework keys are bare words ("mime", "durationUs"); ours must never be one of them.
-    EXPECT_EQ(strncmp(key, "vendor.qmkv.", 12), 0) << key;
-    EXPECT_GT(strlen(key), 12u) << key;
-    EXPECT_TRUE(seen.insert(key).second) << "duplicate " << key;
-  }
-  // The type table lists exactly these keys, once each.
-  ASSERT_EQ(QCMN_FORMAT_KEY_COUNT, seen.size());
-  std::set<std::string> typed;
-  for (size_t i = 0; i < QCMN_FORMAT_KEY_COUNT; ++i) {
-    typed.insert(*QCMN_FORMAT_KEYS[i].key);
-  }
-  EXPECT_EQ(typed, seen);
-  auto type_of = [](const char* key) {
-    for (size_t i = 0; i < QCMN_FORMAT_KEY_COUNT; ++i) {
-      if (*QCMN_FORMAT_KEYS[i].key == key) return QCMN_FORMAT_KEYS[i].type;
-    }
-    ADD_FAILURE() << "untyped " << key;
-    return QcmnKeyType::kInt32;
-  };
-  // The three that are not plain integers decide how the front end must set them.
-  EXPECT_EQ(type_of(AMEDIAFORMAT_KEY_TRACK_NAME), QcmnKeyType::kBuffer);
-  EXPECT_EQ(type_of(AMEDIAFORMAT_KEY_I_FRAME_AVG_INTERVAL), QcmnKeyType::kInt64);
-  EXPECT_EQ(type_of(AMEDIAFORMAT_KEY_WRITER), QcmnKeyType::kString);
-}
-
 TEST(FourCC2MIME, SampleAgainstFrameworkStrings) {
   // One code for each type, so that any entry pointing at a wrong type shows.
   // clang-format off
@@ -89,72 +48,11 @@ TEST(FourCC2MIME, SampleAgainstFrameworkStrings) {
   EXPECT_STRNE(QCMN_MIMETYPE_TEXT_ASS, QCMN_MIMETYPE_TEXT_SSA);
 }
 
-TEST(FourCC2MIME, EverySupportedCodeHasAKindMatchingType) {
-  struct Kind {
-    const uint32_t* codes;
-    size_t count;
-    const char* prefix;
-  };
-  const Kind kinds[] = {
-      {QCMN_AUDIO_CODES, QCMN_AUDIO_CODE_COUNT, "audio/"},
-      {QCMN_VIDEO_CODES, QCMN_VIDEO_CODE_COUNT, "video/"},
-      {QCMN_SUBTITLE_CODES, QCMN_SUBTITLE_CODE_COUNT, ""},
-  };
-  EXPECT_EQ(QCMN_AUDIO_CODE_COUNT, 19u);
-  EXPECT_EQ(QCMN_VIDEO_CODE_COUNT, 24u);
-  EXPECT_EQ(QCMN_SUBTITLE_CODE_COUNT, 3u);
-  for (const Kind& k : kinds) {
-    for (size_t i = 0; i < k.count; ++i) {
-      const char* mime = FourCC2MIME(k.codes[i]);
-      ASSERT_NE(mime, nullptr);
-      EXPECT_STRCASENE(mime, QCMN_MIMETYPE_UNKNOWN) << std::hex << k.codes[i];
-      EXPECT_STRCASENE(mime, QCMN_MIMETYPE_AUDIO_UNKNOWN) << std::hex << k.codes[i];
-      EXPECT_STRCASENE(mime, QCMN_MIMETYPE_VIDEO_UNKNOWN) << std::hex << k.codes[i];
-      EXPECT_EQ(strncmp(mime, k.prefix, strlen(k.prefix)), 0) << mime;
-    }
-  }
-  EXPECT_TRUE(qcmn_is_audio_code(qcmn_fourcc("mp4a")));
-  EXPECT_FALSE(qcmn_is_audio_code(qcmn_fourcc("avc1")));
-  EXPECT_TRUE(qcmn_is_video_code(qcmn_fourcc("avc1")));
-  EXPECT_FALSE(qcmn_is_video_code(qcmn_fourcc("MPG1")));
-  EXPECT_TRUE(qcmn_is_subtitle_code(qcmn_fourcc("SSRT")));
-  EXPECT_FALSE(qcmn_is_subtitle_code(0));
-}
-
-TEST(FourCC2MIME, UnknownCodesGiveTheUnknownType) {
-  // Codes the demuxer makes for CodecIDs we have no decoder type for, and nonsense.
-  // Case matters in codes: only the spellings we list are known.
-  // clang-format off
-  const uint32_t codes[] = {0, 0xFFFFFFFF, qcmn_fourcc("THEO"), qcmn_fourcc("MPG1"),
-                            qcmn_fourcc("RV40"), qcmn_fourcc("*XYZ"), qcmn_fourcc("#XYZ"),
-                            QCMN_TAG_TTA, QCMN_TAG_WAVPACK, qcmn_fourcc("AVC2"),
-                            qcmn_fourcc_bytes('a', 'v', 'c', 0), 0xFE, 0x100, qcmn_fourcc("Avc1")};
-  // clang-format on
-  for (uint32_t code : codes) {
-    EXPECT_STREQ(FourCC2MIME(code), QCMN_MIMETYPE_UNKNOWN) << std::hex << code;
-  }
-}
-
 // Limits as the front end reads them: a preset record the call overwrites.
 QVID_MM_LIMITS LimitsOf(uint32_t code, int32_t* result) {
   QVID_MM_LIMITS l = {1, 2, 3, 4};
   *result = qvid_get_mm_spec(QVID_MM_QUERY_LIMITS, code, &l);
   return l;
-}
-
-TEST(DecoderCaps, SupportFollowsThePublishedVideoCodes) {
-  for (size_t i = 0; i < QCMN_VIDEO_CODE_COUNT; ++i) {
-    QVID_MM_SUPPORT s = {0};
-    EXPECT_EQ(qvid_get_mm_spec(QVID_MM_QUERY_SUPPORT, QCMN_VIDEO_CODES[i], &s), QVID_MM_OK);
-    EXPECT_EQ(s.supported, 1u) << std::hex << QCMN_VIDEO_CODES[i];
-  }
-  // Audio, subtitles, video we do not publish: refused, and a stale answer is cleared.
-  for (uint32_t code : {0xFFu, qcmn_fourcc("SSRT"), qcmn_fourcc("THEO"), qcmn_fourcc("MPG1"),
-                        qcmn_fourcc("Avc1"), 0u}) {
-    QVID_MM_SUPPORT s = {7};
-    EXPECT_EQ(qvid_get_mm_spec(QVID_MM_QUERY_SUPPORT, code, &s), QVID_MM_ERR_UNSUPPORTED);
-    EXPECT_EQ(s.supported, 0u);
-  }
 }
 
 TEST(DecoderCaps, LimitsFourKForModernCodecsFullHdOtherwise) {
@@ -187,21 +85,6 @@ TEST(DecoderCaps, LimitsFourKForModernCodecsFullHdOtherwise) {
   EXPECT_EQ(r, QVID_MM_ERR_UNSUPPORTED);
   EXPECT_EQ(l.landscape_width, 1u);
   EXPECT_EQ(l.portrait_height, 4u);
-}
-
-TEST(DecoderCaps, BadQueriesAndNullAnswers) {
-  QVID_MM_LIMITS l = {1, 2, 3, 4};
-  for (int32_t q : {0, 99, 102, -100, -1}) {
-    EXPECT_EQ(qvid_get_mm_spec(q, qcmn_fourcc("avc1"), &l), QVID_MM_ERR_UNKNOWN_QUERY) << q;
-  }
-  EXPECT_EQ(l.landscape_width, 1u);
-  EXPECT_EQ(qvid_get_mm_spec(QVID_MM_QUERY_SUPPORT, qcmn_fourcc("avc1"), nullptr),
-            QVID_MM_ERR_NULL_ANSWER);
-  EXPECT_EQ(qvid_get_mm_spec(QVID_MM_QUERY_LIMITS, qcmn_fourcc("avc1"), nullptr),
-            QVID_MM_ERR_NULL_ANSWER);
-  // Distinct from "unsupported", which the front end treats specially.
-  EXPECT_NE(QVID_MM_ERR_NULL_ANSWER, QVID_MM_ERR_UNSUPPORTED);
-  EXPECT_NE(QVID_MM_ERR_UNKNOWN_QUERY, QVID_MM_ERR_UNSUPPORTED);
 }
 
 const QAUD_CONFIG kUntouched = {-77, -77, -77, -77, -77};
@@ -252,46 +135,6 @@ TEST(AacConfig, FfmpegEncoderOutput) {
                2, 22050, 7);  // 6.1
   // The bare two bytes, as muxers that drop the extension write them.
   ExpectConfig({0x11, 0x90}, 2, 48000, 2);
-}
-
-// What times the frames: the core coder's rate (before SBR) and its frame length.
-TEST(AacConfig, CoreRateAndFrameLength) {
-  const struct {
-    std::vector<uint8_t> bytes;
-    int32_t rate, core_rate, frame_samples;
-  } rows[] = {
-      {{0x11, 0x90}, 48000, 48000, 1024},
-      {{0x11, 0x94}, 48000, 48000, 960},         // frame length flag
-      {{0x2B, 0x11, 0x88}, 48000, 24000, 1024},  // explicit SBR over a 24 kHz LC core
-      {{0x2B, 0x11, 0x8A}, 48000, 24000, 960},
-      {{0xF8, 0xE6, 0x20, 0x00}, 48000, 48000, 0},  // ELD: a framing of its own
-  };
-  for (const auto& row : rows) {
-    QAUD_CONFIG c;
-    ASSERT_EQ(Parse(row.bytes, &c), QAUD_CFG_OK) << row.core_rate;
-    EXPECT_EQ(c.sample_rate, row.rate);
-    EXPECT_EQ(c.core_sample_rate, row.core_rate);
-    EXPECT_EQ(c.frame_samples, row.frame_samples);
-  }
-}
-
-TEST(AacConfig, SyncExtensionAfterProgramConfig) {
-  // Turning SBR on in the encoder's trailing extension (sbr flag 1, extension index 0) is only
-  // seen when the program config element and its comment were walked to the exact bit.
-  std::vector<uint8_t> he = kQuad48k;
-  he.back() = 0x80;
-  ExpectConfig(he, 5, 96000, 4);
-  // The same with PS after it; PS leaves a four-channel count alone.
-  BitWriter ps;
-  ps.Bits(1, 1).Bits(0, 4).Bits(0x548, 11).Bits(1, 1);
-  he.pop_back();
-  he.insert(he.end(), ps.bytes().begin(), ps.bytes().end());
-  ExpectConfig(he, 29, 96000, 4);
-  // A broken sync word is not an extension: plain LC.
-  std::vector<uint8_t> bad = kQuad48k;
-  bad[bad.size() - 3] ^= 0x01;
-  bad.back() = 0x80;
-  ExpectConfig(bad, 2, 48000, 4);
 }
 
 TEST(AacConfig, HandBuiltSignalling) {
@@ -358,30 +201,6 @@ TEST(AacConfig, HandBuiltSignalling) {
   }
 }
 
-TEST(AacConfig, InvalidFields) {
-  QAUD_CONFIG c;
-  auto with = [](std::initializer_list<std::pair<uint32_t, uint32_t>> fields) {
-    BitWriter b;
-    for (auto [n, v] : fields) b.Bits(v, n);
-    b.Bits(0, 8);  // room, so nothing reads as truncated
-    return b.bytes();
-  };
-  EXPECT_EQ(Parse({0x00, 0x00}, &c), QAUD_CFG_ERR_INVALID);                     // type 0
-  EXPECT_EQ(Parse(with({{5, 2}, {4, 13}, {4, 2}}), &c), QAUD_CFG_ERR_INVALID);  // index 13
-  EXPECT_EQ(Parse(with({{5, 2}, {4, 14}, {4, 2}}), &c), QAUD_CFG_ERR_INVALID);  // index 14
-  EXPECT_EQ(Parse(with({{5, 2}, {4, 15}, {24, 0}, {4, 2}}), &c), QAUD_CFG_ERR_INVALID);
-  EXPECT_EQ(Parse(with({{5, 2}, {4, 12}, {4, 2}}), &c), QAUD_CFG_OK);  // 12 is still a rate
-  // The same checks apply to the explicit SBR fields.
-  EXPECT_EQ(Parse(with({{5, 5}, {4, 6}, {4, 2}, {4, 13}, {5, 2}}), &c), QAUD_CFG_ERR_INVALID);
-  EXPECT_EQ(Parse(with({{5, 5}, {4, 6}, {4, 2}, {4, 3}, {5, 0}}), &c), QAUD_CFG_ERR_INVALID);
-  EXPECT_EQ(Parse(with({{5, 29}, {4, 6}, {4, 1}, {4, 15}, {24, 0}, {5, 2}}), &c),
-            QAUD_CFG_ERR_INVALID);
-  // A bad frequency in the backward-compatible extension only loses the extension.
-  BitWriter bc;
-  bc.Bits(2, 5).Bits(6, 4).Bits(2, 4).Bits(0, 3).Bits(0x2B7, 11).Bits(5, 5).Bits(1, 1).Bits(14, 4);
-  ExpectConfig(bc.bytes(), 2, 24000, 2);
-}
-
 TEST(AacConfig, EveryTruncation) {
   // Each configuration with the number of bits every configuration of its kind must have;
   // every shorter cut fails, every longer one succeeds with the same fixed fields.
@@ -420,38 +239,6 @@ TEST(AacConfig, EveryTruncation) {
   // a configuration 0 written without one.
   std::vector<uint8_t> cut(kQuad48k.begin(), kQuad48k.begin() + 5);
   ExpectConfig(cut, 2, 48000, 0);
-}
-
-TEST(AacConfig, ArgumentsCodesAndZeroBuffers) {
-  QAUD_CONFIG c = kUntouched;
-  const uint8_t lc[] = {0x11, 0x90};
-  QAUD_CONFIG_INPUT in = {lc, 2, 0xFF};
-  EXPECT_EQ(qaud_config_parser(nullptr, &c), QAUD_CFG_ERR_ARGUMENT);
-  EXPECT_EQ(qaud_config_parser(&in, nullptr), QAUD_CFG_ERR_ARGUMENT);
-  in = {nullptr, 2, 0xFF};
-  EXPECT_EQ(qaud_config_parser(&in, &c), QAUD_CFG_ERR_ARGUMENT);
-  in = {nullptr, 0, 0xFF};
-  EXPECT_EQ(qaud_config_parser(&in, &c), QAUD_CFG_ERR_EMPTY);
-  in = {lc, 0, 0xFF};
-  EXPECT_EQ(qaud_config_parser(&in, &c), QAUD_CFG_ERR_EMPTY);
-  EXPECT_EQ(c.aac_profile, -77);
-  // The three AAC spellings are read; other audio is not this parser's.
-  for (uint32_t code : {0xFFu, qcmn_fourcc("mp4a"), qcmn_fourcc("MP4A")}) {
-    in = {lc, 2, code};
-    EXPECT_EQ(qaud_config_parser(&in, &c), QAUD_CFG_OK);
-    EXPECT_EQ(c.sample_rate, 48000);
-  }
-  for (uint32_t code : {0x55u, qcmn_fourcc("Opus"), qcmn_fourcc("MP4a"), 0u}) {
-    in = {lc, 2, code};
-    EXPECT_EQ(qaud_config_parser(&in, &c), QAUD_CFG_ERR_CODEC);
-  }
-  // Zero-filled blocks of any length are object type 0.
-  for (size_t n : {1u, 2u, 5u, 64u}) {
-    EXPECT_EQ(Parse(std::vector<uint8_t>(n, 0), &c), QAUD_CFG_ERR_INVALID) << n;
-  }
-  // All ones: type escape to 95, frequency escape to 0xFFFFFF Hz; two bytes stop inside it.
-  EXPECT_EQ(Parse({0xFF, 0xFF}, &c), QAUD_CFG_ERR_TRUNCATED);
-  ExpectConfig(std::vector<uint8_t>(8, 0xFF), 95, 16777215, 0);
 }
 
 }  // namespace

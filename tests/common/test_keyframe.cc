@@ -49,30 +49,4 @@ TEST(KeyFrame, Mpeg4VopAndShortHeader) {
   EXPECT_EQ(Key(QCMN_MT_MPEG4, {0, 0, 0x80, 0x01, 0x08}), 0);  // marker bits wrong
 }
 
-TEST(KeyFrame, H263AndSorenson) {
-  EXPECT_EQ(Key(QCMN_MT_H263, {0, 0, 0x80, 0x02, 0x08, 0, 0}), 1);
-  EXPECT_EQ(Key(QCMN_MT_H263, {0, 0, 0x80, 0x02, 0x0A, 0, 0}), 0);
-  // Extended (PLUSPTYPE) source format: the picture type sits in the next bytes.
-  EXPECT_EQ(Key(QCMN_MT_H263, {0, 0, 0x80, 0x02, 0x1C, 0x80, 0, 0x00}), 1);
-  EXPECT_EQ(Key(QCMN_MT_H263, {0, 0, 0x80, 0x02, 0x1C, 0x80, 0, 0x04}), 0);
-  EXPECT_EQ(Key(QCMN_MT_H263, {0, 0, 0x80, 0x02, 0x1C, 0x00, 0, 0}), 1);
-  EXPECT_EQ(Key(QCMN_MT_H263, {0, 0, 0x80, 0x02, 0x1C, 0x10, 0, 0}), 0);
-  // Sorenson: picture type two bits after the size, which is 8 or 16 bits wide or implied.
-  EXPECT_EQ(Key(QCMN_MT_FLV1, {0, 0, 0x84, 0, 0x00, 0, 0x00, 0}), 1);
-  EXPECT_EQ(Key(QCMN_MT_FLV1, {0, 0, 0x84, 0, 0x00, 0, 0x20, 0}), 0);
-  EXPECT_EQ(Key(QCMN_MT_FLV1, {0, 0, 0x84, 1, 0x00, 0, 0x00, 0, 0x40}), 0);
-  EXPECT_EQ(Key(QCMN_MT_FLV1, {0, 0, 0x84, 1, 0x00, 0, 0x00, 0, 0x00}), 1);
-}
-
-TEST(KeyFrame, FirstByteRulesAndTypesWithoutARule) {
-  EXPECT_EQ(Key(QCMN_MT_WMV7, {0x3F}), 1);
-  EXPECT_EQ(Key(QCMN_MT_DIVX3, {0x40}), 0);
-  EXPECT_EQ(Key(QCMN_MT_WMV8, {0x7F}), 1);
-  EXPECT_EQ(Key(QCMN_MT_WMV8, {0x80}), 0);
-  for (QCMN_MT mt :
-       std::vector<QCMN_MT>{QCMN_MT_WMV9, QCMN_MT_VC1, QCMN_MT_RV40, QCMN_MT_AV1, 101, 300}) {
-    EXPECT_EQ(Key(mt, {0, 0, 0, 1, 0x65, 0}), 0) << mt;
-  }
-}
-
 }  // namespace

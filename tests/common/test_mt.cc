@@ -76,53 +76,5 @@ TEST(CodecTag, AudioByPrefix) {
   EXPECT_EQ(TagOf(2, "A_MS/ACM", {0x55, 0x00, 2, 0}), 85u);
 }
 
-TEST(CodecTag, SubtitlesAndOthers) {
-  // clang-format off
-  const TagCase kCases[] = {
-      {17, "S_TEXT/UTF8", qcmn_fourcc("SSRT")},  {17, "S_TEXT/SSA", 0x41535353u},
-      {17, "S_TEXT/ASS", 0x53534153u},  {17, "S_TEXT/ASCII", 0u},
-      {17, "S_VOBSUB", 0u},  {3, "B_VOBBTN", 0u},
-  };
-  // clang-format on
-  for (const TagCase& c : kCases) EXPECT_EQ(TagOf(c.type, c.id), c.tag) << c.id;
-}
-
-// One code for every media type of the tables (a few of the many spellings of MPEG-4 Visual),
-// and the spellings that differ only in case but not in type, or the other way round.
-TEST(MediaType, VideoAndAudioTables) {
-  for (const char* c : {"XVID", "dx50", "FMP4", "div4", "m4s2"}) {
-    EXPECT_EQ(qcmn_fcc2mt_vid(qcmn_fourcc_bytes(c[0], c[1], c[2], c[3])), 102) << c;
-  }
-  // clang-format off
-  const std::pair<const char*, QCMN_MT> kVideo[] = {
-      {"s263", 103}, {"d263", 103}, {"S263", 299}, {"x264", 104}, {"wmv3", 107}, {"div3", 110},
-      {"FLV1", 111}, {"RV30", 115}, {"mp43", 117}, {"vc-1", 118}, {"VP80", 119}, {"smhC", 120},
-      {"VP90", 121}, {"av1C", 122}, {"MPG2", 299}, {"mpg2", 299}};
-  const std::pair<uint32_t, QCMN_MT> kAudio[] = {
-      {0, 499}, {3, 499}, {1, 300}, {6, 301}, {7, 302}, {0x160, 312}, {0x161, 312}, {0x162, 313},
-      {0x163, 314}, {qcmn_fourcc("mp4a"), 306}, {qcmn_fourcc("MP4A"), 499},
-      {qcmn_fourcc("DSD "), 335}, {0x2674F, 323}, {0xF1AC, 322}, {17, 329}, {2, 330},
-      {qcmn_fourcc("ec-3"), 337}, {qcmn_fourcc("ac-4"), 338}};
-  // clang-format on
-  for (const auto& [c, mt] : kVideo) {
-    EXPECT_EQ(qcmn_fcc2mt_vid(qcmn_fourcc_bytes(c[0], c[1], c[2], c[3])), mt) << c;
-  }
-  for (const auto& [code, mt] : kAudio) EXPECT_EQ(qcmn_fcc2mt_aud(code), mt) << std::hex << code;
-}
-
-TEST(MediaType, CombinedOrderAndGroups) {
-  EXPECT_EQ(qcmn_fcc2mt(0x55), 305);
-  EXPECT_EQ(qcmn_fcc2mt(qcmn_fourcc("avc1")), 104);
-  EXPECT_EQ(qcmn_fcc2mt(qcmn_fourcc("DIVX")), 102);
-  EXPECT_EQ(qcmn_fcc2mt_drm(qcmn_fourcc("DIVX")), 1100);
-  EXPECT_EQ(qcmn_fcc2mt_drm(qcmn_fourcc("XVID")), 1299);
-  EXPECT_EQ(qcmn_fcc2mt(0), 3199);
-  EXPECT_EQ(qcmn_fcc2mt(qcmn_fourcc("SSRT")), 3000);
-  EXPECT_EQ(qcmn_fcc2mt(qcmn_fourcc("sbtl")), 3006);
-  EXPECT_EQ(qcmn_fcc2mt(qcmn_fourcc("SASS")), 3007);
-  EXPECT_EQ(qcmn_fcc2mt(qcmn_fourcc("SSSA")), 3008);
-  EXPECT_EQ(qcmn_fcc2mt_sub(qcmn_fourcc("avc1")), 3199);
-}
-
 }  // namespace
 }  // namespace mkvtest

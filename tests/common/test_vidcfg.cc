@@ -96,18 +96,6 @@ TEST(VidCfgBitReader, BrokenCodesAreErrors) {
   EXPECT_TRUE(d.error());
 }
 
-TEST(VidCfgBitReader, UnescapeDropsOnlyPreventionBytesAndStaysInBounds) {
-  const Bytes in = {0x67, 0x00, 0x00, 0x03, 0x01, 0x00, 0x03, 0x00, 0x00, 0x03, 0x00, 0x03};
-  uint8_t out[16];
-  const size_t n = qcmn_unescape_rbsp(in.data(), in.size(), out, sizeof(out));
-  EXPECT_EQ(Bytes(out, out + n),
-            (Bytes{0x67, 0x00, 0x00, 0x01, 0x00, 0x03, 0x00, 0x00, 0x00, 0x03}));
-  uint8_t small[4] = {0xEE, 0xEE, 0xEE, 0xEE};
-  EXPECT_EQ(qcmn_unescape_rbsp(in.data(), in.size(), small, 3), 3u);
-  EXPECT_EQ(small[3], 0xEE);
-  EXPECT_EQ(qcmn_unescape_rbsp(in.data(), 0, small, 4), 0u);
-}
-
 // ---------------------------------------------------------------------------------------------
 // Real headers
 
@@ -234,27 +222,6 @@ TEST(VidCfgReal, EveryTruncation) {
 
 // ---------------------------------------------------------------------------------------------
 // Dispatch
-
-TEST(VidCfgDispatch, CodesArgumentsAndEmptyData) {
-  const Bytes sps = ReadDataFile("vidcfg/h264_cif.bin");
-  QVID_CONFIG cfg;
-  EXPECT_LT(qvid_config_parser(nullptr, &cfg), 0);
-  QVID_CONFIG_INPUT in{sps.data(), static_cast<uint32_t>(sps.size()), qcmn_fourcc("AVC1")};
-  EXPECT_LT(qvid_config_parser(&in, nullptr), 0);
-  EXPECT_LT(Parse(sps, "VP90").r, 0);
-  EXPECT_LT(Parse(sps, "avc3").r, 0);
-  in.data = nullptr;
-  EXPECT_LT(qvid_config_parser(&in, &cfg), 0);
-  EXPECT_GT(Parse({}, "AVC1").r, 0);
-  // MS MPEG-4 v3 has no size in its frames: found, nothing filled.
-  const Parsed ms = Parse(sps, "MP43");
-  EXPECT_EQ(ms.r, 0);
-  EXPECT_EQ(ms.cfg.width, 0u);
-  EXPECT_EQ(ms.cfg.height, 0u);
-  EXPECT_EQ(ms.cfg.profile, 0);
-  // The other H.264 codes are those of the real headers above.
-  EXPECT_EQ(Parse(sps, "h264").cfg.width, 352u);
-}
 
 // ---------------------------------------------------------------------------------------------
 // H.264 at the edges
@@ -636,147 +603,11 @@ TEST(VidCfgMpeg4, LayerFields) {
   EXPECT_EQ(p.cfg.width, 720u);
 }
 
-TEST(VidCfgMpeg4, RefusedHeadersAndFrames) {
-  const std::pair<const char*, void (*)(VolFields&)> refused[] = {
-      {"binary shape", [](VolFields& f) { f.shape = 1; }},
-      {"static sprite", [](VolFields& f) { f.verid = 2, f.sprite = 1; }},
-      {"complexity estimation", [](VolFields& f) { f.complexity_disable = false; }},
-      {"no time resolution", [](VolFields& f) { f.resolution = 0; }},
-      {"no width", [](VolFields& f) { f.width = 0; }},
-      {"no height", [](VolFields& f) { f.height = 0; }},
-      {"marker", [](VolFields& f) { f.marker = false; }},
-      {"undefined version", [](VolFields& f) { f.verid = 3; }},
-  };
-  for (const auto& [what, set] : refused) {
-    VolFields f;
-    set(f);
-    EXPECT_LT(Mpeg4(f).r, 0) << what;
-  }
-  VolFields f;
-  f.verid = 1;
-  f.width = 8191;  // the widest 13 bits can say
-  EXPECT_EQ(Mpeg4(f).cfg.width, 8191u);
-  // A picture with no layer header before it: the next frame may have one.
-  const Bytes vop = {0, 0, 1, 0xB6, 0x10, 0x20, 0x30, 0, 0, 1, 0x20, 0x00};
-  EXPECT_GT(Parse(vop, "FMP4").r, 0);
-  EXPECT_GT(Parse({0, 0, 1, 0xB2, 'x', 'y'}, "fmp4").r, 0);
-}
-
 // ---------------------------------------------------------------------------------------------
 // MPEG-2 at the edges
 
-Bytes Mpeg2Header(uint32_t width, uint32_t height, bool matrices, int ext_w = -1, int ext_h = 0,
-                  uint8_t pli = 0x48, bool marker = true) {
-  BitWriter w;
-  w.Bits(0x000001B3, 32).Bits(width & 0xFFF, 12).Bits(height & 0xFFF, 12).Bits(2, 4).Bits(3, 4);
-  w.Bits(0x3FFFF, 18).Bits(marker, 1).Bits(112, 10).Bits(0, 1).Bits(matrices, 1);
-  if (matrices) {
-    for (int i = 0; i < 64; ++i) w.Bits(16 + i, 8);
-  }
-  w.Bits(matrices, 1);
-  if (matrices) {
-    for (int i = 0; i < 64; ++i) w.Bits(16, 8);
-  }
-  if (ext_w >= 0) {
-    w.Bits(0x000001B5, 32).Bits(1, 4).Bits(pli, 8).Bits(1, 1).Bits(1, 2);
-    w.Bits(static_cast<uint32_t>(ext_w), 2).Bits(static_cast<uint32_t>(ext_h), 2);
-    w.Bits(0, 12).Bits(1, 1).Bits(0, 8 + 1 + 2 + 5);
-  }
-  return w.Finish();
-}
-
-TEST(VidCfgMpeg2, HeaderAndExtension) {
-  Parsed p = Parse(Mpeg2Header(720, 480, false, 0), "mpg2");
-  ASSERT_EQ(p.r, 0);
-  EXPECT_EQ(p.cfg.profile, 4);
-  EXPECT_EQ(p.cfg.level, 8);
-  EXPECT_EQ(p.cfg.width, 720u);
-  EXPECT_EQ(p.cfg.height, 480u);
-  // Quantiser matrices are stepped over to reach the extension.
-  p = Parse(Mpeg2Header(1920, 1088, true, 0, 0, 0x14), "MPG2");
-  ASSERT_EQ(p.r, 0);
-  EXPECT_EQ(p.cfg.profile, 1);
-  EXPECT_EQ(p.cfg.level, 4);
-  EXPECT_EQ(p.cfg.height, 1088u);
-  // Size extension bits: the top two bits of 14-bit sizes.
-  p = Parse(Mpeg2Header(0x100, 0xFFF, false, 1, 3), "mpg2");
-  ASSERT_EQ(p.r, 0);
-  EXPECT_EQ(p.cfg.width, 0x1100u);
-  EXPECT_EQ(p.cfg.height, 0x3FFFu);
-  // Without an extension: the header's size, profile and level unknown.
-  p = Parse(Mpeg2Header(352, 288, true), "mpg2");
-  ASSERT_EQ(p.r, 0);
-  EXPECT_EQ(p.cfg.width, 352u);
-  EXPECT_EQ(p.cfg.profile, -1);
-  EXPECT_LT(Parse(Mpeg2Header(0, 288, false, 0), "mpg2").r, 0);
-  EXPECT_LT(Parse(Mpeg2Header(352, 0, false, 0), "mpg2").r, 0);
-  EXPECT_LT(Parse(Mpeg2Header(352, 288, false, 0, 0, 0x48, false), "mpg2").r, 0);
-  // A picture without a sequence header: nothing to read yet.
-  EXPECT_GT(Parse({0, 0, 1, 0x00, 0x00, 0x0F, 0xFF, 0xF8}, "mpg2").r, 0);
-}
-
 // ---------------------------------------------------------------------------------------------
 // H.263 at the edges
-
-// A picture header: PSC, TR, PTYPE with this source format; for format 7 an extended header.
-Bytes H263Picture(uint32_t format, uint32_t ufep = 1, uint32_t plus_format = 6,
-                  uint32_t width = 400, uint32_t height = 300, bool cpm = false) {
-  BitWriter w;
-  w.Bits(0x20, 22).Bits(7, 8).Bits(2, 2).Bits(0, 3).Bits(format, 3);
-  if (format == 7) {
-    w.Bits(ufep, 3);
-    if (ufep == 1) w.Bits(plus_format, 3).Bits(0, 11).Bits(8, 4);
-    w.Bits(0, 6).Bits(1, 3).Bits(cpm, 1);
-    if (cpm) w.Bits(3, 2);
-    if (ufep == 1 && plus_format == 6) {
-      w.Bits(2, 4).Bits(width / 4 - 1, 9).Bits(1, 1).Bits(height / 4, 9);
-    }
-  } else {
-    w.Bits(0, 5);
-  }
-  w.Bits(0x1F, 5).Bits(0xAAAA, 16);
-  return w.Finish();
-}
-
-TEST(VidCfgH263, FormatsAndCustomSize) {
-  const uint32_t kW[] = {128, 176, 352, 704, 1408}, kH[] = {96, 144, 288, 576, 1152};
-  for (uint32_t fmt = 1; fmt <= 5; ++fmt) {
-    Parsed p = Parse(H263Picture(fmt), "H263");
-    ASSERT_EQ(p.r, 0) << fmt;
-    EXPECT_EQ(p.cfg.width, kW[fmt - 1]);
-    EXPECT_EQ(p.cfg.height, kH[fmt - 1]);
-    p = Parse(H263Picture(7, 1, fmt), "h263");
-    ASSERT_EQ(p.r, 0) << fmt;
-    EXPECT_EQ(p.cfg.width, kW[fmt - 1]);
-  }
-  EXPECT_LT(Parse(H263Picture(0), "H263").r, 0);
-  EXPECT_LT(Parse(H263Picture(6), "H263").r, 0);
-  EXPECT_LT(Parse(H263Picture(7, 1, 0), "H263").r, 0);
-  EXPECT_LT(Parse(H263Picture(7, 1, 7), "H263").r, 0);
-  Parsed p = Parse(H263Picture(7, 1, 6, 400, 300), "S263");
-  ASSERT_EQ(p.r, 0);
-  EXPECT_EQ(p.cfg.width, 400u);
-  EXPECT_EQ(p.cfg.height, 300u);
-  p = Parse(H263Picture(7, 1, 6, 2048, 1152, true), "S263");
-  EXPECT_EQ(p.cfg.width, 2048u);
-  EXPECT_EQ(p.cfg.height, 1152u);
-  EXPECT_LT(Parse(H263Picture(7, 1, 6, 400, 0), "S263").r, 0);
-  // No options repeated in this picture: its size must come from a later one.
-  EXPECT_GT(Parse(H263Picture(7, 0), "s263").r, 0);
-  EXPECT_LT(Parse(H263Picture(7, 2), "s263").r, 0);
-  // The picture may follow other bytes; no start code at all asks for more.
-  Bytes late = {0x12, 0x34, 0x00};
-  const Bytes pic = H263Picture(2);
-  late.insert(late.end(), pic.begin(), pic.end());
-  EXPECT_EQ(Parse(late, "H263").cfg.width, 176u);
-  EXPECT_GT(Parse({0x12, 0x34, 0x56, 0x78}, "H263").r, 0);
-  // MPEG-4 Visual frames with the short video header carry this picture header too.
-  const Parsed sh = Parse(H263Picture(3), "MP4V");
-  EXPECT_EQ(sh.r, 0);
-  EXPECT_EQ(sh.cfg.width, 352u);
-  EXPECT_EQ(sh.cfg.height, 288u);
-  EXPECT_EQ(sh.cfg.profile, -1);
-}
 
 // ---------------------------------------------------------------------------------------------
 // AV1 at the edges
@@ -819,55 +650,6 @@ Bytes Av1SequenceHeader(const Av1Fields& f) {
   Bytes obu = {0x0A, static_cast<uint8_t>(payload.size())};
   obu.insert(obu.end(), payload.begin(), payload.end());
   return obu;
-}
-
-Parsed Av1(const Av1Fields& f, bool av1c = true) {
-  Bytes data;
-  if (av1c) data = {0x81, static_cast<uint8_t>(f.profile << 5 | (f.level & 31)), 0x0C, 0x00};
-  if (!av1c) data = {0x12, 0x00};  // temporal delimiter first, as in a frame
-  const Bytes seq = Av1SequenceHeader(f);
-  data.insert(data.end(), seq.begin(), seq.end());
-  return Parse(data, "av01");
-}
-
-TEST(VidCfgAv1, SequenceHeaderFields) {
-  Av1Fields f;
-  for (bool av1c : {true, false}) {
-    Parsed p = Av1(f, av1c);
-    ASSERT_EQ(p.r, 0);
-    EXPECT_EQ(p.cfg.profile, 0);
-    EXPECT_EQ(p.cfg.level, 9);
-    EXPECT_EQ(p.cfg.width, 1920u);
-    EXPECT_EQ(p.cfg.height, 1080u);
-  }
-  // Every optional part: timing, decoder model, display delays, several operating points.
-  f.timing = f.decoder_model = f.display_delay = true;
-  f.points = 4;
-  f.profile = 2;
-  Parsed p = Av1(f);
-  ASSERT_EQ(p.r, 0);
-  EXPECT_EQ(p.cfg.profile, 2);
-  EXPECT_EQ(p.cfg.level, 9);
-  EXPECT_EQ(p.cfg.width, 1920u);
-  EXPECT_EQ(p.cfg.height, 1080u);
-  f = Av1Fields();
-  f.reduced = true;
-  f.level = 4;
-  p = Av1(f);
-  EXPECT_EQ(p.cfg.level, 4);
-  EXPECT_EQ(p.cfg.height, 1080u);
-  f = Av1Fields();
-  f.profile = 3;
-  EXPECT_LT(Av1(f).r, 0);
-  f = Av1Fields();
-  f.width_bits = 15;
-  f.width = 16384;
-  EXPECT_EQ(Av1(f).cfg.width, 16384u);
-  f.width = 16385;
-  EXPECT_LT(Av1(f).r, 0);
-  f.width_bits = 16;
-  f.width = 65536;
-  EXPECT_LT(Av1(f).r, 0);
 }
 
 TEST(VidCfgAv1, RecordsAndObus) {

@@ -41,33 +41,8 @@ Bytes Concat(std::initializer_list<Bytes> parts) {
   return out;
 }
 
-// The sniffer reads 128 bytes: smaller test files are claimed only with some padding (a Void
-// element at the end of the Segment).
-Bytes Padded(std::vector<Element> segment) {
-  segment.push_back(Binary(0xEC, Bytes(128, 0)));
-  return MkvFile(std::move(segment));
-}
-
-Bytes SmallFile() {
-  return Padded({MinimalInfo(), OneTrack(), SmallCluster()});
-}
-
 // ------------------------------------------------------------------------------------------
 // Definition and sniffing
-
-TEST(PluginEntry, DefinitionNamesTheExtractor) {
-  const android::ExtractorDef def = android::GETEXTRACTORDEF();
-  EXPECT_EQ(def.def_version, 3u);
-  const uint8_t uuid[16] = {0xf2, 0x23, 0xcc, 0x60, 0x82, 0xb3, 0x11, 0xe9,
-                            0xb4, 0x75, 0x08, 0x00, 0x20, 0x0c, 0x9a, 0x66};
-  EXPECT_EQ(memcmp(def.extractor_uuid.b, uuid, 16), 0);
-  EXPECT_EQ(def.extractor_version, 1u);
-  EXPECT_STREQ(def.extractor_name, "QOR MKV Extractor");
-  ASSERT_NE(def.u.v3.supported_types, nullptr);
-  EXPECT_STREQ(def.u.v3.supported_types[0], "mkv");
-  EXPECT_STREQ(def.u.v3.supported_types[1], "mka");
-  EXPECT_EQ(def.u.v3.supported_types[2], nullptr);
-}
 
 TEST(PluginEntry, SharedLibraryExportsOnlyTheDefinition) {
   void* lib = dlopen(QMKV_PLUGIN_PATH, RTLD_NOW | RTLD_LOCAL);
@@ -88,17 +63,6 @@ Bytes WithDocTypeAt(size_t at, const Bytes& element, size_t size = 128) {
   Bytes file(size, 0xEC);
   for (size_t i = 0; i < element.size() && at + i < size; ++i) file[at + i] = element[i];
   return file;
-}
-
-const Bytes kMatroskaDocType = {0x42, 0x82, 0x88, 'm', 'a', 't', 'r', 'o', 's', 'k', 'a'};
-
-TEST(PluginSniff, ClaimsMatroskaWithSevenTenths) {
-  Plugin p(SmallFile());
-  float confidence = 0;
-  EXPECT_NE(p.Sniff(&confidence), nullptr);
-  uint32_t bits = 0;
-  memcpy(&bits, &confidence, 4);
-  EXPECT_EQ(bits, 0x3F333333u);
 }
 
 // "matroska" padded with NULs (GStreamer writes one) is claimed; webm, other padding and size
@@ -132,92 +96,8 @@ TEST(PluginSniff, MatroskaDocTypesAreClaimedPaddedOrNot) {
   EXPECT_EQ(webm.Sniff(&confidence), nullptr);
 }
 
-TEST(PluginSniff, SearchesStartsZeroTo116Only) {
-  float confidence = 0;
-  EXPECT_NE(Plugin(WithDocTypeAt(0, kMatroskaDocType)).Sniff(&confidence), nullptr);
-  EXPECT_NE(Plugin(WithDocTypeAt(116, kMatroskaDocType)).Sniff(&confidence), nullptr);
-  EXPECT_EQ(Plugin(WithDocTypeAt(117, kMatroskaDocType)).Sniff(&confidence), nullptr);
-  // Past the 128 bytes read, whatever the file's size.
-  EXPECT_EQ(Plugin(WithDocTypeAt(130, kMatroskaDocType, 4096)).Sniff(&confidence), nullptr);
-}
-
-TEST(PluginSniff, ShortFileIsNotClaimedAndLogged) {
-  LogCapture log;
-  float confidence = 0;
-  Plugin p(WithDocTypeAt(0, kMatroskaDocType, 127));
-  EXPECT_EQ(p.Sniff(&confidence), nullptr);
-  EXPECT_TRUE(log.Has(6, "QMKVExtractorSO", "can't read buffer size of maxScanOffset"))
-      << log.Dump();
-  Plugin failing(WithDocTypeAt(0, kMatroskaDocType));
-  failing.source().fail_reads_from(0);
-  EXPECT_EQ(failing.Sniff(&confidence), nullptr);
-}
-
-TEST(PluginExtractor, DefaultOperations) {
-  Plugin p(SmallFile());
-  ASSERT_TRUE(p.Open());
-  android::CMediaExtractor* e = p.extractor();
-  EXPECT_STREQ(e->name(e->data), "QMKVExtractor");
-  const uint8_t token[4] = {1, 2, 3, 4};
-  EXPECT_EQ(e->setMediaCas(e->data, token, sizeof(token)), AMEDIA_ERROR_INVALID_OPERATION);
-  EXPECT_EQ(p.CountTracks(), 1u);
-  EXPECT_EQ(p.Flags(), 15u);
-  Format f;
-  EXPECT_EQ(p.TrackFormat(1, &f), AMEDIA_ERROR_UNKNOWN);
-  EXPECT_EQ(e->getTrack(e->data, 1), nullptr);
-  std::unique_ptr<PluginTrack> t = p.Track(0);
-  ASSERT_NE(t, nullptr);
-  EXPECT_FALSE(t->c()->supportsNonBlockingRead(t->c()->data));
-}
-
-// The framework's whole round (a source per track, read to its end, freed; then the extractor)
-// closes every stream handle exactly once: a second close would log "already closed".
-TEST(PluginExtractor, EveryStreamIsClosedOnce) {
-  LogCapture log;
-  {
-    Plugin p(ReadDataFile("sample.mkv"));
-    ASSERT_TRUE(p.Open());
-    for (size_t i = 0; i < p.CountTracks(); ++i) {
-      std::unique_ptr<PluginTrack> t = p.Track(i);
-      ASSERT_NE(t, nullptr);
-      ASSERT_EQ(t->Start(), AMEDIA_OK);
-      EXPECT_EQ(t->ReadAll(nullptr), AMEDIA_ERROR_END_OF_STREAM);
-      EXPECT_EQ(t->Stop(), AMEDIA_OK);
-    }
-    p.Close();
-  }
-  EXPECT_EQ(log.Dump().find("already closed"), std::string::npos) << log.Dump();
-}
-
 // ------------------------------------------------------------------------------------------
 // Files that cannot be opened
-
-TEST(PluginExtractor, AllSubtitleFileFailsThenStaysInvalid) {
-  Plugin p(Padded({MinimalInfo(), Tracks({TextTrack(1)}), SmallCluster()}));
-  ASSERT_TRUE(p.Open());
-  EXPECT_EQ(android::QMKVExtractorPeer::ReadMetaData(p.extractor()), -1007);
-  EXPECT_EQ(android::QMKVExtractorPeer::ReadMetaData(p.extractor()), -1010);
-  EXPECT_EQ(p.CountTracks(), 0u);
-  Format f;
-  EXPECT_EQ(p.FileFormat(&f), AMEDIA_ERROR_UNKNOWN);
-  EXPECT_EQ(p.TrackFormat(0, &f), AMEDIA_ERROR_UNKNOWN);
-  EXPECT_EQ(p.extractor()->getTrack(p.extractor()->data, 0), nullptr);
-}
-
-TEST(PluginExtractor, BrokenHeaderIsReportedOnce) {
-  LogCapture log;
-  Bytes file = SmallFile();
-  const size_t segment = Serialize(EbmlHeader()).size();
-  ASSERT_EQ(file[segment], 0x18);
-  file[segment] = 0x1F;  // no Segment after the EBML header
-  Plugin p(file);
-  ASSERT_TRUE(p.Open());
-  EXPECT_EQ(android::QMKVExtractorPeer::ReadMetaData(p.extractor()), -1007);
-  EXPECT_TRUE(
-      log.Has(4, "QMKVExtractorSO", "QMKVExtractor::init_qmkvff() qmkvd_create() failed(-6)!"))
-      << log.Dump();
-  EXPECT_EQ(p.CountTracks(), 0u);
-}
 
 // ------------------------------------------------------------------------------------------
 // Track formats
@@ -242,29 +122,6 @@ struct OneFormat {
 Element Pcm(const std::string& codec, uint64_t bits) {
   return AudioTrack(
       1, {Float(kSamplingFrequency, 48000.0), Uint(kChannels, 2), Uint(kBitDepth, bits)}, codec);
-}
-
-TEST(PluginFormats, PcmEncodingFloatOnlyForTheMediaServerWhenAsked) {
-  struct Case {
-    uid_t uid;
-    const char* property;
-    uint64_t bits;
-    int32_t encoding;
-  } cases[] = {
-      {1013, "true", 24, 4}, {1013, "1", 32, 4},    {1013, "false", 24, 2}, {1013, "", 24, 2},
-      {1040, "true", 24, 2}, {1013, "true", 16, 2}, {1013, "true", 8, 2},
-  };
-  for (const Case& c : cases) {
-    host_binder_set_calling_uid(c.uid);
-    android::base::SetProperty("media.extractor.float", c.property);
-    OneFormat one({Pcm("A_PCM/INT/LIT", c.bits)});
-    ASSERT_TRUE(one.opened);
-    EXPECT_EQ(one.format.Int32(AMEDIAFORMAT_KEY_PCM_ENCODING), c.encoding)
-        << c.uid << " " << c.property << " " << c.bits;
-    EXPECT_EQ(one.format.Int32(AMEDIAFORMAT_KEY_BITS_PER_SAMPLE), static_cast<int32_t>(c.bits));
-  }
-  host_binder_reset_calling_uid();
-  android::base::SetProperty("media.extractor.float", "");
 }
 
 TEST(PluginFormats, AudioKeysInFull) {
@@ -351,41 +208,6 @@ TEST(PluginFormats, VorbisHeadersSplitIntoTwoCsd) {
   }
 }
 
-TEST(PluginFormats, MalformedVorbisHeadersGiveNoCsd) {
-  // Lengths that run past the block: a run of 255s to its end, headers longer than it.
-  const Bytes bad[] = {VorbisPrivate(3), VorbisPrivate(2, 4), Bytes{2, 1},
-                       Bytes{2, 255, 255, 255, 255}, Bytes{2, 30, 200, 1, 3, 5}};
-  const char* messages[] = {"buf[0] != 0x02", "vorbis csd is malformed", "buf[0] != 0x02",
-                            "vorbis csd is malformed", "vorbis csd is malformed"};
-  for (size_t i = 0; i < 5; ++i) {
-    LogCapture log;
-    OneFormat one({AudioTrack(1, {Float(kSamplingFrequency, 48000.0), Uint(kChannels, 2)},
-                              "A_VORBIS", {Binary(kCodecPrivate, bad[i])})});
-    ASSERT_TRUE(one.opened);
-    EXPECT_FALSE(one.format.Has(AMEDIAFORMAT_KEY_CSD_0)) << i;
-    EXPECT_EQ(one.format.Int32(AMEDIAFORMAT_KEY_ERROR_TYPE), -1003) << i;
-    EXPECT_TRUE(log.Has(3, "QMKVExtractorSO", messages[i])) << i << log.Dump();
-  }
-}
-
-TEST(PluginFormats, OpusCarriesDelayAndPreRoll) {
-  const Bytes head = Concat({Bytes{'O', 'p', 'u', 's', 'H', 'e', 'a', 'd', 1, 2}, Bytes(9, 0)});
-  OneFormat one(
-      {AudioTrack(1, {Float(kSamplingFrequency, 48000.0), Uint(kChannels, 2)}, "A_OPUS",
-                  {Binary(kCodecPrivate, head), Uint(0x56AA, 6500000), Uint(0x56BB, 80000000)})});
-  ASSERT_TRUE(one.opened);
-  EXPECT_EQ(one.format.Buffer(AMEDIAFORMAT_KEY_CSD_0), head);
-  uint64_t delay = 0, preroll = 0;
-  const Bytes csd1 = one.format.Buffer(AMEDIAFORMAT_KEY_CSD_1);
-  const Bytes csd2 = one.format.Buffer(AMEDIAFORMAT_KEY_CSD_2);
-  ASSERT_EQ(csd1.size(), 8u);
-  ASSERT_EQ(csd2.size(), 8u);
-  memcpy(&delay, csd1.data(), 8);
-  memcpy(&preroll, csd2.data(), 8);
-  EXPECT_EQ(delay, 6500000u);
-  EXPECT_EQ(preroll, 80000000u);
-}
-
 // avcC with one SPS and one PPS.
 Bytes AvcC(const Bytes& sps) {
   const Bytes pps = {0x68, 0xEB, 0xC3, 0xCB, 0x22, 0xC0};
@@ -435,15 +257,6 @@ TEST(PluginFormats, AvcCsdSplitsAtThePictureParameterSet) {
             Concat({{0, 0, 0, 1}, {0x68, 0xEB, 0xC3, 0xCB, 0x22, 0xC0}}));
 }
 
-TEST(PluginFormats, UnparsableVideoConfigurationIsMarked) {
-  OneFormat one({VideoTrack(
-      1, {Binary(kCodecPrivate, {1, 0x64, 0, 0x28, 0xFF, 0xE1, 0, 3, 0x67, 0xFF, 0xFF})},
-      "V_MPEG4/ISO/AVC")});
-  ASSERT_TRUE(one.opened);
-  EXPECT_EQ(one.format.Int32(AMEDIAFORMAT_KEY_ERROR_TYPE), -1003);
-  EXPECT_EQ(one.format.Int32(AMEDIAFORMAT_KEY_MAX_INPUT_SIZE), 0x180000);
-}
-
 using namespace id::colour;  // NOLINT: the element IDs read best unqualified here
 
 OneFormat ColourFormat(std::vector<Element> colour) {
@@ -471,24 +284,6 @@ TEST(PluginFormats, PartialColourSetsOnlyWhatItKnows) {
   ASSERT_TRUE(plain.opened);
   EXPECT_EQ(plain.format.Int32(AMEDIAFORMAT_KEY_COLOR_TRANSFER), 3);
   EXPECT_FALSE(plain.format.Has(AMEDIAFORMAT_KEY_HDR_STATIC_INFO));
-}
-
-// A range is published only where the file states one (1 limited, 2 full): an absent Range,
-// 0 (unspecified) and 3 (derived from the matrix and transfer) leave the key out, so an
-// ordinary limited-range file is never shown as full range.
-TEST(PluginFormats, ColourRangeOnlyWhereTheFileStatesIt) {
-  const struct {
-    int64_t range;      // -1: no Range element
-    int32_t published;  // INT32_MIN: no key
-  } rows[] = {{-1, INT32_MIN}, {0, INT32_MIN}, {3, INT32_MIN}, {1, 2}, {2, 1}};
-  for (const auto& row : rows) {
-    std::vector<Element> colour = {Uint(kMatrix, 1), Uint(kPrimaries, 1), Uint(kTransfer, 1)};
-    if (row.range >= 0) colour.push_back(Uint(kRange, static_cast<uint64_t>(row.range)));
-    OneFormat one = ColourFormat(colour);
-    ASSERT_TRUE(one.opened);
-    EXPECT_EQ(one.format.Int32(AMEDIAFORMAT_KEY_COLOR_RANGE), row.published) << row.range;
-    EXPECT_EQ(one.format.Int32(AMEDIAFORMAT_KEY_COLOR_STANDARD), 1) << row.range;
-  }
 }
 
 // The display size a file states (pixels, or a shape the picture's height keeps), and the
@@ -521,21 +316,6 @@ TEST(PluginFormats, DisplaySizeAndSampleAspectRatio) {
     EXPECT_EQ(one.format.Int32(AMEDIAFORMAT_KEY_SAR_WIDTH), row.sar_w);
     EXPECT_EQ(one.format.Int32(AMEDIAFORMAT_KEY_SAR_HEIGHT), row.sar_h);
   }
-}
-
-TEST(PluginFormats, IFrameIntervalFromTheCues) {
-  // Cues name two key frames of the one video track over the 1 s file.
-  std::vector<Element> segment = {MinimalInfo(), OneTrack()};
-  const uint64_t cues_size = EncodedSize(Cues({CuePoint(0, 1, 0, 4), CuePoint(500, 1, 0, 4)}));
-  const uint64_t cluster = EncodedSize(segment) + cues_size;
-  segment.push_back(Cues({CuePoint(0, 1, cluster, 4), CuePoint(500, 1, cluster, 4)}));
-  segment.push_back(SmallCluster());
-  Plugin p(MkvFile(segment));
-  ASSERT_TRUE(p.Open());
-  Format f;
-  ASSERT_EQ(p.TrackFormat(0, &f), AMEDIA_OK);
-  EXPECT_EQ(f.Int64(AMEDIAFORMAT_KEY_I_FRAME_AVG_INTERVAL), 500000);
-  EXPECT_EQ(f.String(AMEDIAFORMAT_KEY_MIME), "video/x-vnd.on2.vp9");
 }
 
 // ------------------------------------------------------------------------------------------
@@ -578,26 +358,6 @@ TEST(PluginFileFormat, TagsBecomeStringKeys) {
   EXPECT_EQ(f.String(AMEDIAFORMAT_KEY_CHAR_ENCODING_TYPES),
             std::string("album=3:artist=3:composer=3:date=3:genre=3:title=3:") +
                 AMEDIAFORMAT_KEY_WRITER + "=3:");
-}
-
-TEST(PluginFileFormat, VideoFilesAreVideoMatroskaAndUntaggedFilesHaveOnlyTheMime) {
-  Plugin p(SmallFile());
-  ASSERT_TRUE(p.Open());
-  Format f;
-  ASSERT_EQ(p.FileFormat(&f), AMEDIA_OK);
-  EXPECT_EQ(f.String(AMEDIAFORMAT_KEY_MIME), "video/x-matroska");
-  EXPECT_FALSE(f.Has(AMEDIAFORMAT_KEY_TITLE));
-  EXPECT_FALSE(f.Has(AMEDIAFORMAT_KEY_CHAR_ENCODING_TYPES));
-}
-
-// The AAC profile key comes from the track's AudioSpecificConfig (LC here).
-TEST(PluginFileFormat, RealSampleHasTheAacProfile) {
-  Plugin p(ReadDataFile("sample.mkv"));
-  ASSERT_TRUE(p.Open());
-  Format audio;
-  ASSERT_EQ(p.TrackFormat(1, &audio), AMEDIA_OK);
-  EXPECT_EQ(audio.String(AMEDIAFORMAT_KEY_MIME), "audio/mp4a-latm");
-  EXPECT_EQ(audio.Int32(AMEDIAFORMAT_KEY_AAC_PROFILE), 2);
 }
 
 }  // namespace

@@ -68,31 +68,6 @@ struct Opened {
   std::unique_ptr<PluginTrack> track;
 };
 
-TEST(PluginSeek, FrameworkModesMapToTheDemuxerModes) {
-  struct Case {
-    int64_t at_ms;
-    uint32_t mode;
-    int64_t lands_ms;
-  } cases[] = {
-      {1400, SEEK_PREVIOUS_SYNC, 1000}, {1400, SEEK_NEXT_SYNC, 2000},
-      {1400, SEEK_CLOSEST_SYNC, 1000},  {1400, SEEK_CLOSEST, 1000},
-      {1700, SEEK_PREVIOUS_SYNC, 1000}, {1700, SEEK_NEXT_SYNC, 2000},
-      {1700, SEEK_CLOSEST_SYNC, 2000},  {1700, SEEK_CLOSEST, 1000},
-      {3000, SEEK_CLOSEST, 3000},       {0, SEEK_NEXT_SYNC, 0},
-  };
-  Opened o(SecondsFile());
-  ASSERT_EQ(o.track->Start(), AMEDIA_OK);
-  for (const Case& c : cases) {
-    Packet p;
-    ASSERT_EQ(o.track->Seek(c.at_ms * 1000, c.mode, &p), AMEDIA_OK) << c.at_ms << " " << c.mode;
-    EXPECT_EQ(p.time_us, c.lands_ms * 1000) << c.at_ms << " mode " << c.mode;
-    EXPECT_EQ(p.sync, 1);
-    ASSERT_EQ(o.track->Read(&p), AMEDIA_OK);
-    EXPECT_EQ(p.time_us, (c.lands_ms + 200) * 1000);
-    EXPECT_EQ(p.sync, 0);
-  }
-}
-
 TEST(PluginSeek, PastTheEndFailsAndTheSourceGoesOn) {
   Opened o(SecondsFile());
   ASSERT_EQ(o.track->Start(), AMEDIA_OK);
@@ -109,34 +84,6 @@ TEST(PluginSeek, PastTheEndFailsAndTheSourceGoesOn) {
   EXPECT_EQ(p.time_us, 2000000);
   ASSERT_EQ(o.track->Read(&p), AMEDIA_OK);
   EXPECT_EQ(p.time_us, 2200000);
-}
-
-TEST(PluginSeek, UnseekableFileHonoursOnlyTimeZero) {
-  Opened o(SecondsFile());
-  android::QMKVExtractorPeer::Holder(o.plugin.extractor())->mInfo.constant_one = 0;
-  EXPECT_EQ(o.plugin.Flags(), 4u);
-  ASSERT_EQ(o.track->Start(), AMEDIA_OK);
-  Packet p;
-  ASSERT_EQ(o.track->Read(&p), AMEDIA_OK);
-  ASSERT_EQ(o.track->Read(&p), AMEDIA_OK);
-  EXPECT_EQ(p.time_us, 200000);
-  ASSERT_EQ(o.track->Seek(3000000, SEEK_CLOSEST_SYNC, &p), AMEDIA_OK);
-  EXPECT_EQ(p.time_us, 400000);  // ignored: the next frame in order
-  ASSERT_EQ(o.track->Seek(0, SEEK_CLOSEST_SYNC, &p), AMEDIA_OK);
-  EXPECT_EQ(p.time_us, 0);
-}
-
-TEST(PluginSeek, ReadsToTheEndThenReportsEndOfStream) {
-  Opened o(SecondsFile());
-  ASSERT_EQ(o.track->Start(), AMEDIA_OK);
-  std::vector<Packet> packets;
-  EXPECT_EQ(o.track->ReadAll(&packets), AMEDIA_ERROR_END_OF_STREAM);
-  ASSERT_EQ(packets.size(), 25u);
-  EXPECT_EQ(packets.back().time_us, 4800000);
-  EXPECT_EQ(o.track->Read(), AMEDIA_ERROR_END_OF_STREAM);
-  EXPECT_EQ(o.track->group().acquired_count(), 0u);
-  ASSERT_EQ(o.track->Stop(), AMEDIA_OK);
-  ASSERT_EQ(o.track->Start(), AMEDIA_OK);  // a restart after stop is allowed
 }
 
 // ------------------------------------------------------------------------------------------
@@ -208,63 +155,6 @@ TEST(PluginPcm, BigEndianIsSwappedFirst) {
             Int16s({0x5634, static_cast<int16_t>(0x8000)}));
 }
 
-TEST(PluginPcm, OddDepthsGiveEmptyBuffersWithTimes) {
-  media_status_t status = AMEDIA_ERROR_UNKNOWN;
-  EXPECT_TRUE(FirstBlock(PcmFile("A_PCM/INT/LIT", 12, {1, 2, 3, 4, 5, 6}), &status).empty());
-  EXPECT_EQ(status, AMEDIA_OK);
-}
-
-TEST(PluginPcm, FloatOutputForTheMediaServer) {
-  host_binder_set_calling_uid(1013);
-  android::base::SetProperty("media.extractor.float", "true");
-  EXPECT_EQ(FirstBlock(PcmFile("A_PCM/INT/LIT", 24, {0x00, 0x00, 0x80, 0xFF, 0xFF, 0x7F})),
-            Floats({-1.0f, 8388607.0f / 8388608.0f}));
-  EXPECT_EQ(FirstBlock(PcmFile("A_PCM/INT/BIG", 32, {0x80, 0, 0, 0, 0x40, 0, 0, 0})),
-            Floats({-1.0f, 0.5f}));
-  // Float input stays as it is.
-  EXPECT_EQ(FirstBlock(PcmFile("A_PCM/FLOAT/IEEE", 32, Floats({0.25f, 3.0f}))),
-            Floats({0.25f, 3.0f}));
-  EXPECT_EQ(FirstBlock(PcmFile("A_PCM/FLOAT/IEEE", 64, Doubles({0.25, -3.0, 1e300}))),
-            Floats({0.25f, -3.0f, 3.0e38f}));
-  // 16 bits and less stay 16-bit.
-  EXPECT_EQ(FirstBlock(PcmFile("A_PCM/INT/LIT", 16, {0x34, 0x12})), Int16s({0x1234}));
-  host_binder_reset_calling_uid();
-  android::base::SetProperty("media.extractor.float", "");
-}
-
-// A frame larger than the track's buffer gets a buffer of its own size from the group: PCM
-// that doubles when widened, a video frame of several megabytes, a long subtitle event. The
-// buffer stays one: the group swaps it for the bigger one.
-TEST(PluginFrames, FramesLargerThanTheBufferAreDelivered) {
-  // 8-bit samples double in size; the audio buffer holds 0x80000 bytes.
-  const Bytes fits(0x40000, 0x80), too_big(0x40001, 0x80);
-  Opened o(PcmFile("A_PCM/INT/LIT", 8, too_big,
-                   {SimpleBlock(1, 10, kKey, fits), SimpleBlock(1, 20, kKey, {0x81})}));
-  ASSERT_EQ(o.track->Start(), AMEDIA_OK);
-  Packet p;
-  ASSERT_EQ(o.track->Read(&p), AMEDIA_OK);
-  EXPECT_EQ(p.bytes.size(), 0x80002u);
-  EXPECT_EQ(o.track->group().buffer_count(), 1u);
-  ASSERT_EQ(o.track->Read(&p), AMEDIA_OK);
-  EXPECT_EQ(p.bytes.size(), 0x80000u);
-  EXPECT_EQ(p.time_us, 10000);
-  ASSERT_EQ(o.track->Read(&p), AMEDIA_OK);
-  EXPECT_EQ(p.bytes, Int16s({256}));
-
-  // A 3 MB video frame, far beyond the maximum input size of a 64x48 picture.
-  Bytes frame(3 << 20);
-  for (size_t i = 0; i < frame.size(); ++i) frame[i] = static_cast<uint8_t>(i * 7);
-  frame[0] = 0x82;  // a VP9 key frame
-  Opened v(MkvFile({InfoOfMs(1000), Tracks({VideoTrack(1)}),
-                    Cluster({Uint(kTimecode, 0), SimpleBlock(1, 0, kKey, frame),
-                             SimpleBlock(1, 40, kKey, {0x82, 1})})}));
-  ASSERT_EQ(v.track->Start(), AMEDIA_OK);
-  ASSERT_EQ(v.track->Read(&p), AMEDIA_OK);
-  EXPECT_EQ(p.bytes, frame);
-  ASSERT_EQ(v.track->Read(&p), AMEDIA_OK);
-  EXPECT_EQ(p.bytes, (Bytes{0x82, 1}));
-}
-
 // A group of one buffer, exactly as big as asked, whose range does not start at 0 when it is
 // handed out: the source must work on bytes, wherever the range was.
 class OffsetGroup {
@@ -333,144 +223,8 @@ TEST(PluginPcm, ConversionWorksOnTheRangeWhereverItStarted) {
 // ------------------------------------------------------------------------------------------
 // Buffer metadata
 
-TEST(PluginMeta, TextIsTerminatedWhateverItsLength) {
-  const Bytes full(2048, 'x');
-  Bytes file = MkvFile(
-      {InfoOfMs(10000),
-       Tracks(
-           {AudioTrack(1, {Float(kSamplingFrequency, 8000.0), Uint(kChannels, 1)}, "A_PCM/INT/LIT"),
-            TextTrack(2)}),
-       Cluster({Uint(kTimecode, 0),
-                BlockGroup({Block(2, 0, 0, {'h', 'e', 'l', 'l', 'o'}), Uint(kBlockDuration, 700)}),
-                BlockGroup({Block(2, 1000, 0, full), Uint(kBlockDuration, 500)})})});
-  Opened o(file, 1);
-  ASSERT_EQ(o.track->Start(), AMEDIA_OK);
-  std::vector<Packet> packets;
-  EXPECT_EQ(o.track->ReadAll(&packets), AMEDIA_ERROR_END_OF_STREAM);
-  ASSERT_GE(packets.size(), 2u);
-  EXPECT_EQ(packets[0].bytes, (Bytes{'h', 'e', 'l', 'l', 'o', 0}));
-  EXPECT_EQ(packets[0].duration_us, 700000);
-  EXPECT_EQ(packets[0].sync, 1);  // a BlockGroup without ReferenceBlock
-  // Longer than the text buffer: it gets a bigger one, and its NUL and duration.
-  const Packet& big = packets.back();
-  Bytes terminated = full;
-  terminated.push_back(0);
-  EXPECT_EQ(big.bytes, terminated);
-  EXPECT_EQ(big.duration_us, 500000);
-  EXPECT_EQ(big.time_us, 1000000);
-}
-
-TEST(PluginMeta, VorbisFramesCarryTheSamplesLeft) {
-  Bytes id(30, 0x11), comment(7, 0x33), setup(12, 0x55);
-  id[0] = 1;
-  comment[0] = 3;
-  setup[0] = 5;
-  Bytes priv = {2, 30, 7};
-  for (const Bytes* b : {&id, &comment, &setup}) priv.insert(priv.end(), b->begin(), b->end());
-  Bytes file =
-      MkvFile({InfoOfMs(1000),
-               Tracks({AudioTrack(1, {Float(kSamplingFrequency, 48000.0), Uint(kChannels, 2)},
-                                  "A_VORBIS", {Binary(kCodecPrivate, priv)})}),
-               Cluster({Uint(kTimecode, 0), SimpleBlock(1, 0, kKey, {0x10}),
-                        SimpleBlock(1, 500, kKey, {0x20}), SimpleBlock(1, 1200, kKey, {0x30})})});
-  Opened o(file);
-  ASSERT_EQ(o.track->Start(), AMEDIA_OK);
-  std::vector<Packet> packets;
-  o.track->ReadAll(&packets);
-  ASSERT_EQ(packets.size(), 3u);
-  EXPECT_EQ(packets[0].valid_samples, 48000);
-  EXPECT_EQ(packets[1].valid_samples, 24000);
-  // Past the track's duration: no count, although the framework kept the buffer's metadata
-  // from the read before.
-  EXPECT_EQ(packets[2].valid_samples, INT32_MIN);
-}
-
 // ------------------------------------------------------------------------------------------
 // Statuses that leave the source usable
-
-TEST(PluginSource, FailedAcquireReturnsUnknownAndTheNextReadWorks) {
-  Opened o(SecondsFile());
-  ASSERT_EQ(o.track->Start(), AMEDIA_OK);
-  LogCapture log;
-  o.track->group().set_acquire_failure(AMEDIA_ERROR_IO);
-  EXPECT_EQ(o.track->Read(), AMEDIA_ERROR_UNKNOWN);
-  EXPECT_TRUE(log.Has(5, "QMKVExtractorSO", "QMKVSource::read() acquire_buffer returns -10007"))
-      << log.Dump();
-  o.track->group().set_acquire_failure(AMEDIA_OK);
-  Packet p;
-  ASSERT_EQ(o.track->Read(&p), AMEDIA_OK);
-  EXPECT_EQ(p.time_us, 0);
-}
-
-TEST(PluginSource, SecondSourceOfATrackCannotStart) {
-  Opened o(SecondsFile());
-  std::unique_ptr<PluginTrack> again = o.plugin.Track(0);
-  ASSERT_NE(again, nullptr);
-  LogCapture log;
-  EXPECT_EQ(again->Start(), AMEDIA_ERROR_UNSUPPORTED);
-  EXPECT_TRUE(log.Has(4, "QMKVExtractorSO", "QMKVSource::start() MKV demuxer is NULL"))
-      << log.Dump();
-  ASSERT_EQ(o.track->Start(), AMEDIA_OK);
-  EXPECT_EQ(o.track->Read(), AMEDIA_OK);
-}
-
-TEST(PluginSource, TrackOfAnotherKindCannotStart) {
-  Bytes file =
-      MkvFile({InfoOfMs(1000),
-               Tracks({VideoTrack(1),
-                       TrackEntry({Uint(0xD7, 2), Uint(0x83, 0x20), String(0x86, "B_VOBBTN")})}),
-               SmallCluster(), Binary(0xEC, Bytes(128, 0))});
-  Opened o(file, 1);
-  LogCapture log;
-  EXPECT_EQ(o.track->Start(), AMEDIA_ERROR_UNSUPPORTED);
-  EXPECT_TRUE(log.Has(4, "QMKVExtractorSO", "QMKVSource::start() mStreamType is unknown"))
-      << log.Dump();
-  Format f;
-  ASSERT_EQ(o.plugin.TrackFormat(1, &f), AMEDIA_OK);
-  EXPECT_EQ(f.String(AMEDIAFORMAT_KEY_MIME), "application/octet-stream");
-}
-
-TEST(PluginSource, GetFormatCopiesTheTrackFormat) {
-  Opened o(SecondsFile());
-  Format f;
-  ASSERT_EQ(o.track->GetFormat(&f), AMEDIA_OK);
-  EXPECT_EQ(f.String(AMEDIAFORMAT_KEY_MIME), "video/mp4v-es");
-  EXPECT_EQ(f.Int64(AMEDIAFORMAT_KEY_DURATION), 5000000);
-}
-
-TEST(PluginSource, SourcesOutliveTheirExtractor) {
-  auto plugin = std::make_unique<Plugin>(SecondsFile());  // its source must outlive the track
-  ASSERT_TRUE(plugin->Open());
-  std::unique_ptr<PluginTrack> track = plugin->Track(0);
-  ASSERT_EQ(track->Start(), AMEDIA_OK);
-  Packet first;
-  ASSERT_EQ(track->Read(&first), AMEDIA_OK);
-  // The framework frees tracks first; a plug-in must still survive the other order.
-  plugin->Close();
-  Packet next;
-  EXPECT_EQ(track->Read(&next), AMEDIA_OK);
-  EXPECT_EQ(next.time_us, 200000);
-  std::vector<Packet> rest;
-  EXPECT_EQ(track->ReadAll(&rest), AMEDIA_ERROR_END_OF_STREAM);
-  track.reset();
-}
-
-// An audio source after its extractor is gone still knows its format: it converts PCM by it
-// (8-bit samples come out as 16-bit) and hands it out.
-TEST(PluginSource, AnAudioSourceKeepsItsFormatAfterTheExtractorGoes) {
-  auto plugin = std::make_unique<Plugin>(ReadDataFile("conformance/pcm_ffmpeg.mka"));
-  ASSERT_TRUE(plugin->Open());
-  std::unique_ptr<PluginTrack> track = plugin->Track(0);  // u8
-  ASSERT_EQ(track->Start(), AMEDIA_OK);
-  plugin->Close();
-  Packet p;
-  ASSERT_EQ(track->Read(&p), AMEDIA_OK);
-  EXPECT_EQ(p.bytes.size(), 2048u);  // 1024 stored samples
-  Format format;
-  ASSERT_EQ(track->GetFormat(&format), AMEDIA_OK);
-  EXPECT_EQ(format.String(AMEDIAFORMAT_KEY_MIME), "audio/raw");
-  EXPECT_EQ(format.Int32(AMEDIAFORMAT_KEY_BITS_PER_SAMPLE), 8);
-}
 
 // ------------------------------------------------------------------------------------------
 // Framework misuse is fatal, with the condition and the place in the message

@@ -89,28 +89,6 @@ TEST(HostMediaFormat, StringsAndBuffersLiveAsTheFrameworksDo) {
   EXPECT_EQ(AMediaFormat_copy(nullptr, m.f), AMEDIA_ERROR_INVALID_PARAMETER);
 }
 
-TEST(HostMediaFormat, EntriesEnumerateInFirstSetOrder) {
-  Format m;
-  AMediaFormat_setString(m.f, "mime", "video/hevc");
-  AMediaFormat_setRect(m.f, "crop", 0, 0, 9, 9);
-  AMediaFormat_setInt64(m.f, "durationUs", 1);
-  AMediaFormat_setBuffer(m.f, "mime", "x", 1);  // retyped in place
-  const char* names[] = {"mime", "crop", "durationUs"};
-  const host_format_type types[] = {HOST_FORMAT_BUFFER, HOST_FORMAT_RECT, HOST_FORMAT_INT64};
-  ASSERT_EQ(host_format_count(m.f), 3u);
-  for (size_t i = 0; i < 3; ++i) {
-    const char* name = nullptr;
-    host_format_type type = HOST_FORMAT_STRING;
-    ASSERT_TRUE(host_format_entry(m.f, i, &name, &type));
-    EXPECT_STREQ(name, names[i]);
-    EXPECT_EQ(type, types[i]);
-  }
-  const char* name = nullptr;
-  host_format_type type;
-  EXPECT_FALSE(host_format_entry(m.f, 3, &name, &type));
-  EXPECT_EQ(host_format_count(nullptr), 0u);
-}
-
 TEST(HostMediaFormatDeathTest, SixtyFiveNamesAbort) {
   Format m;
   for (int i = 0; i < 64; ++i) AMediaFormat_setInt32(m.f, std::to_string(i).c_str(), i);

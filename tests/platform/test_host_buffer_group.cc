@@ -92,19 +92,6 @@ TEST(PlatformBuffers, AcquireResetsTheRangeButKeepsTheMetadata) {
   Release(b);
 }
 
-TEST(PlatformBuffers, AcquireFailureKnob) {
-  Group g;
-  ASSERT_TRUE(g.init(1, 8));
-  g.host.set_acquire_failure(AMEDIA_ERROR_IO);
-  CMediaBuffer* b = reinterpret_cast<CMediaBuffer*>(&g);
-  EXPECT_EQ(g.acquire(&b, false), AMEDIA_ERROR_IO);
-  EXPECT_EQ(b, nullptr);
-  EXPECT_EQ(g.host.acquired_count(), 0u);
-  g.host.set_acquire_failure(AMEDIA_OK);
-  EXPECT_EQ(g.acquire(&b), AMEDIA_OK);
-  Release(b);
-}
-
 TEST(PlatformBuffersDeathTest, RangePastTheEndAborts) {
   Group g;
   ASSERT_TRUE(g.init(1, 16));

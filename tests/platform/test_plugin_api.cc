@@ -21,13 +21,6 @@ static_assert(sizeof(CMediaTrack) == 56 && sizeof(CMediaExtractor) == 72, "C rec
 static_assert(sizeof(ExtractorDef) == 48 && offsetof(ExtractorDef, u) == 32, "ExtractorDef");
 #endif
 
-TEST(HostPluginAbi, UuidBytesInTextualOrder) {
-  const media_uuid_t u = UUID("f223cc60-82b3-11E9-b475-0800200c9a66");
-  const uint8_t want[16] = {0xf2, 0x23, 0xcc, 0x60, 0x82, 0xb3, 0x11, 0xe9,
-                            0xb4, 0x75, 0x08, 0x00, 0x20, 0x0c, 0x9a, 0x66};
-  for (int i = 0; i < 16; ++i) EXPECT_EQ(u.b[i], want[i]) << i;
-}
-
 TEST(HostPluginAbi, ReadOptionsTakeTheSeekFromTheFlags) {
   int64_t t = -1;
   MediaTrackHelper::ReadOptions::SeekMode mode = MediaTrackHelper::ReadOptions::SEEK_CLOSEST;

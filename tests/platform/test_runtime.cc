@@ -62,51 +62,6 @@ TEST(PlatformRefBase, LastStrongReferenceDeletes) {
                                                 "derived deleted"}));
 }
 
-TEST(PlatformString8, AppendAndFormat) {
-  String8 s("track");
-  s.append(" ");
-  EXPECT_EQ(s.appendFormat("%d/%s", 3, "mkv"), OK);
-  EXPECT_STREQ(s.c_str(), "track 3/mkv");
-  EXPECT_STREQ(s.string(), s.c_str());
-  EXPECT_EQ(s.size(), 11u);
-  EXPECT_EQ(s.length(), 11u);
-  const std::string big(3000, 'x');  // longer than any fixed buffer
-  s.appendFormat("%s", big.c_str());
-  EXPECT_EQ(s.length(), 3011u);
-}
-
-TEST(PlatformProperties, BoolParsingAndDefaults) {
-  const std::string key = "test.platform.bool";
-  EXPECT_TRUE(base::GetBoolProperty("test.platform.unset", true));
-  EXPECT_FALSE(base::GetBoolProperty("test.platform.unset", false));
-  for (const char* v : {"1", "y", "yes", "on", "true"}) {
-    ASSERT_TRUE(base::SetProperty(key, v));
-    EXPECT_TRUE(base::GetBoolProperty(key, false)) << v;
-  }
-  for (const char* v : {"0", "n", "no", "off", "false"}) {
-    ASSERT_TRUE(base::SetProperty(key, v));
-    EXPECT_FALSE(base::GetBoolProperty(key, true)) << v;
-  }
-  for (const char* v : {"", "TRUE", "2", " yes", "yes "}) {
-    ASSERT_TRUE(base::SetProperty(key, v));
-    EXPECT_TRUE(base::GetBoolProperty(key, true)) << '"' << v << '"';
-    EXPECT_FALSE(base::GetBoolProperty(key, false)) << '"' << v << '"';
-  }
-  EXPECT_EQ(base::GetProperty(key, "dflt"), "yes ");
-  base::SetProperty(key, "");
-  EXPECT_EQ(base::GetProperty(key, "dflt"), "dflt");
-}
-
-TEST(PlatformBinder, CallingUidCanBeChosen) {
-  EXPECT_EQ(AIBinder_getCallingUid(), getuid());
-  host_binder_set_calling_uid(1013);
-  EXPECT_EQ(AIBinder_getCallingUid(), 1013u);
-  host_binder_set_calling_uid(0);
-  EXPECT_EQ(AIBinder_getCallingUid(), 0u);
-  host_binder_reset_calling_uid();
-  EXPECT_EQ(AIBinder_getCallingUid(), getuid());
-}
-
 void PrintAssert(const char* cond, const char* tag, const char* message) {
   fprintf(stderr, "hook cond=[%s] tag=[%s] message=[%s]\n", cond ? cond : "(null)", tag, message);
 }

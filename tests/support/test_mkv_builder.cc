@@ -22,12 +22,6 @@ B Concat(const std::vector<B>& parts) {
   return out;
 }
 
-// An ID whose first byte announces another length cannot be written as given.
-TEST(MkvBuilder, IdWithWrongMarkerIsRejected) {
-  EXPECT_DEBUG_DEATH(EncodeId(0x1234), "disagrees");
-  EXPECT_DEBUG_DEATH(EncodeId(0x80AB), "disagrees");
-}
-
 TEST(MkvBuilder, SizeUsesShortestWidthThatIsNotAllOnes) {
   EXPECT_EQ(Serialize(Binary(0xEC, B(126, 0))), Then({0xEC, 0xFE}, 126, 0));
   EXPECT_EQ(Serialize(Binary(0xEC, B(127, 0))), Then({0xEC, 0x40, 0x7F}, 127, 0));
@@ -53,17 +47,6 @@ TEST(MkvBuilder, ForcedAndUnknownSizes) {
   EXPECT_EQ(EncodedSize(e), 4u);
 }
 
-TEST(MkvBuilder, DeclaredSizeOverridesThePayloadLength) {
-  EXPECT_EQ(Serialize(String(0x7BA9, "abc").DeclaredSize(60)),
-            (B{0x7B, 0xA9, 0xBC, 'a', 'b', 'c'}));
-  EXPECT_EQ(Serialize(Uint(0xEC, 0).DeclaredSize(0x80000000ull)),
-            (B{0xEC, 0x08, 0x80, 0x00, 0x00, 0x00, 0x00}));
-  EXPECT_EQ(Serialize(Binary(0xEC, {9}).DeclaredSize(0).SizeWidth(4)),
-            (B{0xEC, 0x10, 0x00, 0x00, 0x00, 9}));
-  // Positions follow what is written, not what is declared.
-  EXPECT_EQ(EncodedSize(String(0x7BA9, "abc").DeclaredSize(60)), 6u);
-}
-
 TEST(MkvBuilder, IntegerWidths) {
   EXPECT_EQ(Serialize(Uint(0xD7, 0)), (B{0xD7, 0x81, 0x00}));
   EXPECT_EQ(Serialize(Uint(0xD7, 255)), (B{0xD7, 0x81, 0xFF}));
@@ -77,23 +60,6 @@ TEST(MkvBuilder, IntegerWidths) {
   EXPECT_EQ(Serialize(Int(0xFB, -128)), (B{0xFB, 0x81, 0x80}));
   EXPECT_EQ(Serialize(Int(0xFB, 128)), (B{0xFB, 0x82, 0x00, 0x80}));
   EXPECT_EQ(Serialize(Int(0xFB, -129)), (B{0xFB, 0x82, 0xFF, 0x7F}));
-}
-
-TEST(MkvBuilder, MasterSizeCoversNestedChildren) {
-  Element video = Master(0xE0, {Uint(0xB0, 64), Uint(0xBA, 48)});
-  EXPECT_EQ(Serialize(video), (B{0xE0, 0x86, 0xB0, 0x81, 0x40, 0xBA, 0x81, 0x30}));
-  Element entry = TrackEntry({Uint(0xD7, 1), video, Raw({0x00})});
-  EXPECT_EQ(Serialize(entry), (B{0xAE, 0x8C, 0xD7, 0x81, 0x01, 0xE0, 0x86, 0xB0, 0x81, 0x40, 0xBA,
-                                 0x81, 0x30, 0x00}));
-  Element tracks = Tracks({entry});
-  EXPECT_EQ(Serialize(tracks), Concat({{0x16, 0x54, 0xAE, 0x6B, 0x8E}, Serialize(entry)}));
-  EXPECT_EQ(HeaderSize(tracks), 5u);
-  EXPECT_EQ(EncodedSize(tracks), 19u);
-  EXPECT_EQ(Serialize(Segment({}).SizeWidth(8).UnknownSize()),
-            (B{0x18, 0x53, 0x80, 0x67, 0x01, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}));
-  EXPECT_EQ(Serialize(std::vector<Element>{Cues({}), Cluster({})}),
-            (B{0x1C, 0x53, 0xBB, 0x6B, 0x80, 0x1F, 0x43, 0xB6, 0x75, 0x80}));
-  EXPECT_EQ(EncodedSize(std::vector<Element>{Cues({}), Cluster({}), Raw({1})}), 11u);
 }
 
 TEST(MkvBuilder, BlockBytes) {

@@ -29,19 +29,6 @@ class Bytes {
   QCMN_MFAL_FILE* fp_;
 };
 
-TEST(Ebml, LeadingZerosOfEveryByteWidth) {
-  EXPECT_EQ(qmkvd_get_clz(0x00), 8u);
-  EXPECT_EQ(qmkvd_get_clz(0x01), 7u);
-  EXPECT_EQ(qmkvd_get_clz(0x08), 4u);
-  EXPECT_EQ(qmkvd_get_clz(0x0F), 4u);
-  EXPECT_EQ(qmkvd_get_clz(0x10), 3u);
-  EXPECT_EQ(qmkvd_get_clz(0x40), 1u);
-  EXPECT_EQ(qmkvd_get_clz(0x80), 0u);
-  EXPECT_EQ(qmkvd_get_clz(0xFF), 0u);
-  EXPECT_EQ(qmkvd_get_clz(0x180), 0u);  // bits above the low 8 are ignored
-  EXPECT_EQ(qmkvd_get_clz(0x100), 8u);
-}
-
 // Element headers read from a file: IDs of one to four bytes keep their length marker; a zero
 // first byte (of the ID or of the size) and five-byte IDs fail; a header cut short fails after
 // the bytes that were there.
@@ -133,27 +120,6 @@ TEST(Ebml, UnknownSizeInEveryWidth) {
       ASSERT_EQ(qmkvd_ebml_get_len64(bare.mfal(), bare.fp(), &size), 0);
       EXPECT_EQ(size, value);
     }
-  }
-}
-
-TEST(Ebml, RelativeLengthIsReportedEvenWhenTooWide) {
-  uint32_t value = 0, length = 0;
-  {
-    Bytes f({0x08, 0, 0, 0, 1});
-    EXPECT_EQ(qmkvd_ebml_get_len32_rel(f.mfal(), f.fp(), &value, &length), -1);
-    EXPECT_EQ(length, 5u);
-  }
-  {
-    Bytes f({0x00});
-    length = 77;
-    EXPECT_EQ(qmkvd_ebml_get_len32_rel(f.mfal(), f.fp(), &value, &length), -1);
-    EXPECT_EQ(length, 77u);
-  }
-  {
-    Bytes f({0x20, 0x01, 0x02});
-    EXPECT_EQ(qmkvd_ebml_get_len32_rel(f.mfal(), f.fp(), &value, &length), 0);
-    EXPECT_EQ(length, 3u);
-    EXPECT_EQ(value, 0x0102u);
   }
 }
 

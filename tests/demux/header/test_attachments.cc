@@ -58,38 +58,6 @@ TEST(CoverArt, WithoutACoverTheFirstImageOfAnyType) {
   EXPECT_EQ(o.AlbumArt(), Data(2));
 }
 
-TEST(CoverArt, NoImageNoAlbumArt) {
-  Opened o(FileWith({Attached("cover.txt", "text/plain", Data(1)),
-                     Attached("cover.jpg", "image/jpeg", {})}));  // and one without data
-  ASSERT_TRUE(o.ok);
-  EXPECT_FALSE(o.file.Has(AMEDIAFORMAT_KEY_ALBUMART));
-}
-
-TEST(CoverArt, OnlyTheFirstSixteenAttachmentsAreKept) {
-  std::vector<Element> attached;
-  for (int i = 0; i < 16; ++i) attached.push_back(Attached("f.ttf", "font/ttf", Data(1)));
-  attached.push_back(Attached("cover.jpg", "image/jpeg", Data(2)));
-  Opened o(FileWith(attached));
-  ASSERT_TRUE(o.ok);
-  EXPECT_FALSE(o.file.Has(AMEDIAFORMAT_KEY_ALBUMART));
-}
-
-TEST(CoverArt, AnImageAbove16MiBIsLeftOut) {
-  Opened o(FileWith({Attached("cover.jpg", "image/jpeg", Data(1, (16u << 20) + 1)),
-                     Attached("back.png", "image/png", Data(2))}));
-  ASSERT_TRUE(o.ok);
-  EXPECT_EQ(o.AlbumArt(), Data(2));
-}
-
-// A broken AttachedFile (a child header that cannot be read) is left out; the file opens and
-// the other attachments stay.
-TEST(CoverArt, ABrokenAttachedFileIsLeftOutAndTheOthersStay) {
-  Opened o(FileWith({Master(kAttachedFile, {String(kFileName, "cover.jpg"), Raw({0x00, 0x01})}),
-                     Attached("cover.png", "image/png", Data(5))}));
-  ASSERT_TRUE(o.ok);
-  EXPECT_EQ(o.AlbumArt(), Data(5));
-}
-
 // A file cut inside the cover's data: the header walk finds the Attachments after the Cluster,
 // the data lies past the end, and no album art is made of it (nor memory allocated for it).
 TEST(CoverArt, ACoverPastTheEndOfTheFileIsNotRead) {

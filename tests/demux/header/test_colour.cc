@@ -101,23 +101,6 @@ TEST(Colour, MasteringValuesOfEitherWidthAreRead) {
   EXPECT_EQ(odd.mastering()->luminance_min, 0.5f);
 }
 
-TEST(Colour, ChildRunningPastItsParentEndsTheParseWithWhatWasRead) {
-  ColourFile f({Master(kMastering, {Float(kLumMax, 600.0, 4), Raw({0x55, 0xDA, 0x84, 0x44})})});
-  ASSERT_EQ(f.err(), 0);
-  EXPECT_EQ(f.mastering()->luminance_max, 600.0f);
-  EXPECT_EQ(f.mastering()->luminance_min, 0.0f);
-
-  ColourFile g({Uint(kMatrix, 1), Raw({0x55, 0xBA, 0x88})});
-  ASSERT_EQ(g.err(), 0);
-  EXPECT_EQ(g.colour()->matrix_coefficients, 1);
-  EXPECT_EQ(g.colour()->transfer_characteristics, kAbsent);
-}
-
-TEST(Colour, OversizedValuesDropTheTrack) {
-  ColourFile f({Uint(kMatrix, 1).Width(9)});
-  EXPECT_EQ(f.err(), -2);
-}
-
 TEST(Colour, RepeatedColourAndMasteringStartOver) {
   Element twice = Master(
       0xE0, {Master(kColour, {Uint(kMatrix, 1), Master(kMastering, {Float(kRx, 0.5, 4)})}),

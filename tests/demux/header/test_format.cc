@@ -120,20 +120,6 @@ TEST(FormatHevc, EveryUnitOfEveryArrayInOrder) {
   EXPECT_EQ(size, 10u);
 }
 
-TEST(FormatVideo, OtherCodecsCopyOrHaveNone) {
-  const Bytes config = {0, 0, 1, 0xB0, 1};
-  EXPECT_EQ(FormatOf(VideoTrack(1, {Private(config)}, "V_MPEG4/ISO/ASP")).bytes, config);
-  EXPECT_EQ(FormatOf(VideoTrack(1, {Private(config)}, "V_MPEG4/MS/V3")).queried, 0u);
-  EXPECT_EQ(FormatOf(VideoTrack(1, {}, "V_VP9")).queried, 0u);
-  // A copy that does not fit: -1 with the length, and nothing written.
-  Created c(OneTrackFile(VideoTrack(1, {Private(config)}, "V_MPEG4/ISO/ASP")));
-  Bytes small(4, 0xEE);
-  uint32_t size = 4;
-  EXPECT_EQ(qmkvd_get_format(c.ctx(), 0, small.data(), &size), -1);
-  EXPECT_EQ(size, 5u);
-  EXPECT_EQ(small, Bytes(4, 0xEE));
-}
-
 TEST(FormatAac, ConfigSynthesisedFromRateAndChannels) {
   auto aac = [](const char* id, uint32_t rate, uint32_t channels) {
     return FormatOf(
@@ -226,55 +212,6 @@ TEST(FormatMp3, BlockSizeFromTheFirstFrameHeader) {
   size = 11;
   EXPECT_EQ(qmkvd_get_format(c.ctx(), 1, small.data(), &size), -1);
   EXPECT_EQ(small, Bytes(11, 0xEE));
-}
-
-TEST(FormatMp3, RealFirstFrame) {
-  // The MP3 track of vp9_remux.mkv: 48 kbit/s at 48 kHz, frames of 144 bytes.
-  FfprobeRef ref;
-  ASSERT_EQ(LoadFfprobeRef(RefBase("corpus/vp9_remux.mkv"), &ref), "");
-  ASSERT_EQ(ref.Stream(3)->codec_name, "mp3");
-  Created c(ReadDataFile("corpus/vp9_remux.mkv"));
-  ASSERT_EQ(c.err(), 0);
-  Bytes block(12, 0);
-  uint32_t size = 12;
-  ASSERT_EQ(qmkvd_get_format(c.ctx(), 3, block.data(), &size), 0);
-  EXPECT_EQ(block[6] | block[7] << 8, static_cast<int>(ref.PacketsOf(3)[0].size));
-}
-
-Element TextWithPrivate(const char* codec, Bytes bytes) {
-  return TrackEntry(
-      {Uint(0xD7, 1), Uint(0x83, 17), String(0x86, codec), Private(std::move(bytes))});
-}
-
-TEST(FormatText, OnlyScriptHeadersAreCodecData) {
-  const Bytes script = {'[', 'S', 'c', 'r', 'i', 'p', 't', ']'};
-  EXPECT_EQ(FormatOf(TextWithPrivate("S_TEXT/ASS", script)).bytes, script);
-  EXPECT_EQ(FormatOf(TextWithPrivate("S_TEXT/SSA", script)).bytes, script);
-  const Block srt = FormatOf(TextWithPrivate("S_TEXT/UTF8", script));
-  EXPECT_EQ(srt.query_status, 0);
-  EXPECT_EQ(srt.queried, 0xDEADu);  // nothing to say: the length stays as it came
-}
-
-TEST(FormatArguments, BadContextsIndicesAndHandles) {
-  Created c(OneTrackFile(VideoTrack(1)));
-  uint32_t size = 0;
-  QMKVD_VIDEO_INFO v;
-  EXPECT_EQ(qmkvd_get_format(nullptr, 0, nullptr, &size), -7);
-  EXPECT_EQ(qmkvd_get_format(c.ctx(), -1, nullptr, &size), -7);
-  EXPECT_EQ(qmkvd_get_format(c.ctx(), 1, nullptr, &size), -7);
-  EXPECT_EQ(qmkvd_get_format(c.ctx(), 0, nullptr, nullptr), -7);
-  EXPECT_EQ(qmkvd_get_info_vid(c.ctx(), 1, &v), -7);
-  EXPECT_EQ(qmkvd_get_info_vid(c.ctx(), 0, nullptr), -7);
-  QMKVD_CTX copy = *c.ctx();
-  copy.check = 0;
-  EXPECT_EQ(qmkvd_get_info_vid(&copy, 0, &v), -7);
-  QMKVDS_CTX* s = &c.ctx()->streams[0];
-  EXPECT_EQ(qmkvds_get_info_vid(s, &v), -2);  // not open
-  EXPECT_EQ(qmkvds_get_format(s, nullptr, &size), -2);
-  ASSERT_EQ(qmkvds_open(c.ctx(), 0, nullptr), s);
-  EXPECT_EQ(qmkvds_get_info_vid(s, &v), 0);
-  EXPECT_EQ(qmkvds_get_format(s, nullptr, &size), 0);
-  EXPECT_EQ(qmkvds_get_info_vid(nullptr, &v), -7);
 }
 
 TEST(TrackInfo, FieldsOfEachKind) {

@@ -91,21 +91,6 @@ TEST(SeekHead, AnEntryThatLeadsNowhereCostsOnlyItself) {
   }
 }
 
-// Positions count from the Segment's data, whatever stands before the SeekHead (mkvpropedit
-// leaves a Void there).
-TEST(SeekHead, PositionsCountFromTheSegmentData) {
-  std::vector<Element> kids = {Binary(kVoid, std::vector<uint8_t>(7)),
-                               MinimalInfo(),
-                               SeekHead({FixedSeek(kTracks, 0)}),
-                               SmallCluster(),
-                               Wall(),
-                               OneTrack()};
-  kids[2] = SeekHead({FixedSeek(kTracks, OffsetOf(kids, 5))});
-  HeaderParse p(MkvFile(kids));
-  EXPECT_EQ(p.status(), 0);
-  EXPECT_EQ(p->found.tracks, 1);
-}
-
 // A Seek that names another SeekHead is followed (mkvmerge and mkvpropedit put a second one
 // near the end), and what that one names is found; SeekHeads that name each other end after a
 // few.
@@ -129,25 +114,6 @@ TEST(SeekHead, ASecondSeekHeadIsFollowedAndLoopsEnd) {
   EXPECT_EQ(p->found.seekheads, 4);
 }
 
-TEST(SeekHead, ClusterEntryIsIgnoredOnceAClusterIsKnown) {
-  LogCapture log;
-  HeaderParse known(MkvFile(
-      {MinimalInfo(), OneTrack(), SmallCluster(), SeekHead({FixedSeek(kCluster, 1u << 30)})}));
-  EXPECT_EQ(known.status(), 0);
-  EXPECT_EQ(known->found.seekhead, 1);
-  EXPECT_TRUE(log.lines().empty()) << log.Dump();
-
-  // Before any Cluster the entry is followed, and records the first Cluster.
-  std::vector<Element> kids = {SeekHead({FixedSeek(kCluster, 0)}), MinimalInfo(), OneTrack(),
-                               Wall(), SmallCluster()};
-  kids[0] = SeekHead({FixedSeek(kCluster, OffsetOf(kids, 4))});
-  HeaderParse p(MkvFile(kids));
-  EXPECT_EQ(p.status(), 0);
-  EXPECT_EQ(p->first_cluster.pos.elem_pos,
-            p->segment_data_pos + static_cast<int64_t>(OffsetOf(kids, 4)));
-  EXPECT_EQ(p->first_cluster.current_data_pos, p->first_cluster.pos.data_pos);
-}
-
 // Cues reached through a SeekHead count only when they yield entries, so the walk does not
 // stop at the first Cluster and later elements are still found.
 TEST(SeekHead, CuesWithoutEntriesDoNotCount) {
@@ -162,20 +128,6 @@ TEST(SeekHead, CuesWithoutEntriesDoNotCount) {
   EXPECT_EQ(p.status(), 0);
   EXPECT_EQ(p->found.tags, 1);
   EXPECT_EQ(p->found.cues, 1);  // taken by the level-1 walk in the end
-}
-
-// A broken Tags element reached through a Seek costs only the tags.
-TEST(SeekHead, BrokenTagsThroughASeekCostOnlyTheTags) {
-  std::vector<Element> kids = {
-      SeekHead({FixedSeek(kTags, 0)}),   MinimalInfo(), OneTrack(), SmallCluster(), Wall(),
-      Master(kTags, {Raw({0x00, 0x00})})};
-  kids[0] = SeekHead({FixedSeek(kTags, OffsetOf(kids, 5))});
-  LogCapture log;
-  HeaderParse p(MkvFile(kids));
-  EXPECT_EQ(p.status(), 0);
-  EXPECT_EQ(p->found.tags, 0);
-  EXPECT_EQ(p->found.seekhead, 1);
-  EXPECT_TRUE(log.Has("damaged Tags left out")) << log.Dump();
 }
 
 }  // namespace

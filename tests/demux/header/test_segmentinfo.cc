@@ -55,21 +55,6 @@ TEST(SegmentInfo, HostileDurationsDoNotOverflow) {
   EXPECT_EQ(nan->ctx()->info.duration_int, 1u);
 }
 
-TEST(SegmentInfo, TextsAreKeptWithATerminator) {
-  auto p = ParseInfo({String(kTitle, "A title"), String(kMuxingApp, "mux"),
-                      String(kWritingApp, "writer"), String(kSegmentFilename, "seg.mkv"),
-                      String(kPrevFilename, "prev.mkv"), String(kNextFilename, "next.mkv"),
-                      Uint(kDateUtc, 0x0123456789ABCDEFull)});
-  const QMKVD_INFO& info = p->ctx()->info;
-  EXPECT_STREQ(info.title, "A title");
-  EXPECT_STREQ(info.muxing_app, "mux");
-  EXPECT_STREQ(info.writing_app, "writer");
-  EXPECT_STREQ(info.segment_filename, "seg.mkv");
-  EXPECT_STREQ(info.prev_filename, "prev.mkv");
-  EXPECT_STREQ(info.next_filename, "next.mkv");
-  EXPECT_EQ(info.date_utc, 0x0123456789ABCDEFll);
-}
-
 // Texts keep their first 255 bytes, cut back to a whole UTF-8 character, and the rest of the
 // Info is read on: 256 bytes of 'x', 4 KB, and a two-byte character across the cut.
 TEST(SegmentInfo, LongTextsAreCutAtACharacter) {
@@ -101,56 +86,6 @@ TEST(SegmentInfo, LongTextsAreCutAtACharacter) {
   // And through creation, the file opens.
   Created c(MkvFile({Info({String(kTitle, std::string(300, 'x'))}), OneTrack(), SmallCluster()}));
   EXPECT_EQ(c.err(), 0);
-}
-
-// A Title claiming more than its Info holds (2 GiB, past the 2 GiB child cap of Info too) keeps
-// the bytes the Info holds, less a character they cut short, and the Info still parses.
-TEST(SegmentInfo, TextsRunningPastTheInfoEndWithIt) {
-  const struct {
-    std::string stored;
-    std::string kept;
-  } rows[] = {{"title", "title"},
-              {"ab\xC3", "ab"},
-              {"x\xE2\x82\xAC", "x\xE2\x82\xAC"},
-              {"x\xF0\x9F\x98", "x"}};
-  for (const auto& row : rows) {
-    for (uint64_t claim : {uint64_t{300}, uint64_t{1} << 31}) {
-      auto p = ParseInfo({Uint(0x2AD7B1, 1000), String(kTitle, row.stored).DeclaredSize(claim)});
-      ASSERT_EQ(p->status(), 0) << row.kept << " " << claim;
-      EXPECT_EQ(p->ctx()->info.timecode_scale, 1000u);
-      EXPECT_EQ(std::string(p->ctx()->info.title), row.kept) << claim;
-    }
-  }
-}
-
-// NextUID may be up to 256 bytes although only 16 are kept; the other two UIDs stop at 16.
-TEST(SegmentInfo, UidLimits) {
-  std::vector<uint8_t> twenty(20);
-  for (size_t i = 0; i < twenty.size(); ++i) twenty[i] = static_cast<uint8_t>(i + 1);
-  auto next = ParseInfo({Binary(kNextUid, twenty), String(kNextFilename, "n")});
-  ASSERT_EQ(next->status(), 0);
-  EXPECT_EQ(memcmp(next->ctx()->info.next_uid, twenty.data(), 16), 0);
-  EXPECT_STREQ(next->ctx()->info.next_filename, "n");
-  auto next_filename_untouched = ParseInfo({String(kNextFilename, "n"), Binary(kNextUid, twenty)});
-  EXPECT_STREQ(next_filename_untouched->ctx()->info.next_filename, "n");
-
-  EXPECT_EQ(ParseInfo({Binary(kNextUid, std::vector<uint8_t>(256, 1))})->status(), 0);
-  EXPECT_EQ(ParseInfo({Binary(kNextUid, std::vector<uint8_t>(257, 1))})->status(), -1);
-  EXPECT_EQ(ParseInfo({Binary(kPrevUid, twenty)})->status(), -1);
-  EXPECT_EQ(ParseInfo({Binary(kSegmentUid, twenty)})->status(), -1);
-  auto uid =
-      ParseInfo({Binary(kSegmentUid, std::vector<uint8_t>(twenty.begin(), twenty.begin() + 16))});
-  EXPECT_EQ(memcmp(uid->ctx()->info.segment_uid, twenty.data(), 16), 0);
-}
-
-TEST(SegmentInfo, IntegersOverEightBytesOrCutShortFail) {
-  EXPECT_EQ(ParseInfo({Uint(kTimecodeScale, 1).Width(9)})->status(), -1);
-  EXPECT_EQ(ParseInfo({Uint(kDateUtc, 1).Width(9)})->status(), -1);
-  EXPECT_EQ(ParseInfo({Uint(kTimecodeScale, 1000000).Width(8)})->status(), 0);
-  // A Title whose payload the file cannot supply.
-  HeaderParse cut(
-      Serialize({EbmlHeader(), Segment({Info({String(kTitle, "abc").DeclaredSize(60)})})}));
-  EXPECT_EQ(cut.status(), -1);
 }
 
 TEST(SegmentInfo, EmptyChildrenAreSkippedAndHugeOnesRefused) {

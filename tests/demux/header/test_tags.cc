@@ -42,36 +42,6 @@ TEST(Tags, EverySimpleTagInFileOrderAcrossTags) {
   EXPECT_STREQ(tags.entries[21].name, "N20");
 }
 
-TEST(Tags, LongTextsAreCutAndParsingGoesOn) {
-  Created c(
-      FileWithTags({Master(kTag, {Master(kSimpleTag, {String(kTagName, std::string(300, 'n')),
-                                                      String(kTagString, std::string(2000, 'v'))}),
-                                  Simple("NEXT", "ok")})}));
-  ASSERT_EQ(c.err(), 0);
-  const QMKVD_TAGS& tags = c.ctx()->tags;
-  ASSERT_EQ(tags.count, 2u);
-  EXPECT_EQ(strlen(tags.entries[0].name), 255u);
-  EXPECT_EQ(strlen(tags.entries[0].value), 1023u);
-  EXPECT_STREQ(tags.entries[1].value, "ok");
-}
-
-TEST(Tags, NestedSimpleTagsAreNotCollected) {
-  Created c(FileWithTags(
-      {Master(kTag, {Master(kSimpleTag, {String(kTagName, "OUTER"), Simple("INNER", "x")})})}));
-  ASSERT_EQ(c.err(), 0);
-  ASSERT_EQ(c.ctx()->tags.count, 1u);
-  EXPECT_STREQ(c.ctx()->tags.entries[0].name, "OUTER");
-}
-
-// A broken Tag costs the Tags element its tags, not the file.
-TEST(Tags, BrokenTargetsOrSimpleTagCostOnlyTheTags) {
-  for (Element broken : {Master(kTargets, {Raw({0x00})}), Master(kSimpleTag, {Raw({0x00})})}) {
-    Created c(FileWithTags({Master(kTag, {Simple("TITLE", "t")}), Master(kTag, {broken})}));
-    EXPECT_EQ(c.err(), 0);
-    EXPECT_EQ(c.ctx()->tags.count, 0u);
-  }
-}
-
 TEST(Tags, TableIsBounded) {
   std::vector<Element> simple(1100, Simple("X", "y"));
   Created c(FileWithTags({Master(kTag, simple), Master(kTag, {Simple("TITLE", "late")})}));
@@ -99,13 +69,6 @@ TEST(Metadata, SimpleTagNamesFillTheirSlotsFirstValueWins) {
   EXPECT_EQ(m->slots[8].length, 0u);  // no DateUTC, no date
   EXPECT_EQ(m->slots[0].kind, 703u);
   EXPECT_EQ(m->year, 0);
-}
-
-TEST(Metadata, SegmentTitleBeatsTheTitleTag) {
-  Created c(FileWithTags({Master(kTag, {Simple("TITLE", "Tag title")})},
-                         {String(kTitle, "Segment title")}));
-  ASSERT_EQ(c.err(), 0);
-  EXPECT_EQ(SlotText(c.info().metadata, 1), "Segment title");
 }
 
 // DateUTC is the file's date, in ISO 8601's basic form; it says nothing of the year.
@@ -153,13 +116,6 @@ TEST(Metadata, YearFromReleaseDateTags) {
   }
 }
 
-TEST(Metadata, EmptyTagsStillMarkMetadata) {
-  Created c(FileWithTags({}));
-  ASSERT_EQ(c.err(), 0);
-  ASSERT_NE(c.info().metadata, nullptr);
-  EXPECT_EQ(c.info().metadata->slots[0].length, 0u);
-}
-
 TEST(Summary, DurationPositionsAndConstant) {
   Element cues = Cues({});
   Created c(MkvFile({Info({Uint(0x2AD7B1, 1000000), Float(0x4489, 2500.5, 8)}), OneTrack(), cues,
@@ -173,16 +129,6 @@ TEST(Summary, DurationPositionsAndConstant) {
   EXPECT_EQ(c.info().pos[0].size, c.ctx()->first_cluster.pos.size);
   EXPECT_EQ(c.info().pos[1].kind, 2u);
   EXPECT_EQ(c.info().pos[1].pos, c.ctx()->cues.data_pos);
-}
-
-TEST(Summary, DurationRoundsToMicroseconds) {
-  Created c(
-      MkvFile({Info({Uint(0x2AD7B1, 1), Float(0x4489, 1499.0, 8)}), OneTrack(), SmallCluster()}));
-  ASSERT_EQ(c.err(), 0);
-  EXPECT_EQ(c.info().duration, 10);  // 1499 ns -> 1 us
-  Created huge(MkvFile({Info({Float(0x4489, 1e300, 8)}), OneTrack(), SmallCluster()}));
-  ASSERT_EQ(huge.err(), 0);
-  EXPECT_GT(huge.info().duration, 0);
 }
 
 }  // namespace

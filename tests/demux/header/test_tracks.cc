@@ -79,12 +79,6 @@ TEST(Tracks, DefaultsWhenAbsent) {
   EXPECT_EQ(t.codec_private, nullptr);
 }
 
-TEST(Tracks, TrackTimecodeScaleIsASingle) {
-  Created c(FileWithTracks({VideoTrack(1, {Float(kTrackTimecodeScale, 3.75, 4)})}));
-  ASSERT_EQ(c.err(), 0);
-  EXPECT_EQ(c.ctx()->tracks.slots[0].timescale, 3u);
-}
-
 // A TrackType of 9 bytes or more is read from its first byte, and the walk resumes one byte
 // into it: here the rest of its payload holds a CodecID element, which is then read.
 TEST(Tracks, WideTrackTypeTakesItsFirstByteAndStepsOne) {
@@ -155,16 +149,6 @@ TEST(Tracks, BadEntriesAreDroppedAndTheRestCloseUp) {
   EXPECT_TRUE(log.Has(5, "", "parse_contentencoding : 1 algorism is not supported")) << log.Dump();
 }
 
-TEST(Tracks, HeaderStrippingKeepsItsBytes) {
-  Created c(FileWithTracks({VideoTrack(1, {HeaderStripping({0x00, 0x00, 0x01})})}));
-  ASSERT_EQ(c.err(), 0);
-  const QMKVDS_CTX& s = c.ctx()->streams[0];
-  EXPECT_EQ(s.compression_algo, 3);
-  ASSERT_EQ(s.stripped_count, 3);
-  EXPECT_EQ(s.stripped_bytes[2], 0x01);
-  EXPECT_EQ(c.ctx()->tracks.slots[0].encodings.count, 1u);
-}
-
 // Only the first ContentEncoding is read; a child running past its parent ends that parent.
 TEST(Tracks, OnlyTheFirstContentEncodingCounts) {
   Element second = Master(kContentEncoding, {Master(kContentEncryption, {})});
@@ -203,13 +187,6 @@ TEST(Tracks, AtMost127EntriesAreHeld) {
   EXPECT_EQ(refused.err(), -6);
 }
 
-TEST(Tracks, BrokenTracksElementFailsTheFile) {
-  Created c(FileWithTracks({VideoTrack(1), Raw({0x00, 0x81})}));
-  EXPECT_EQ(c.err(), -6);
-  Created huge(FileWithTracks({VideoTrack(1), Binary(0xEC, {}).DeclaredSize(0x80000000ull)}));
-  EXPECT_EQ(huge.err(), -6);
-}
-
 TEST(Tracks, StreamKindsAndCounts) {
   Created c(FileWithTracks({
       VideoTrack(1),
@@ -234,13 +211,6 @@ TEST(Tracks, StreamKindsAndCounts) {
   }
 }
 
-TEST(Tracks, OnlyComplexTypesGiveNoKindCounts) {
-  Created c(FileWithTracks({TrackEntry({Uint(kTrackNumber, 1), Uint(kTrackType, 3)})}));
-  ASSERT_EQ(c.err(), 0);
-  EXPECT_EQ(c.info().stream_count, 1u);
-  EXPECT_EQ(c.info().video_count + c.info().audio_count + c.info().text_count, 0u);
-}
-
 // The NAL length size comes from the configuration record; the CodecID test is a prefix test
 // over the track's own CodecID, so "V_MPEG4" counts as AVC.
 TEST(Tracks, NalLengthSizeFromTheConfigurationRecord) {
@@ -261,27 +231,6 @@ TEST(Tracks, NalLengthSizeFromTheConfigurationRecord) {
   EXPECT_EQ(c.ctx()->streams[2].nal_length_size, 4);
   EXPECT_EQ(c.ctx()->streams[3].nal_length_size, 0);
   EXPECT_EQ(c.ctx()->streams[4].nal_length_size, 0);
-}
-
-TEST(Tracks, DecodingOrderTimesOnlyWhenAskedAndWithADefaultDuration) {
-  std::vector<Element> entries = {VideoTrack(1, {Uint(kDefaultDuration, 40000000)}),
-                                  VideoTrack(2, {Uint(kDefaultDuration, 99)}), AudioTrack(3, {})};
-  Created pts(FileWithTracks(entries), QMKVD_FLAG_PTS);
-  ASSERT_EQ(pts.err(), 0);
-  EXPECT_EQ(pts.ctx()->streams[0].time_fn, &get_time_pts);
-  Created dts(FileWithTracks(entries), 0);
-  ASSERT_EQ(dts.err(), 0);
-  EXPECT_EQ(dts.ctx()->streams[0].time_fn, &get_time_dts);
-  EXPECT_EQ(dts.ctx()->streams[1].time_fn, &get_time_pts);
-  EXPECT_EQ(dts.ctx()->streams[2].time_fn, &get_time_pts);
-}
-
-// The reader each track gets follows the table below; FLAC and Opus are one of each.
-TEST(Tracks, AudioCodecsThatKeepLacedBlocksWhole) {
-  Created c(FileWithTracks({AudioTrack(1, {}, "A_FLAC"), AudioTrack(2, {}, "A_OPUS")}));
-  ASSERT_EQ(c.err(), 0);
-  EXPECT_EQ(c.ctx()->streams[0].read_fn, &qmkvds_get_frm_default);
-  EXPECT_EQ(c.ctx()->streams[1].read_fn, &qmkvds_get_frm_onebyone);
 }
 
 TEST(SupportLacing, ExactlyTheWholeBlockCodecs) {

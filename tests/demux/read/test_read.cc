@@ -85,22 +85,6 @@ TEST(ReadFrames, OwnTrackAcrossClustersWithTimesAndSync) {
   EXPECT_EQ(ReadFrame(o.s()).status, 1);  // and stays ended
 }
 
-TEST(ReadFrames, NegativeRelativeTimecode) {
-  Opened o(FileOf({VideoTrack(1)}, {ClusterAt(0, {SimpleBlock(1, -1, 0x80, {1})}),
-                                    ClusterAt(1000, {SimpleBlock(1, -1, 0x80, {2})})}));
-  std::vector<Frame> frames = ReadAll(o.s());
-  // At cluster time 0 a negative offset would go before the start: it counts as 0.
-  EXPECT_EQ(Times(frames), (std::vector<int64_t>{0, 999 * kMs}));
-}
-
-TEST(ReadFrames, TimecodeScaleOtherThanAMillisecond) {
-  std::vector<uint8_t> bytes =
-      MkvFile({Info({Uint(kTimecodeScale, 100000)}), Tracks({VideoTrack(1)}),
-               ClusterAt(30, {SimpleBlock(1, 7, 0x80, {1})})});
-  Opened o(bytes);
-  EXPECT_EQ(ReadFrame(o.s()).time, 37 * 1000);  // 37 ticks of 0.1 ms
-}
-
 // A Block's flags byte has no key bit: the Block of a BlockGroup is a key frame when its group
 // has no ReferenceBlock, wherever in the group that stands and whatever its value. A
 // SimpleBlock keeps its key bit.
@@ -122,36 +106,12 @@ TEST(ReadFrames, ABlockGroupIsAKeyFrameWithoutAReferenceBlock) {
   EXPECT_EQ(frames[5].sync, 1);
 }
 
-TEST(ReadFrames, AnElementBetweenBlocksEndsThatCluster) {
-  Opened o(
-      FileOf({VideoTrack(1)}, {ClusterAt(0, {SimpleBlock(1, 0, 0x80, {1}), Binary(kVoid, {0, 0}),
-                                             SimpleBlock(1, 40, 0x80, {2})}),
-                               ClusterAt(80, {SimpleBlock(1, 0, 0x80, {3})})}));
-  EXPECT_EQ(Payloads(ReadAll(o.s())), (std::vector<Bytes>{{1}, {3}}));
-}
-
 TEST(ReadFrames, ClustersWithoutBlocksAndEmptyGroupsArePassed) {
   Opened o(FileOf(
       {VideoTrack(1)},
       {ClusterAt(0, {}), ClusterAt(10, {BlockGroup({}), SimpleBlock(1, 0, 0x80, {1})}),
        ClusterAt(20, {BlockGroup({Uint(kBlockDuration, 5)}), SimpleBlock(1, 0, 0x80, {2})})}));
   EXPECT_EQ(Payloads(ReadAll(o.s())), (std::vector<Bytes>{{1}, {2}}));
-}
-
-// No time span ends a track: its next block may lie 25 s or an hour past the others' (audio
-// delayed by the muxer, a long still in variable-frame-rate video).
-TEST(ReadFrames, ATrackFarBehindTheOthersIsStillRead) {
-  for (uint64_t later : {uint64_t{20101}, uint64_t{25000}, uint64_t{3600000}}) {
-    SCOPED_TRACE(later);
-    Opened o(
-        FileOf({VideoTrack(1), VideoTrack(2)},
-               {ClusterAt(0, {SimpleBlock(1, 0, 0x80, {1}), SimpleBlock(2, 100, 0x80, {9})}),
-                ClusterAt(later, {SimpleBlock(2, 0, 0x80, {9}), SimpleBlock(1, 0, 0x80, {2})})}));
-    const std::vector<Frame> frames = ReadAll(o.s());
-    EXPECT_EQ(Payloads(frames), (std::vector<Bytes>{{1}, {2}}));
-    ASSERT_GE(frames.size(), 2u);
-    EXPECT_EQ(frames[1].time, static_cast<int64_t>(later) * kMs);
-  }
 }
 
 TEST(ReadFrames, SubtitleWithNothingNearYieldsAnEarlyEmptyFrame) {
@@ -193,25 +153,6 @@ TEST(ReadFrames, AnAnnouncedEmptySubtitleFrameIsTheOneDelivered) {
   EXPECT_EQ(ReadFrame(o.s()).status, 1);
 }
 
-// The block that ends the wait may be the subtitle's own: it is the cue, delivered, not an empty
-// frame that would lose it.
-TEST(ReadFrames, ASubtitleBlockPastTheWaitIsDelivered) {
-  Opened o(
-      FileOf({VideoTrack(1), TextTrack(2)},
-             {ClusterAt(0, {SimpleBlock(1, 0, 0x80, {1}), SimpleBlock(1, 400, 0x80, {2}),
-                            SimpleBlock(2, 600, 0x80, {'h', 'i'}), SimpleBlock(1, 1200, 0x80, {3}),
-                            SimpleBlock(2, 1300, 0x80, {'y', 'o'})})}),
-      1);
-  // The walk starts at the video block at 0; the cue at 0.6 s lies past the wait.
-  Frame first = ReadFrame(o.s());
-  EXPECT_EQ(first.bytes, (Bytes{'h', 'i'}));
-  EXPECT_EQ(first.time, 600 * kMs);
-  Frame second = ReadFrame(o.s());
-  EXPECT_EQ(second.bytes, (Bytes{'y', 'o'}));
-  EXPECT_EQ(second.time, 1300 * kMs);
-  EXPECT_EQ(ReadFrame(o.s()).status, 1);
-}
-
 // --- lacing ---
 
 Element OpusTrack(uint64_t number = 1) {
@@ -219,12 +160,6 @@ Element OpusTrack(uint64_t number = 1) {
 }
 Element FlacTrack(uint64_t number = 1) {
   return AudioTrack(number, {}, "A_FLAC");
-}
-
-TEST(Lacing, XiphSizesOf255Continue) {
-  const Bytes a = Filled(265, 0), b = Filled(7, 100), c = Filled(3, 200);
-  Opened o(FileOf({OpusTrack()}, {ClusterAt(0, {XiphLacedBlock(1, 0, 0x80, {a, b, c})})}));
-  EXPECT_EQ(Payloads(ReadAll(o.s())), (std::vector<Bytes>{a, b, c}));
 }
 
 TEST(Lacing, EbmlSizesAsSignedDifferences) {
@@ -235,30 +170,11 @@ TEST(Lacing, EbmlSizesAsSignedDifferences) {
   EXPECT_EQ(Payloads(ReadAll(o.s())), (std::vector<Bytes>{a, b, c, d, Filled(1, 9), Bytes{}}));
 }
 
-TEST(Lacing, FixedSizeDropsTheRemainder) {
-  // 10 bytes of payload for 3 frames: three frames of 3 bytes, the tenth byte is lost.
-  Bytes block = {0x81, 0x00, 0x00, 0x84, 0x02};
-  for (uint8_t i = 0; i < 10; ++i) block.push_back(i);
-  Opened o(FileOf({OpusTrack()}, {ClusterAt(0, {Raw(EncodeId(0xA3)), Raw(EncodeVint(block.size())),
-                                                Raw(block)})}));
-  EXPECT_EQ(Payloads(ReadAll(o.s())), (std::vector<Bytes>{{0, 1, 2}, {3, 4, 5}, {6, 7, 8}}));
-}
-
 TEST(Lacing, LaceCountByteFromHalfUpIsRefused) {
   Bytes block = {0x81, 0x00, 0x00, 0x84, 0xFF, 1, 2, 3, 4};
   Opened o(FileOf({OpusTrack()}, {ClusterAt(0, {Raw(EncodeId(0xA3)), Raw(EncodeVint(block.size())),
                                                 Raw(block)})}));
   EXPECT_EQ(ReadFrame(o.s()).status, -2);
-}
-
-TEST(Lacing, SizesBeyondTheBlockFailTheRead) {
-  // Xiph sizes 200 + 5 for a block that holds 10 bytes of frames.
-  Bytes block = {0x81, 0x00, 0x00, 0x82, 0x01, 200};
-  for (uint8_t i = 0; i < 10; ++i) block.push_back(i);
-  Opened o(FileOf({OpusTrack()}, {ClusterAt(0, {Raw(EncodeId(0xA3)), Raw(EncodeVint(block.size())),
-                                                Raw(block), SimpleBlock(1, 10, 0x80, {7})})}));
-  EXPECT_EQ(ReadFrame(o.s()).status, -1);
-  EXPECT_EQ(ReadFrame(o.s()).bytes, Bytes{7});  // the walk goes on after the broken block
 }
 
 TEST(Lacing, WholeBlockCodecsGetTheBlockAsOneFrame) {
@@ -343,63 +259,7 @@ TEST(HeaderStripping, EveryLaceGetsTheStrippedBytesBack) {
             (std::vector<Bytes>{{0xFF, 0xFB, 1, 2, 0xFF, 0xFB, 3}, {0xFF, 0xFB, 4}}));
 }
 
-TEST(HeaderStripping, CapacityCountsTheRestoredBytes) {
-  Element track = VideoTrack(1, {HeaderStripping({0, 0, 1})}, "V_MPEG4/ISO/ASP");
-  Opened o(FileOf({track}, {ClusterAt(0, {SimpleBlock(1, 0, 0x80, {0xB6, 1, 2})})}));
-  EXPECT_EQ(ReadFrame(o.s(), 5).status, -8);
-  Opened o2(FileOf({track}, {ClusterAt(0, {SimpleBlock(1, 0, 0x80, {0xB6, 1, 2})})}));
-  EXPECT_EQ(ReadFrame(o2.s(), 6).bytes, (Bytes{0, 0, 1, 0xB6, 1, 2}));
-}
-
 // --- size-only queries and small buffers ---
-
-TEST(SizeQuery, RepeatedQueriesConsumeNothing) {
-  for (const Element& track : {VideoTrack(1), OpusTrack()}) {
-    Opened o(FileOf({track}, {ClusterAt(0, {XiphLacedBlock(1, 0, 0x80, {{1, 2, 3}, {4}}),
-                                            SimpleBlock(1, 30, 0x80, {5, 6})})}));
-    const bool whole = o.s()->read_fn == &qmkvds_get_frm_default;
-    Frame q1 = QuerySize(o.s());
-    Frame q2 = QuerySize(o.s());
-    EXPECT_EQ(q1.status, 0);
-    EXPECT_EQ(q1.size, whole ? 4u : 3u);
-    EXPECT_EQ(q2.size, q1.size);
-    EXPECT_EQ(q2.time, q1.time);
-    Frame f = ReadFrame(o.s());
-    EXPECT_EQ(f.size, q1.size);
-    EXPECT_EQ(f.sync, 1);  // the announced frame keeps its key flag
-    EXPECT_EQ(f.bytes, whole ? (Bytes{1, 2, 3, 4}) : (Bytes{1, 2, 3}));
-    if (!whole) {
-      EXPECT_EQ(ReadFrame(o.s()).bytes, Bytes{4});
-    }
-    EXPECT_EQ(QuerySize(o.s()).size, 2u);
-    EXPECT_EQ(ReadFrame(o.s()).bytes, (Bytes{5, 6}));
-  }
-}
-
-TEST(SizeQuery, TooSmallABuffer) {
-  // A whole block too big is used up; a lace too big stays for a bigger buffer.
-  Opened video(FileOf({VideoTrack(1)}, {ClusterAt(0, {SimpleBlock(1, 0, 0x80, {1, 2, 3}),
-                                                      SimpleBlock(1, 1, 0x80, {4})})}));
-  EXPECT_EQ(ReadFrame(video.s(), 2).status, -8);
-  EXPECT_EQ(ReadFrame(video.s()).bytes, Bytes{4});
-
-  Opened audio(
-      FileOf({OpusTrack()}, {ClusterAt(0, {XiphLacedBlock(1, 0, 0x80, {{1, 2, 3}, {4}})})}));
-  EXPECT_EQ(ReadFrame(audio.s(), 2).status, -8);
-  EXPECT_EQ(ReadFrame(audio.s()).bytes, (Bytes{1, 2, 3}));
-  EXPECT_EQ(ReadFrame(audio.s()).bytes, Bytes{4});
-}
-
-TEST(SizeQuery, BadHandlesAndClosedStreams) {
-  Opened o(FileOf({VideoTrack(1)}, {ClusterAt(0, {SimpleBlock(1, 0, 0x80, {1})})}));
-  uint32_t size = 0;
-  EXPECT_EQ(qmkvds_get_frm(nullptr, nullptr, 0, &size, nullptr, nullptr, nullptr), -7);
-  EXPECT_EQ(qmkvds_get_frm(o.s(), nullptr, 0, nullptr, nullptr, nullptr, nullptr), -7);
-  qmkvds_close(o.s());
-  EXPECT_EQ(qmkvds_get_frm(o.s(), nullptr, 0, &size, nullptr, nullptr, nullptr), -2);
-  QMKVDS_CTX not_a_stream = QMKVDS_CTX();
-  EXPECT_EQ(qmkvds_get_frm(&not_a_stream, nullptr, 0, &size, nullptr, nullptr, nullptr), -7);
-}
 
 // --- NAL rewriting and key frames after a seek ---
 
@@ -414,15 +274,6 @@ TEST(AvcFrames, LengthPrefixesBecomeStartCodes) {
   ASSERT_EQ(o.s()->nal_length_size, 2);
   EXPECT_EQ(QuerySize(o.s()).size, 11u);
   EXPECT_EQ(ReadFrame(o.s()).bytes, (Bytes{0, 0, 0, 1, 0x65, 7, 0, 0, 0, 1, 0x06}));
-}
-
-TEST(AvcFrames, ALacedBlockCannotBeRewritten) {
-  Opened o(
-      FileOf({AvcTrack(0xFF)},
-             {ClusterAt(0, {XiphLacedBlock(1, 0, 0x80, {{0, 0, 0, 1, 0x65}, {0, 0, 0, 1, 0x41}}),
-                            SimpleBlock(1, 40, 0x80, {0, 0, 0, 1, 0x65})})}));
-  EXPECT_EQ(ReadFrame(o.s()).status, -3);
-  EXPECT_EQ(ReadFrame(o.s()).bytes, (Bytes{0, 0, 0, 1, 0x65}));
 }
 
 Bytes AvcFrame(uint8_t nal_type_byte) {
@@ -441,23 +292,6 @@ TEST(AvcFrames, AfterASeekNonKeyFramesAreDroppedUntilAnIdr) {
   EXPECT_EQ(f.bytes, (Bytes{0, 0, 0, 1, 0x65, 0x80}));
   EXPECT_EQ(o.s()->key_frame_pending, 0);
   EXPECT_EQ(ReadFrame(o.s()).time, 120 * kMs);  // no more dropping
-}
-
-TEST(AvcFrames, SizeQueryAfterASeekAlsoFindsTheKeyFrame) {
-  Opened o(FileOf({AvcTrack(0xFF)}, {ClusterAt(0, {SimpleBlock(1, 0, 0x00, AvcFrame(0x41)),
-                                                   SimpleBlock(1, 40, 0x00, AvcFrame(0x65))})}));
-  o.s()->key_frame_pending = 1;
-  Frame q = QuerySize(o.s());
-  EXPECT_EQ(q.size, 6u);
-  EXPECT_EQ(q.time, 40 * kMs);
-  EXPECT_EQ(ReadFrame(o.s()).bytes, (Bytes{0, 0, 0, 1, 0x65, 0x80}));
-}
-
-TEST(AvcFrames, AFlaggedBlockEndsTheWaitWithoutALook) {
-  Opened o(FileOf({AvcTrack(0xFF)}, {ClusterAt(0, {SimpleBlock(1, 0, 0x80, AvcFrame(0x41))})}));
-  o.s()->key_frame_pending = 1;
-  EXPECT_EQ(ReadFrame(o.s()).time, 0);
-  EXPECT_EQ(o.s()->key_frame_pending, 0);
 }
 
 // After a seek, frames are dropped until a key frame by the same rule: a referencing
@@ -490,14 +324,6 @@ TEST(AvcFrames, GivesUpAfterTenThousandDroppedFrames) {
 }
 
 // --- decoding-order times ---
-
-TEST(DecodingOrderTimes, CountFramesAndIgnoreTimecodes) {
-  Element track = VideoTrack(1, {Uint(kDefaultDuration, 40000000)});
-  Opened o(FileOf({track}, {ClusterAt(0, {SimpleBlock(1, 0, 0x80, {1}), SimpleBlock(1, 120, 0, {2}),
-                                          SimpleBlock(1, 40, 0, {3})})}),
-           0, /*flags=*/0);
-  EXPECT_EQ(Times(ReadAll(o.s())), (std::vector<int64_t>{0, 40 * kMs, 80 * kMs}));
-}
 
 }  // namespace
 }  // namespace mkvtest

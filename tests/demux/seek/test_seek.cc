@@ -161,27 +161,6 @@ TEST(SeekByCues, EdgesOfTheTable) {
   EXPECT_EQ(f.ctx()->seek.cue_index, 0);
 }
 
-TEST(SeekByCues, TimeZeroRewindsWithoutLookingAtTheCues) {
-  Opened f(SecondsFile(3, {Cue{0, 1, 1}, Cue{1, 1, 1}, Cue{2, 1, 1}}));  // all wrong
-  QMKVDS_CTX* video = f.Open(0);
-  ReadFrame(video);
-  ReadFrame(video);
-  ExpectLanding(SeekAndRead(video, 0, QMKVD_SEEK_NEAREST), 0);
-  EXPECT_TRUE(f.ctx()->seek.cues_usable);  // never probed
-}
-
-TEST(SeekByCues, AStreamWithoutItsOwnCuesUsesEveryTracksCues) {
-  Opened f(SecondsFile(3, VideoCues(3)));
-  QMKVDS_CTX* audio = f.Open(1);
-  int64_t out = 0;
-  ASSERT_EQ(SeekMs(audio, 1700, QMKVD_SEEK_BEFORE, &out), 0);
-  EXPECT_EQ(out, 1000 * kMs);
-  EXPECT_EQ(audio->search_all_cues, 1);
-  const Frame first = ReadFrame(audio);
-  EXPECT_EQ(first.time, 1100 * kMs);  // the first audio block after the cued video block
-  EXPECT_EQ(first.bytes, (std::vector<uint8_t>{0xA0, 1}));
-}
-
 TEST(SeekByCues, CuesAtTheWrongPlacesAreDroppedForTheWholeFile) {
   Opened f(SecondsFile(4, {Cue{0}, Cue{1, 1, 1}, Cue{2}, Cue{3}}));
   QMKVDS_CTX* video = f.Open(0);
@@ -196,51 +175,6 @@ TEST(SeekByCues, CuesAtTheWrongPlacesAreDroppedForTheWholeFile) {
   EXPECT_EQ(SeekMs(audio, 1500, QMKVD_SEEK_BEFORE, &out), 0);
   EXPECT_EQ(out, 1500 * kMs);
   EXPECT_EQ(SeekMs(audio, 1500, QMKVD_SEEK_BACK, &out), -3);
-}
-
-TEST(SeekByCues, AnUnprobedBadPositionFailsTheSeek) {
-  // Entries 0, 1 and 2 (the middle of five) are probed; entry 3 points into a Cluster's ID and
-  // entry 4 past the end of the file.
-  Opened f(SecondsFile(5, {Cue{0}, Cue{1}, Cue{2}, Cue{3, 1, 1}, Cue{4, 1, 1 << 20}}));
-  QMKVDS_CTX* video = f.Open(0);
-  LogCapture log;
-  int64_t out = 0;
-  EXPECT_EQ(SeekMs(video, 3000, QMKVD_SEEK_BEFORE, &out), -3);
-  EXPECT_TRUE(log.Has(6, "qmkvd", "###seek position error")) << log.Dump();
-  EXPECT_EQ(out, 3000 * kMs);
-  EXPECT_EQ(SeekMs(video, 3000, QMKVD_SEEK_AFTER, &out), -3);
-  EXPECT_EQ(SeekMs(video, 4000, QMKVD_SEEK_AFTER, &out), -1);  // no header past the end
-  EXPECT_EQ(SeekMs(video, 4000, QMKVD_SEEK_BEFORE, &out), -3);
-  EXPECT_TRUE(f.ctx()->seek.cues_usable);
-  ExpectLanding(SeekAndRead(video, 2000, QMKVD_SEEK_BEFORE), 2000);
-}
-
-TEST(SeekByCues, TheSegmentBaseIsTakenFromTheFirstCue) {
-  // Every position counts from 40 bytes into the Segment's payload instead of from its start;
-  // the first cue names the first Cluster, which tells where they count from.
-  std::vector<Cue> cues = VideoCues(3);
-  for (Cue& c : cues) c.shift = -40;
-  Opened f(SecondsFile(3, cues));
-  QMKVDS_CTX* video = f.Open(0);
-  ExpectLanding(SeekAndRead(video, 2000, QMKVD_SEEK_BEFORE), 2000);
-  EXPECT_EQ(f.ctx()->seek.segment_base, f.ctx()->segment_data_pos + 40);
-  EXPECT_TRUE(f.ctx()->seek.cues_usable);
-}
-
-TEST(SeekResults, BadHandlesModesAndClosedStreams) {
-  Opened f(SecondsFile(2, VideoCues(2)));
-  QMKVDS_CTX* video = f.Open(0);
-  int64_t out = 0;
-  const int64_t time = 5000;
-  EXPECT_EQ(qmkvds_seek(nullptr, &time, &out, 0), -7);
-  QMKVDS_CTX copy = *video;
-  copy.check = 0;
-  EXPECT_EQ(qmkvds_seek(&copy, &time, &out, 0), -7);
-  EXPECT_EQ(qmkvds_seek(video, &time, &out, 4), -3);
-  EXPECT_EQ(qmkvds_seek(video, nullptr, &out, 0), -7);  // no time to go to
-  qmkvds_close(video);
-  EXPECT_EQ(qmkvds_seek(video, &time, &out, 0), -2);
-  EXPECT_EQ(qmkvds_seek_crawl(video, time, &out, 1), -2);
 }
 
 // --- Without cues ----------------------------------------------------------------------------
@@ -336,40 +270,6 @@ TEST(SeekByCrawling, GivesUpAfter1024NonKeyFrames) {
   }
 }
 
-TEST(SeekByCrawling, LengthPrefixedUnitsAreTestedOneByOne) {
-  // AVC with 4-byte lengths: the IDR slice is the second unit of its frame.
-  const std::vector<uint8_t> avcc = {1, 0x64, 0, 0x1E, 0xFF, 0xE0, 0};
-  const std::vector<uint8_t> idr = {0, 0, 0, 2, 0x06, 0x05, 0, 0, 0, 2, 0x65, 0x88};
-  const std::vector<uint8_t> slice = {0, 0, 0, 2, 0x41, 0x9A};
-  std::vector<uint8_t> bytes = MkvFile(
-      {MinimalInfo(), Tracks({VideoTrack(1, {Binary(0x63A2, avcc)}, "V_MPEG4/ISO/AVC")}),
-       Cluster({Uint(kTimecode, 0), SimpleBlock(1, 0, kKey, idr), SimpleBlock(1, 40, 0, slice),
-                SimpleBlock(1, 80, 0, idr), SimpleBlock(1, 120, 0, slice)})});
-  Opened f(bytes);
-  QMKVDS_CTX* video = f.Open(0);
-  ASSERT_EQ(video->nal_length_size, 4);
-  int64_t out = 0;
-  EXPECT_EQ(SeekMs(video, 20, QMKVD_SEEK_AFTER, &out), 0);
-  EXPECT_EQ(out, 80 * kMs);  // found by its bytes: the block is not flagged key
-}
-
-TEST(SeekByCrawling, StrippedHeadersArePutBackBeforeTheTest) {
-  // MPEG-4 frames stored without their leading 00 00 01: only with it put back does the test
-  // see the VOP header.
-  const std::vector<uint8_t> intra(kIntra.begin() + 3, kIntra.end());
-  const std::vector<uint8_t> predicted(kPredicted.begin() + 3, kPredicted.end());
-  Opened f(MkvFile({MinimalInfo(),
-                    Tracks({VideoTrack(1, {HeaderStripping({0, 0, 1})}, "V_MPEG4/ISO/ASP")}),
-                    Cluster({Uint(kTimecode, 0), SimpleBlock(1, 0, kKey, intra),
-                             SimpleBlock(1, 40, 0, predicted), SimpleBlock(1, 80, 0, intra),
-                             SimpleBlock(1, 120, 0, predicted)})}));
-  QMKVDS_CTX* video = f.Open(0);
-  int64_t out = 0;
-  EXPECT_EQ(SeekMs(video, 20, QMKVD_SEEK_AFTER, &out), 0);
-  EXPECT_EQ(out, 80 * kMs);
-  EXPECT_EQ(ReadFrame(video).bytes, kIntra);
-}
-
 // --- Hostile files -----------------------------------------------------------------------------
 
 // Creation, every seek mode at several times with a read after each, and a backward crawl:
@@ -429,37 +329,6 @@ TEST(IndexTable, SizeFirstThenTheEntries) {
     EXPECT_EQ(e.time, i * 1000 * kMs);
   }
   EXPECT_FALSE(f.ctx()->streams[0].open);  // the stream lived for the call only
-}
-
-TEST(IndexTable, Refusals) {
-  uint32_t count = 0;
-  {
-    Opened f(SecondsFile(2, VideoCues(2)));
-    LogCapture log;
-    EXPECT_EQ(qmkvd_get_idx_table(nullptr, 0, nullptr, 0, nullptr, &count), -7);
-    EXPECT_EQ(qmkvd_get_idx_table(f.ctx(), -1, nullptr, 0, nullptr, &count), -7);
-    EXPECT_EQ(qmkvd_get_idx_table(f.ctx(), 2, nullptr, 0, nullptr, &count), -7);
-    EXPECT_EQ(qmkvd_get_idx_table(f.ctx(), 1, nullptr, 0, nullptr, &count), -3);  // audio
-    EXPECT_FALSE(log.Has("qmkvds_open() failed!"));
-    // A stream already open cannot be opened for the export.
-    QMKVDS_CTX* video = f.Open(0);
-    EXPECT_EQ(qmkvd_get_idx_table(f.ctx(), 0, nullptr, 0, nullptr, &count), -4);
-    EXPECT_TRUE(log.Has(6, "qmkvd", "qmkvds_open() failed!"));
-    EXPECT_EQ(qmkvds_get_idx_table(video, nullptr, 0, nullptr, &count), 0);
-    qmkvds_close(video);
-    EXPECT_EQ(qmkvds_get_idx_table(video, nullptr, 0, nullptr, &count), -2);
-  }
-  {
-    Opened f(SecondsFile(2));  // no cues
-    EXPECT_EQ(qmkvd_get_idx_table(f.ctx(), 0, nullptr, 0, nullptr, &count), -3);
-  }
-  {
-    Opened f(SecondsFile(2, {Cue{0, 7}, Cue{1, 7}}));  // cues of another track only
-    QMKVDS_CTX* video = f.Open(0);
-    EXPECT_EQ(qmkvds_get_idx_table(video, nullptr, 0, nullptr, &count), -3);
-    EXPECT_EQ(video->search_all_cues, 1);
-    EXPECT_EQ(qmkvds_get_idx_table(video, nullptr, 0, nullptr, &count), -3);  // built: still -3
-  }
 }
 
 }  // namespace
