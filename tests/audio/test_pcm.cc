@@ -105,11 +105,4 @@ TEST(Pcm, InPlaceEqualsSeparate) {
   ExpectSameInPlace(memcpy_to_float_from_i32, 4);
 }
 
-TEST(Pcm, NothingForNoSamples) {
-  int16_t out = 7;
-  memcpy_to_i16_from_u8(&out, nullptr, 0);
-  memcpy_to_i16_from_float(&out, nullptr, 0);
-  EXPECT_EQ(out, 7);
-}
-
 }  // namespace

@@ -56,25 +56,5 @@ TEST(CodecTag, VideoFourccFromTheBitmapHeader) {
   EXPECT_EQ(TagOf(1, "V_MS/VFW/FOURCC", std::vector<uint8_t>(19, 'a')), 0u);
 }
 
-TEST(CodecTag, AudioByPrefix) {
-  // clang-format off
-  const TagCase kCases[] = {
-      {2, "A_AAC/MPEG4/LC/SBR", 255u},  {2, "A_AAC", 255u},
-      {2, "A_AC3", 0x2000u},  {2, "A_EAC3", qcmn_fourcc("ec-3")},
-      {2, "A_MPEG/L3", 85u},  {2, "A_MPEG/L2", 80u},
-      {2, "A_MPEG/L1", 80u},  {2, "A_DTS", 0x2001u},
-      {2, "A_PCM/INT/LIT", 1u},  {2, "A_PCM/INT/BIG", qcmn_fourcc("lpcm")},
-      {2, "A_PCM/FLOAT/IEEE", 3u},  {2, "A_ALAC", qcmn_fourcc("alac")},
-      {2, "A_TTA1", 0x77A1u},  {2, "A_WAVPACK4", 0x5756u},
-      {2, "A_VORBIS", 0x2674Fu},  {2, "A_FLAC", 0xF1ACu},
-      {2, "A_OPUS", qcmn_fourcc("Opus")},  {2, "A_REAL/COOK", qcmn_fourcc("COOK")},
-      {2, "A_MS/ACM", 0u},  {2, "A_QUUX", qcmn_fourcc("#QUU")},
-      {2, "A_Q", qcmn_fourcc("#???")},
-  };
-  // clang-format on
-  for (const TagCase& c : kCases) EXPECT_EQ(TagOf(c.type, c.id), c.tag) << c.id;
-  EXPECT_EQ(TagOf(2, "A_MS/ACM", {0x55, 0x00, 2, 0}), 85u);
-}
-
 }  // namespace
 }  // namespace mkvtest

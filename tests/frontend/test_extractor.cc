@@ -58,44 +58,6 @@ TEST(PluginEntry, SharedLibraryExportsOnlyTheDefinition) {
   dlclose(lib);
 }
 
-// 128 bytes of filler with the DocType element written at `at`.
-Bytes WithDocTypeAt(size_t at, const Bytes& element, size_t size = 128) {
-  Bytes file(size, 0xEC);
-  for (size_t i = 0; i < element.size() && at + i < size; ++i) file[at + i] = element[i];
-  return file;
-}
-
-// "matroska" padded with NULs (GStreamer writes one) is claimed; webm, other padding and size
-// fields wider than a byte are not.
-TEST(PluginSniff, MatroskaDocTypesAreClaimedPaddedOrNot) {
-  const Bytes m = {'m', 'a', 't', 'r', 'o', 's', 'k', 'a'};
-  const struct {
-    Bytes element;
-    bool claimed;
-  } rows[] = {
-      {Concat({{0x42, 0x82, 0x89}, m, {0}}), true},
-      {Concat({{0x42, 0x82, 0x8B}, m, {0, 0, 0}}), true},
-      {Concat({{0x42, 0x82, 0x8A}, m, {0, 'x'}}), false},
-      {Concat({{0x42, 0x82, 0x89}, m, {' '}}), false},
-      {{0x42, 0x82, 0x87, 'm', 'a', 't', 'r', 'o', 's', 'k'}, false},
-      {{0x42, 0x82, 0x84, 'w', 'e', 'b', 'm'}, false},
-      {Concat({{0x42, 0x82, 0x10, 0x00, 0x00, 0x08}, m}), false},
-  };
-  for (size_t i = 0; i < sizeof(rows) / sizeof(rows[0]); ++i) {
-    float confidence = -1;
-    Plugin p(WithDocTypeAt(31, rows[i].element));
-    EXPECT_EQ(p.Sniff(&confidence) != nullptr, rows[i].claimed) << "row " << i;
-    EXPECT_EQ(confidence, rows[i].claimed ? 0.7f : -1) << "row " << i;
-  }
-  // The padding too must lie in the 128 bytes read.
-  float confidence = 0;
-  const Bytes padded = Concat({{0x42, 0x82, 0x8C}, m, {0, 0, 0, 0}});
-  EXPECT_NE(Plugin(WithDocTypeAt(128 - padded.size(), padded)).Sniff(&confidence), nullptr);
-  EXPECT_EQ(Plugin(WithDocTypeAt(129 - padded.size(), padded, 4096)).Sniff(&confidence), nullptr);
-  Plugin webm(Concat({Serialize(EbmlHeader("webm")), Bytes(128, 0)}));
-  EXPECT_EQ(webm.Sniff(&confidence), nullptr);
-}
-
 // ------------------------------------------------------------------------------------------
 // Files that cannot be opened
 
@@ -161,16 +123,6 @@ TEST(PluginFormats, UnsupportedCodecsAreMarkedNotDropped) {
   ASSERT_EQ(one.plugin.TrackFormat(2, &text), AMEDIA_OK);
   EXPECT_EQ(text.Int32(AMEDIAFORMAT_KEY_ERROR_TYPE), -1002);
   EXPECT_EQ(text.Int32(AMEDIAFORMAT_KEY_MAX_INPUT_SIZE), 2048);
-}
-
-TEST(PluginFormats, SubtitleKeys) {
-  OneFormat one({Pcm("A_PCM/INT/LIT", 16), TextTrack(2, "S_TEXT/UTF8")}, 1);
-  ASSERT_TRUE(one.opened);
-  EXPECT_EQ(one.format.String(AMEDIAFORMAT_KEY_MIME), "application/x-subrip");
-  EXPECT_EQ(one.format.String(AMEDIAFORMAT_KEY_LANGUAGE), "eng");
-  EXPECT_EQ(one.format.Int32(AMEDIAFORMAT_KEY_MAX_INPUT_SIZE), 2048);
-  EXPECT_EQ(one.format.Int32(AMEDIAFORMAT_KEY_ERROR_TYPE), 0);
-  EXPECT_FALSE(one.format.Has(AMEDIAFORMAT_KEY_TRACK_NAME));
 }
 
 // Xiph lacing of a header length: 255s, then the rest.
@@ -284,38 +236,6 @@ TEST(PluginFormats, PartialColourSetsOnlyWhatItKnows) {
   ASSERT_TRUE(plain.opened);
   EXPECT_EQ(plain.format.Int32(AMEDIAFORMAT_KEY_COLOR_TRANSFER), 3);
   EXPECT_FALSE(plain.format.Has(AMEDIAFORMAT_KEY_HDR_STATIC_INFO));
-}
-
-// The display size a file states (pixels, or a shape the picture's height keeps), and the
-// sample aspect ratio it makes with the stored 720x576: a PAL 16:9 picture shows at 1024x576.
-TEST(PluginFormats, DisplaySizeAndSampleAspectRatio) {
-  enum : uint32_t { kWidth = 0xB0, kHeight = 0xBA, kDw = 0x54B0, kDh = 0x54BA, kUnit = 0x54B2 };
-  const int32_t kNone = INT32_MIN;
-  const struct {
-    std::vector<Element> display;
-    int32_t width, height, sar_w, sar_h;
-  } rows[] = {
-      {{}, 720, 576, kNone, kNone},
-      {{Uint(kDw, 1024), Uint(kDh, 576)}, 1024, 576, 64, 45},
-      {{Uint(kDw, 16), Uint(kDh, 9), Uint(kUnit, 3)}, 1024, 576, 64, 45},
-      {{Uint(kDw, 32), Uint(kDh, 18), Uint(kUnit, 1)}, 1024, 576, 64, 45},
-      {{Uint(kDw, 4), Uint(kDh, 3), Uint(kUnit, 4)}, 720, 576, kNone, kNone},  // unknown unit
-      {{Uint(kDw, 1024)}, 720, 576, kNone, kNone},                             // no height
-      {{Uint(kDw, 720), Uint(kDh, 576)}, 720, 576, kNone, kNone},              // square
-      {{Uint(kDw, 0xFFFFFFFF), Uint(kDh, 1)}, INT32_MAX, 1, kNone, kNone},     // SAR too wide
-  };
-  for (const auto& row : rows) {
-    std::vector<Element> video = {Uint(kWidth, 720), Uint(kHeight, 576)};
-    video.insert(video.end(), row.display.begin(), row.display.end());
-    OneFormat one({VideoTrack(1, {Master(0xE0, video)})}, 0, {Binary(0xEC, Bytes(128, 0))});
-    ASSERT_TRUE(one.opened);
-    SCOPED_TRACE(row.width);
-    EXPECT_EQ(one.format.Int32(AMEDIAFORMAT_KEY_WIDTH), 720);
-    EXPECT_EQ(one.format.Int32(AMEDIAFORMAT_KEY_DISPLAY_WIDTH), row.width);
-    EXPECT_EQ(one.format.Int32(AMEDIAFORMAT_KEY_DISPLAY_HEIGHT), row.height);
-    EXPECT_EQ(one.format.Int32(AMEDIAFORMAT_KEY_SAR_WIDTH), row.sar_w);
-    EXPECT_EQ(one.format.Int32(AMEDIAFORMAT_KEY_SAR_HEIGHT), row.sar_h);
-  }
 }
 
 // ------------------------------------------------------------------------------------------

@@ -53,33 +53,5 @@ TEST_F(MfalTest, ReadPastTheEndIsShortThenEmpty) {
   EXPECT_EQ(Pos(), 10);
 }
 
-TEST_F(MfalTest, NegativeOrFarPositionsAreAcceptedAndReadNothing) {
-  uint8_t buf[2];
-  for (int64_t p : {int64_t{-5}, int64_t{1000}, INT64_MAX}) {
-    EXPECT_EQ(file_.mfal.setpos(fp_, &p), 0);
-    EXPECT_EQ(Pos(), p);
-    EXPECT_EQ(file_.mfal.read(fp_, buf, 2), 0);
-    EXPECT_EQ(Pos(), p);
-  }
-}
-
-TEST_F(MfalTest, SourceErrorReadsAsZeroAndKeepsThePosition) {
-  file_.source.fail_reads_from(0);
-  uint8_t buf[2];
-  EXPECT_EQ(file_.mfal.read(fp_, buf, 2), 0);
-  EXPECT_EQ(Pos(), 0);
-}
-
-TEST_F(MfalTest, SkipMovesForwardOnly) {
-  int64_t three = 3, zero = 0, minus = -1;
-  EXPECT_EQ(file_.mfal.skip(fp_, &three), 0);
-  EXPECT_EQ(Pos(), 3);
-  LogCapture log;
-  EXPECT_EQ(file_.mfal.skip(fp_, &zero), -1);
-  EXPECT_EQ(file_.mfal.skip(fp_, &minus), -1);
-  EXPECT_EQ(Pos(), 3);
-  EXPECT_TRUE(log.lines().empty());
-}
-
 }  // namespace
 }  // namespace mkvtest

@@ -15,7 +15,6 @@ namespace mkvtest {
 namespace {
 
 const int64_t kWindow = QCMN_MFAL_CACHE_WINDOW;
-const int64_t kProbe = QCMN_MFAL_CACHE_PROBE;
 
 std::vector<uint8_t> Pattern(size_t n) {
   std::vector<uint8_t> bytes(n);
@@ -81,42 +80,6 @@ TEST(MfalCache, ShortSourceReadsStayShortAndAreNotTakenForTheEnd) {
   EXPECT_EQ(got, Slice(bytes, 10, static_cast<int64_t>(got.size())));
   file.source.set_max_read(0);
   EXPECT_EQ(h.ReadAt(2000, 3000), Slice(bytes, 2000, 3000));
-}
-
-TEST(MfalCache, SmallReadsInAWindowCostOneCall) {
-  MemFile file(Pattern(4 * kWindow));
-  Handle h(&file);
-  for (int64_t pos = 0; pos + 4 <= kWindow; pos += 10) h.ReadAt(pos, 4);
-  EXPECT_EQ(file.source.read_calls(), 1u);
-  EXPECT_EQ(file.source.bytes_read(), static_cast<uint64_t>(kWindow));
-}
-
-TEST(MfalCache, TheMiddleOfALargeReadGoesStraightToTheSource) {
-  MemFile file(Pattern(8 * kWindow));
-  Handle h(&file);
-  h.ReadAt(100, 4);  // a header: one window
-  const uint64_t before = file.source.bytes_read();
-  h.ReadAt(104, static_cast<int>(5 * kWindow));  // a frame running on from it
-  // The cached start, the whole windows straight into the caller's buffer, the tail's window.
-  EXPECT_LE(file.source.read_calls(), 3u);
-  EXPECT_LE(file.source.bytes_read() - before, static_cast<uint64_t>(6 * kWindow));
-}
-
-TEST(MfalCache, AJumpIsFilledWithAProbe) {
-  MemFile file(Pattern(64 * kWindow));
-  Handle h(&file);
-  for (int i = 1; i <= 20; ++i) h.ReadAt(i * 3 * kWindow, 8);  // one header every 3 windows
-  EXPECT_EQ(file.source.read_calls(), 20u);
-  EXPECT_EQ(file.source.bytes_read(), static_cast<uint64_t>(20 * kProbe));
-}
-
-TEST(MfalCache, HandlesOfARecordShareItsWindows) {
-  MemFile file(Pattern(4 * kWindow));
-  Handle a(&file), b(&file);
-  a.ReadAt(0, 16);
-  const uint64_t calls = file.source.read_calls();
-  for (int64_t pos = 0; pos < kWindow; pos += 1000) b.ReadAt(pos, 8);
-  EXPECT_EQ(file.source.read_calls(), calls);
 }
 
 TEST(MfalCache, AFailingSourceReadsAsNothingAndIsAskedAgain) {

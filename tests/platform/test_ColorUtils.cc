@@ -57,32 +57,6 @@ TEST(PlatformColour, StandardFromPrimariesAndMatrix) {
   }
 }
 
-TEST(PlatformColour, TransferAndRange) {
-  const int32_t iso[] = {1, 2, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18};
-  const int32_t want[] = {3, 0, 4, 5, 3, 96, 1, 0x100FF, 0x100FF, 97, 98, 2, 3, 3, 6, 99, 7};
-  for (size_t i = 0; i < sizeof(iso) / sizeof(iso[0]); ++i) {
-    EXPECT_EQ(Convert(1, iso[i], 1, false).transfer, want[i]) << "transfer " << iso[i];
-  }
-  for (int32_t t : {0, 3, 19, 22, -1, 255}) EXPECT_EQ(Convert(1, t, 1, false).transfer, 0) << t;
-  // Range is never unspecified: the flag alone decides it.
-  EXPECT_EQ(Convert(2, 2, 2, false).range, 2);
-  EXPECT_EQ(Convert(2, 2, 2, true).range, 1);
-  EXPECT_EQ(Convert(-1, 255, 0, true).range, 1);
-}
-
-TEST(PlatformColour, WorkedCases) {
-  const Platform unspecified = Convert(2, 2, 2, false);
-  EXPECT_EQ(unspecified.range, 2);
-  EXPECT_EQ(unspecified.standard, 0);
-  EXPECT_EQ(unspecified.transfer, 0);
-  EXPECT_EQ(Convert(1, 1, 2, false).standard, 65);  // BT.709 primaries alone are not BT.709
-  const Platform pq = Convert(9, 16, 9, false);
-  EXPECT_EQ(pq.range, 2);
-  EXPECT_EQ(pq.standard, 6);
-  EXPECT_EQ(pq.transfer, 6);
-  EXPECT_EQ(Convert(9, 18, 9, false).transfer, 7);
-}
-
 TEST(PlatformColour, HdrStaticInfoIsLittleEndianCta861) {
   HDRStaticInfo info;
   info.mID = HDRStaticInfo::kType1;

@@ -40,21 +40,6 @@ TEST(HostMediaFormat, GettersAreTypeStrict) {
   EXPECT_EQ(l + t + r + b, 10);
 }
 
-TEST(HostMediaFormat, OrderReplacementAndText) {
-  Format m;
-  AMediaFormat_setString(m.f, AMEDIAFORMAT_KEY_MIME, "video/avc");
-  AMediaFormat_setInt32(m.f, AMEDIAFORMAT_KEY_WIDTH, 640);
-  AMediaFormat_setFloat(m.f, AMEDIAFORMAT_KEY_FRAME_RATE, 25.0f);
-  const uint8_t csd[] = {1, 2};
-  AMediaFormat_setBuffer(m.f, AMEDIAFORMAT_KEY_CSD_0, csd, sizeof(csd));
-  AMediaFormat_setInt64(m.f, AMEDIAFORMAT_KEY_WIDTH, 320);  // keeps its place
-  EXPECT_STREQ(AMediaFormat_toString(m.f),
-               "mime: string(video/avc), width: int64(320), frame-rate: float(25.000000), "
-               "csd-0: data}");
-  AMediaFormat_clear(m.f);
-  EXPECT_STREQ(AMediaFormat_toString(m.f), "}");
-}
-
 TEST(HostMediaFormat, StringsAndBuffersLiveAsTheFrameworksDo) {
   Format m;
   char value[] = "eng";
@@ -87,20 +72,6 @@ TEST(HostMediaFormat, StringsAndBuffersLiveAsTheFrameworksDo) {
   EXPECT_EQ(nc, 3u);
   EXPECT_EQ(static_cast<uint8_t*>(c)[0], 7);
   EXPECT_EQ(AMediaFormat_copy(nullptr, m.f), AMEDIA_ERROR_INVALID_PARAMETER);
-}
-
-TEST(HostMediaFormatDeathTest, SixtyFiveNamesAbort) {
-  Format m;
-  for (int i = 0; i < 64; ++i) AMediaFormat_setInt32(m.f, std::to_string(i).c_str(), i);
-  AMediaFormat_setInt32(m.f, "63", 0);  // replacing is fine
-  EXPECT_DEATH(AMediaFormat_setInt32(m.f, "64", 64), "too many entries");
-}
-
-TEST(HostMediaFormat, KeyValues) {
-  EXPECT_STREQ(AMEDIAFORMAT_KEY_TIME_US, "timeUs");
-  EXPECT_STREQ(AMEDIAFORMAT_KEY_IS_SYNC_FRAME, "is-sync-frame");
-  EXPECT_STREQ(AMEDIAFORMAT_KEY_HDR_STATIC_INFO, "hdr-static-info");
-  EXPECT_STREQ(AMEDIAFORMAT_KEY_CDTRACKNUMBER, "cdtracknum");
 }
 
 }  // namespace

@@ -65,33 +65,6 @@ TEST(PlatformBuffers, AcquireReleaseAndSizes) {
   EXPECT_EQ(g.host.acquired_count(), 0u);
 }
 
-TEST(PlatformBuffers, AcquireResetsTheRangeButKeepsTheMetadata) {
-  Group g;
-  ASSERT_TRUE(g.init(1, 64));
-  CMediaBuffer* b = nullptr;
-  ASSERT_EQ(g.acquire(&b), AMEDIA_OK);
-  EXPECT_EQ(b->range_offset(b->handle), 0u);
-  EXPECT_EQ(b->range_length(b->handle), 64u);
-  b->set_range(b->handle, 10, 54);  // up to the very end
-  EXPECT_EQ(b->range_offset(b->handle), 10u);
-  EXPECT_EQ(b->range_length(b->handle), 54u);
-  AMediaFormat* meta = b->meta_data(b->handle);
-  EXPECT_EQ(b->meta_data(b->handle), meta);
-  AMediaFormat_setInt64(meta, AMEDIAFORMAT_KEY_TIME_US, 40000);
-  AMediaFormat_setInt32(meta, AMEDIAFORMAT_KEY_IS_SYNC_FRAME, 1);
-  Release(b);
-
-  CMediaBuffer* again = nullptr;
-  ASSERT_EQ(g.acquire(&again), AMEDIA_OK);
-  ASSERT_EQ(again, b);
-  EXPECT_EQ(b->range_offset(b->handle), 0u);
-  EXPECT_EQ(b->range_length(b->handle), 64u);
-  int32_t sync = 0;
-  EXPECT_TRUE(AMediaFormat_getInt32(b->meta_data(b->handle), "is-sync-frame", &sync));
-  EXPECT_EQ(sync, 1);  // left over from the earlier read
-  Release(b);
-}
-
 TEST(PlatformBuffersDeathTest, RangePastTheEndAborts) {
   Group g;
   ASSERT_TRUE(g.init(1, 16));
@@ -100,28 +73,6 @@ TEST(PlatformBuffersDeathTest, RangePastTheEndAborts) {
   EXPECT_DEATH(b->set_range(b->handle, 8, 9), "set_range\\(8, 9\\) past the end of a 16-byte");
   EXPECT_DEATH(b->set_range(b->handle, 1, SIZE_MAX), "past the end");  // no wrap-around
   Release(b);
-}
-
-TEST(PlatformBuffers, BlockingAcquireWaitsForARelease) {
-  Group g;
-  ASSERT_TRUE(g.init(1, 8));
-  CMediaBuffer* held = nullptr;
-  ASSERT_EQ(g.acquire(&held), AMEDIA_OK);
-  std::atomic<bool> released(false);
-  std::atomic<bool> woke_early(false);
-  std::thread reader([&] {
-    CMediaBuffer* b = nullptr;
-    EXPECT_EQ(g.acquire(&b, false), AMEDIA_OK);
-    woke_early = !released;
-    EXPECT_EQ(b, held);
-    Release(b);
-  });
-  std::this_thread::sleep_for(std::chrono::milliseconds(100));
-  released = true;
-  Release(held);
-  reader.join();
-  EXPECT_FALSE(woke_early);
-  EXPECT_EQ(g.host.acquired_count(), 0u);
 }
 
 }  // namespace

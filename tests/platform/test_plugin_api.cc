@@ -21,18 +21,6 @@ static_assert(sizeof(CMediaTrack) == 56 && sizeof(CMediaExtractor) == 72, "C rec
 static_assert(sizeof(ExtractorDef) == 48 && offsetof(ExtractorDef, u) == 32, "ExtractorDef");
 #endif
 
-TEST(HostPluginAbi, ReadOptionsTakeTheSeekFromTheFlags) {
-  int64_t t = -1;
-  MediaTrackHelper::ReadOptions::SeekMode mode = MediaTrackHelper::ReadOptions::SEEK_CLOSEST;
-  EXPECT_FALSE(MediaTrackHelper::ReadOptions(NONBLOCKING | 2, 5).getSeekTo(&t, &mode));
-  EXPECT_EQ(t, -1);
-  const MediaTrackHelper::ReadOptions seek(SEEK | NONBLOCKING | SEEK_CLOSEST_SYNC, 1234);
-  ASSERT_TRUE(seek.getSeekTo(&t, &mode));
-  EXPECT_EQ(t, 1234);
-  EXPECT_EQ(mode, MediaTrackHelper::ReadOptions::SEEK_CLOSEST_SYNC);
-  EXPECT_TRUE(seek.getNonBlocking());
-}
-
 // A track that records what the wrapper passes on.
 class RecordingTrack : public MediaTrackHelper {
  public:

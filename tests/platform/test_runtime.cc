@@ -33,53 +33,12 @@ struct Derived : public Counted {
   Derived() : Counted("derived") {}
 };
 
-TEST(PlatformRefBase, LastStrongReferenceDeletes) {
-  g_events.clear();
-  {
-    sp<Counted> a = new Counted("a");
-    EXPECT_EQ(a->getStrongCount(), 1);
-    sp<Counted> b = a;
-    sp<Counted> c(std::move(b));
-    EXPECT_TRUE(b == nullptr);
-    EXPECT_TRUE(c == a && c != nullptr);
-    EXPECT_EQ(a->getStrongCount(), 2);
-    a.clear();
-    sp<Counted>& same = c;
-    c = same;  // self-assignment keeps the object
-    EXPECT_EQ(c->getStrongCount(), 1);
-    EXPECT_EQ(g_events, std::vector<std::string>{"a first"});
-  }
-  EXPECT_EQ(g_events, (std::vector<std::string>{"a first", "a last", "a deleted"}));
-
-  g_events.clear();
-  sp<Derived> d = new Derived;
-  sp<Counted> base = d;  // converts, shares the count
-  EXPECT_EQ(base->getStrongCount(), 2);
-  EXPECT_TRUE(base == d);
-  d = nullptr;
-  base = new Counted("next");  // the old object goes when the pointer moves on
-  EXPECT_EQ(g_events, (std::vector<std::string>{"derived first", "next first", "derived last",
-                                                "derived deleted"}));
-}
-
 void PrintAssert(const char* cond, const char* tag, const char* message) {
   fprintf(stderr, "hook cond=[%s] tag=[%s] message=[%s]\n", cond ? cond : "(null)", tag, message);
 }
 
 int Twice(int x) {
   return 2 * x;
-}
-
-TEST(PlatformLog, DebugReachesStderrOnlyWhenAskedFor) {
-  testing::internal::CaptureStderr();
-  __android_log_print(ANDROID_LOG_DEBUG, "t", "hidden %d", 1);
-  __android_log_print(ANDROID_LOG_INFO, "t", "shown %d", 2);
-  const int32_t before = __android_log_set_minimum_priority(ANDROID_LOG_DEBUG);
-  __android_log_print(ANDROID_LOG_DEBUG, "t", "now shown %d", 3);
-  __android_log_set_minimum_priority(before);
-  const std::string out = testing::internal::GetCapturedStderr();
-  EXPECT_EQ(before, ANDROID_LOG_INFO);
-  EXPECT_EQ(out, "t I shown 2\nt D now shown 3\n");
 }
 
 TEST(PlatformLogDeathTest, AssertHookSeesConditionTagAndMessage) {

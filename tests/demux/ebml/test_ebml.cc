@@ -29,41 +29,6 @@ class Bytes {
   QCMN_MFAL_FILE* fp_;
 };
 
-// Element headers read from a file: IDs of one to four bytes keep their length marker; a zero
-// first byte (of the ID or of the size) and five-byte IDs fail; a header cut short fails after
-// the bytes that were there.
-TEST(Ebml, HeadersFromAFile) {
-  const struct {
-    std::vector<uint8_t> bytes;
-    int result;
-    uint32_t id;
-    uint64_t size;
-    int64_t pos;  // where the handle is afterwards
-  } rows[] = {
-      {{0x1A, 0x45, 0xDF, 0xA3, 0x9F}, 0, 0x1A45DFA3u, 31, 5},
-      {{0xD7, 0x81}, 0, 0xD7u, 1, 2},
-      {{0x42, 0x86, 0x40, 0x01}, 0, 0x4286u, 1, 4},
-      {{0x10, 0x01, 0x02, 0x03, 0x81}, 0, 0x10010203u, 1, 5},
-      {{0x00, 0x81}, -1, 0, 0, 1},
-      {{0x08, 0x01, 0x02, 0x03, 0x04, 0x81}, -1, 0, 0, 1},
-      {{0x81, 0x00}, -1, 0x81u, 0, 2},
-      {{0x1A, 0x45}, -1, 0, 0, 2},
-      {{0x81, 0x40}, -1, 0x81u, 0, 2},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(testing::PrintToString(row.bytes));
-    Bytes f(row.bytes);
-    uint32_t id = 0;
-    uint64_t size = 0;
-    EXPECT_EQ(qmkvd_ebml_get_id_len64(f.mfal(), f.fp(), &id, &size), row.result);
-    EXPECT_EQ(f.pos(), row.pos);
-    if (row.result == 0) {
-      EXPECT_EQ(id, row.id);
-      EXPECT_EQ(size, row.size);
-    }
-  }
-}
-
 TEST(Ebml, SizesAtTheirBoundaries) {
   struct Case {
     std::vector<uint8_t> bytes;
@@ -176,16 +141,6 @@ TEST(Ebml, HeaderFromMemoryNeedsEveryByteAvailable) {
   EXPECT_EQ(qmkvd_ebml_get_id_len64_buff(zero_size, 3, &id, &size), -1);
   EXPECT_EQ(qmkvd_ebml_get_id_len64_buff(long_id, 6, &id, &size), -1);
   EXPECT_EQ(qmkvd_ebml_get_id_len64_buff(ebml, 0, &id, &size), -1);
-}
-
-TEST(Ebml, BigEndianConversionKeepsTheLastBytes) {
-  const uint8_t five[] = {1, 2, 3, 4, 5};
-  EXPECT_EQ(qmkvd_b2v_u32(five, 5), 0x02030405u);
-  EXPECT_EQ(qmkvd_b2v_u64(five, 5), 0x0102030405ull);
-  EXPECT_EQ(qmkvd_b2v_u64(five, 0), 0u);
-  EXPECT_EQ(qmkvd_b2v_u64(five, -1), 0u);
-  const uint8_t ten[] = {9, 9, 1, 2, 3, 4, 5, 6, 7, 8};
-  EXPECT_EQ(qmkvd_b2v_u64(ten, 10), 0x0102030405060708ull);
 }
 
 }  // namespace

@@ -75,21 +75,6 @@ class WalkTest : public ::testing::Test {
   int64_t end_pos_ = 0;
 };
 
-TEST_F(WalkTest, StoresEachKindAtItsWidth) {
-  int r =
-      Walk({Uint(kSmall, 0x1FF), Uint(kWord, 0x123456789ull), Uint(kWide, 0x0102030405060708ull),
-            String(kText, "abcdefg"), Binary(kRaw, {9, 8, 7}), Uint(0x99, 5)},
-           Policy(true, true, QMKVD_OVERRUN_FOLLOW));
-  EXPECT_EQ(r, 0);
-  EXPECT_EQ(rec_.small, 0xFF);
-  EXPECT_EQ(rec_.word, 0x23456789u);
-  EXPECT_EQ(rec_.wide, 0x0102030405060708ull);
-  EXPECT_STREQ(rec_.text, "abcdefg");
-  EXPECT_EQ(rec_.raw[0], 9);
-  EXPECT_EQ(rec_.raw[2], 7);
-  EXPECT_EQ(rec_.raw[3], 0);
-}
-
 // Numbers and bytes past their field fail the walk; a text is cut to its field and the walk
 // goes on after it.
 TEST_F(WalkTest, FieldLimitsFailTheWalk) {
@@ -103,24 +88,6 @@ TEST_F(WalkTest, FieldLimitsFailTheWalk) {
   EXPECT_EQ(Walk({Uint(kSkipped, 1).Width(9)}, Policy(true, true, QMKVD_OVERRUN_FOLLOW)), 0);
 }
 
-TEST_F(WalkTest, EmptyChildrenAreSkippedOrActedOnByPolicy) {
-  EXPECT_EQ(Walk({Binary(kStop, {}), Uint(kSmall, 4)}, Policy(true, true, QMKVD_OVERRUN_FOLLOW)),
-            0);
-  EXPECT_EQ(rec_.handled, 0);
-  EXPECT_EQ(rec_.small, 4);
-  rec_ = {};
-  EXPECT_EQ(Walk({Binary(kStop, {}), Uint(kSmall, 4)}, Policy(false, true, QMKVD_OVERRUN_FOLLOW)),
-            QMKVD_WALK_STOP);
-  EXPECT_EQ(rec_.handled, 1);
-  EXPECT_EQ(rec_.small, 0);
-}
-
-TEST_F(WalkTest, SizeCapRefusesHugeChildrenBeforeReadingThem) {
-  std::vector<Element> huge = {Uint(kSkipped, 0).DeclaredSize(0x80000000ull)};
-  EXPECT_EQ(Walk(huge, Policy(true, true, QMKVD_OVERRUN_FOLLOW), 20), -1);
-  EXPECT_EQ(Walk(huge, Policy(true, false, QMKVD_OVERRUN_FOLLOW), 20), 0);
-}
-
 TEST_F(WalkTest, OverrunningChildFollowsStopsOrFails) {
   // The master claims 6 bytes; its second child runs past them.
   std::vector<Element> kids = {Uint(kSmall, 1), Uint(kWord, 0x01020304)};
@@ -132,28 +99,6 @@ TEST_F(WalkTest, OverrunningChildFollowsStopsOrFails) {
   EXPECT_EQ(rec_.word, 0u);
   EXPECT_EQ(end_pos_, 3 + 3);  // set back to the overrunning child's first byte
   EXPECT_EQ(Walk(kids, Policy(true, true, QMKVD_OVERRUN_FAIL), 6), -1);
-}
-
-TEST_F(WalkTest, HandlersCanStopOrMoveTheWalk) {
-  EXPECT_EQ(Walk({Uint(kSmall, 1), Binary(kStop, {1}), Uint(kWord, 2)},
-                 Policy(true, true, QMKVD_OVERRUN_FOLLOW)),
-            QMKVD_WALK_STOP);
-  EXPECT_EQ(rec_.word, 0u);
-  rec_ = {};
-  // The odd step lands on the second payload byte, which is read as the next child's header:
-  // 0x81 0x81 0x07 is element 0x81 (small) of size 1 holding 7.
-  EXPECT_EQ(
-      Walk({Binary(kOddStep, {0xAA, 0x81, 0x81, 0x07})}, Policy(true, true, QMKVD_OVERRUN_FOLLOW)),
-      0);
-  EXPECT_EQ(rec_.handled, 1);
-  EXPECT_EQ(rec_.small, 7);
-}
-
-TEST_F(WalkTest, BrokenHeaderOrShortPayloadFails) {
-  EXPECT_EQ(Walk({Raw({0x00, 0x81})}, Policy(true, true, QMKVD_OVERRUN_FOLLOW)), -1);
-  // A payload that the data cannot supply.
-  EXPECT_EQ(Walk({Uint(kWide, 1).DeclaredSize(8)}, Policy(true, true, QMKVD_OVERRUN_FOLLOW), 10),
-            -1);
 }
 
 TEST(WalkPositions, SaturateInsteadOfOverflowing) {

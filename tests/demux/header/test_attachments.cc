@@ -50,14 +50,6 @@ TEST(CoverArt, AJpegOrPngNamedCoverWinsOverEarlierImages) {
   EXPECT_EQ(o.AlbumArt(), Data(3));  // the first cover-named JPEG or PNG, in any case
 }
 
-TEST(CoverArt, WithoutACoverTheFirstImageOfAnyType) {
-  Opened o(FileWith({Attached("Font.ttf", "application/x-truetype-font", Data(1)),
-                     Attached("front.gif", "image/gif", Data(2)),
-                     Attached("back.png", "image/png", Data(3))}));
-  ASSERT_TRUE(o.ok);
-  EXPECT_EQ(o.AlbumArt(), Data(2));
-}
-
 // A file cut inside the cover's data: the header walk finds the Attachments after the Cluster,
 // the data lies past the end, and no album art is made of it (nor memory allocated for it).
 TEST(CoverArt, ACoverPastTheEndOfTheFileIsNotRead) {

@@ -101,19 +101,5 @@ TEST(Colour, MasteringValuesOfEitherWidthAreRead) {
   EXPECT_EQ(odd.mastering()->luminance_min, 0.5f);
 }
 
-TEST(Colour, RepeatedColourAndMasteringStartOver) {
-  Element twice = Master(
-      0xE0, {Master(kColour, {Uint(kMatrix, 1), Master(kMastering, {Float(kRx, 0.5, 4)})}),
-             Master(kColour, {Uint(kRange, 2), Master(kMastering, {Float(kLumMax, 100, 4)})})});
-  Created c(MkvFile({MinimalInfo(), Tracks({TrackEntry({Uint(0xD7, 1), Uint(0x83, 1), twice})}),
-                     SmallCluster()}));
-  ASSERT_EQ(c.err(), 0);
-  const QMKVD_COLOUR* colour = c.ctx()->tracks.slots[0].video.colour;
-  EXPECT_EQ(colour->matrix_coefficients, kAbsent);
-  EXPECT_EQ(colour->range, 2);
-  EXPECT_EQ(colour->mastering->red, nullptr);
-  EXPECT_EQ(colour->mastering->luminance_max, 100.0f);
-}
-
 }  // namespace
 }  // namespace mkvtest

@@ -104,22 +104,5 @@ TEST(FoundDuration, TheLastCuePointOtherwise) {
   EXPECT_EQ(DurationMs(MkvFile(segment)), 1);
 }
 
-// The tail is read in one call when the last Cluster starts inside it, in two when it starts
-// further back (a 300 KB frame at the end).
-TEST(FoundDuration, CostsAReadOfTheTail) {
-  for (size_t frame : {size_t{4000}, size_t{300000}}) {
-    SCOPED_TRACE(frame);
-    std::vector<Element> clusters;
-    for (uint64_t i = 0; i < 20; ++i) clusters.push_back(ClusterAt(i * 1000, {Frame(1, 0, frame)}));
-    Created c(FileOf(clusters, true));  // a stated Duration: nothing looked for at opening
-    const uint64_t before = c.source().read_calls();
-    int64_t ticks = 0;
-    ASSERT_TRUE(qmkvd_find_duration(c.ctx(), &ticks));
-    EXPECT_EQ(ticks, 19040);
-    // At most: what the opening's walk left in the cache is not read again.
-    EXPECT_LE(c.source().read_calls() - before, frame < 10000 ? 1u : 2u);
-  }
-}
-
 }  // namespace
 }  // namespace mkvtest

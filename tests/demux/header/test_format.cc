@@ -93,33 +93,6 @@ TEST(FormatAvc, FirstSpsAndFirstPpsAsStartCodeUnits) {
   EXPECT_EQ(size, 0u);
 }
 
-TEST(FormatHevc, EveryUnitOfEveryArrayInOrder) {
-  const Bytes vps = {0x40, 1}, sps = {0x42, 1, 2}, pps = {0x44, 1};
-  Bytes hvcc(22, 0);
-  hvcc[21] = 3;  // NAL lengths of 4 bytes
-  hvcc.push_back(3);
-  hvcc =
-      Cat({hvcc, {0x20, 0, 1, 0, 2}, vps, {0x21, 0, 2, 0, 0, 0, 3}, sps, {0x22, 0, 1, 0, 2}, pps});
-  Block b = FormatOf(VideoTrack(1, {Private(hvcc)}, "V_MPEGH/ISO/HEVC"));
-  EXPECT_EQ(b.status, 0);
-  EXPECT_EQ(b.bytes, Cat({Unit(vps), Unit(sps), Unit(pps)}));  // the empty unit is skipped
-
-  // Shorter than the fixed header: the length stays as it came; a header with too little
-  // after it: length 0.
-  EXPECT_EQ(FormatOf(VideoTrack(1, {Private(Bytes(22, 0))}, "V_MPEGH/ISO/HEVC")).queried, 0xDEADu);
-  EXPECT_EQ(FormatOf(VideoTrack(1, {Private(Bytes(26, 0))}, "V_MPEGH/ISO/HEVC")).queried, 0u);
-  // A unit longer than the record: the length stays as it came.
-  Bytes cut(hvcc.begin(), hvcc.end() - 1);
-  EXPECT_EQ(FormatOf(VideoTrack(1, {Private(cut)}, "V_MPEGH/ISO/HEVC")).queried, 0xDEADu);
-
-  // A buffer too small: -1, and the length stays.
-  Created c(OneTrackFile(VideoTrack(1, {Private(hvcc)}, "V_MPEGH/ISO/HEVC")));
-  Bytes small(10);
-  uint32_t size = 10;
-  EXPECT_EQ(qmkvd_get_format(c.ctx(), 0, small.data(), &size), -1);
-  EXPECT_EQ(size, 10u);
-}
-
 TEST(FormatAac, ConfigSynthesisedFromRateAndChannels) {
   auto aac = [](const char* id, uint32_t rate, uint32_t channels) {
     return FormatOf(
@@ -144,74 +117,6 @@ TEST(FormatAac, ConfigSynthesisedFromRateAndChannels) {
   EXPECT_EQ(get_aac_frequency_index(8000), 11);
   EXPECT_EQ(get_aac_frequency_index(7350), -1);
   EXPECT_EQ(get_aac_frequency_index(0), -1);
-}
-
-TEST(FormatAudio, WaveFormatExKeepsItsExtraData) {
-  auto acm = [](uint16_t tag, Bytes extra) {
-    Bytes wfx = {static_cast<uint8_t>(tag), static_cast<uint8_t>(tag >> 8), 2, 0};
-    wfx.resize(18, 0);
-    wfx.insert(wfx.end(), extra.begin(), extra.end());
-    return FormatOf(AudioTrack(1, {}, "A_MS/ACM", {Private(wfx)}));
-  };
-  EXPECT_EQ(acm(0x0001, {}).queried, 0u);
-  EXPECT_EQ(acm(0x0001, {7, 8}).bytes, (Bytes{7, 8}));
-  EXPECT_EQ(acm(0x0161, {7, 8}).bytes.size(), 20u);  // Windows Media: the whole record
-  const Bytes short_wfx = {0x55, 0, 1, 0};
-  EXPECT_EQ(FormatOf(AudioTrack(1, {}, "A_MS/ACM", {Private(short_wfx)})).bytes, short_wfx);
-  const Bytes opus = {'O', 'p', 'u', 's', 'H', 'e', 'a', 'd'};
-  EXPECT_EQ(FormatOf(AudioTrack(1, {}, "A_OPUS", {Private(opus)})).bytes, opus);
-}
-
-// The MP3 block of the file's audio track (number 2), fetched into a 12-byte buffer filled
-// with EE first.
-Bytes Mp3Block(std::vector<uint8_t> file) {
-  Created c(std::move(file));
-  Bytes block(12, 0xEE);
-  uint32_t size = 12;
-  EXPECT_EQ(qmkvd_get_format(c.ctx(), 1, block.data(), &size), 0);
-  EXPECT_EQ(size, 12u);
-  return block;
-}
-
-std::vector<uint8_t> Mp3File(Element first_audio_block, Bytes stripped = {}) {
-  std::vector<Element> extra;
-  if (!stripped.empty()) extra.push_back(HeaderStripping(stripped));
-  return MkvFile({MinimalInfo(),
-                  Tracks({VideoTrack(1),
-                          AudioTrack(2, {Float(kSamplingFrequency, 44100)}, "A_MPEG/L3", extra)}),
-                  Cluster({Uint(kTimecode, 0), SimpleBlock(1, 0, 0x80, {1}), first_audio_block})});
-}
-
-TEST(FormatMp3, BlockSizeFromTheFirstFrameHeader) {
-  // 128 kbit/s at 44.1 kHz without padding: 417-byte frames; with padding 418.
-  const Bytes header = {0xFF, 0xFB, 0x90, 0x64};
-  Bytes frame = header;
-  frame.resize(300, 0);  // a lace size of 300 takes two Xiph bytes (255, 45)
-  const Bytes want = {1, 0, 0, 0, 0, 0, 0xA1, 0x01, 0xEE, 0xEE, 0xEE, 0xEE};
-  EXPECT_EQ(Mp3Block(Mp3File(SimpleBlock(2, 0, 0x80, frame))), want);
-  EXPECT_EQ(Mp3Block(Mp3File(XiphLacedBlock(2, 0, 0x80, {frame, Bytes(20), Bytes(5)}))), want);
-  EXPECT_EQ(Mp3Block(Mp3File(EbmlLacedBlock(2, 0, 0x80, {frame, Bytes(20), Bytes(5)}))), want);
-  EXPECT_EQ(Mp3Block(Mp3File(FixedLacedBlock(2, 0, 0x80, {frame, frame}))), want);
-  EXPECT_EQ(Mp3Block(Mp3File(SimpleBlock(2, 0, 0x80, {0x90, 0x64}), {0xFF, 0xFB})), want);
-  Bytes padded = {0xFF, 0xFB, 0x92, 0x64};
-  EXPECT_EQ(Mp3Block(Mp3File(SimpleBlock(2, 0, 0x80, padded)))[6], 0xA2);
-  // A reserved sampling rate: identifier and flags only.
-  EXPECT_EQ(Mp3Block(Mp3File(SimpleBlock(2, 0, 0x80, {0xFF, 0xFB, 0x9C, 0x64}))),
-            (Bytes{1, 0, 0, 0, 0, 0, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE}));
-  // No block of the track: nothing written.
-  EXPECT_EQ(Mp3Block(Mp3File(SimpleBlock(1, 5, 0x80, {2}))), Bytes(12, 0xEE));
-
-  // The size query reads nothing; a buffer too small gets nothing.
-  Created c(Mp3File(SimpleBlock(2, 0, 0x80, frame)));
-  const uint64_t reads = c.source().read_calls();
-  uint32_t size = 0;
-  EXPECT_EQ(qmkvd_get_format(c.ctx(), 1, nullptr, &size), 0);
-  EXPECT_EQ(size, 12u);
-  EXPECT_EQ(c.source().read_calls(), reads);
-  Bytes small(11, 0xEE);
-  size = 11;
-  EXPECT_EQ(qmkvd_get_format(c.ctx(), 1, small.data(), &size), -1);
-  EXPECT_EQ(small, Bytes(11, 0xEE));
 }
 
 TEST(TrackInfo, FieldsOfEachKind) {

@@ -53,44 +53,6 @@ TEST(SeekHead, FindsInfoAndTracksBehindTheClusters) {
   EXPECT_EQ(without.status(), -1);
 }
 
-// Each entry stands on its own: one that leads nowhere (another element at its target, a
-// target past the data, oversized fields, a position measured from the Segment's header
-// instead of its data, Cues that were never written) is left out with a warning, and the good
-// entries beside it still find Info and Tracks behind the Clusters.
-TEST(SeekHead, AnEntryThatLeadsNowhereCostsOnlyItself) {
-  enum Bad { kWrongTarget, kPastTheData, kWideId, kWidePosition, kFromSegmentHeader, kNoCues };
-  for (Bad bad :
-       {kWrongTarget, kPastTheData, kWideId, kWidePosition, kFromSegmentHeader, kNoCues}) {
-    SCOPED_TRACE(bad);
-    std::vector<Element> kids = {SeekHead({}), SmallCluster(), Wall(), MinimalInfo(), OneTrack()};
-    auto entries = [&](uint64_t info, uint64_t tracks) {
-      std::vector<Element> e;
-      switch (bad) {
-        case kWrongTarget: e.push_back(FixedSeek(kInfo, tracks)); break;
-        case kPastTheData: e.push_back(FixedSeek(kTags, 1u << 30)); break;
-        case kWideId: e.push_back(Master(0x4DBB, {Uint(0x53AB, kInfo).Width(9)})); break;
-        case kWidePosition:
-          e.push_back(Master(0x4DBB, {Binary(0x53AB, IdBytes(kInfo)), Uint(0x53AC, 1).Width(9)}));
-          break;
-        case kFromSegmentHeader: e.push_back(FixedSeek(kInfo, info + 12)); break;
-        case kNoCues: e.push_back(FixedSeek(kCues, tracks + 3)); break;
-      }
-      e.push_back(FixedSeek(kInfo, info));
-      e.push_back(FixedSeek(kTracks, tracks));
-      return SeekHead(e);
-    };
-    kids[0] = entries(0, 0);
-    kids[0] = entries(OffsetOf(kids, 3), OffsetOf(kids, 4));
-    LogCapture log;
-    HeaderParse p(MkvFile(kids));
-    EXPECT_EQ(p.status(), 0);
-    EXPECT_EQ(p->found.seekhead, 1);
-    EXPECT_EQ(p->found.info, 1);
-    EXPECT_EQ(p->found.tracks, 1);
-    EXPECT_TRUE(log.Has(5, "", "parse_seekhead_seek failed: Seek entry left out")) << log.Dump();
-  }
-}
-
 // A Seek that names another SeekHead is followed (mkvmerge and mkvpropedit put a second one
 // near the end), and what that one names is found; SeekHeads that name each other end after a
 // few.

@@ -95,41 +95,5 @@ TEST(Metadata, DateFromDateUtc) {
   }
 }
 
-// The year of the work comes from the first release or recording date tag that starts with
-// four digits.
-TEST(Metadata, YearFromReleaseDateTags) {
-  const struct {
-    std::vector<Element> tags;
-    int32_t year;
-  } rows[] = {
-      {{Simple("DATE_RELEASED", "2024-05-01")}, 2024},
-      {{Simple("DATE_RECORDED", "1999")}, 1999},
-      {{Simple("DATE_RELEASE", "2020")}, 2020},
-      {{Simple("DATE_RELEASED", "20x4"), Simple("DATE_RECORDED", "1987-01")}, 1987},
-      {{Simple("DATE_RELEASED", "999")}, 0},
-      {{Simple("DATE_ENCODED", "2011")}, 0},
-  };
-  for (const auto& row : rows) {
-    Created c(FileWithTags({Master(kTag, row.tags)}));
-    ASSERT_EQ(c.err(), 0);
-    EXPECT_EQ(c.info().metadata->year, row.year);
-  }
-}
-
-TEST(Summary, DurationPositionsAndConstant) {
-  Element cues = Cues({});
-  Created c(MkvFile({Info({Uint(0x2AD7B1, 1000000), Float(0x4489, 2500.5, 8)}), OneTrack(), cues,
-                     SmallCluster()}));
-  ASSERT_EQ(c.err(), 0);
-  EXPECT_EQ(c.info().duration, 25005000);  // 2500.5 ms rounded to whole microseconds
-  EXPECT_EQ(c.info().constant_one, 1u);
-  ASSERT_EQ(c.info().pos_count, 2u);
-  EXPECT_EQ(c.info().pos[0].kind, 0u);
-  EXPECT_EQ(c.info().pos[0].pos, c.ctx()->first_cluster.pos.data_pos);
-  EXPECT_EQ(c.info().pos[0].size, c.ctx()->first_cluster.pos.size);
-  EXPECT_EQ(c.info().pos[1].kind, 2u);
-  EXPECT_EQ(c.info().pos[1].pos, c.ctx()->cues.data_pos);
-}
-
 }  // namespace
 }  // namespace mkvtest

@@ -77,30 +77,6 @@ TEST(NalRewrite, EveryLengthWidthBecomesAStartCode) {
   }
 }
 
-TEST(NalRewrite, TooSmallAnOutputFailsAndSkipsTheFrame) {
-  Rewritten r = Rewrite(TwoUnits(4), 16, 10, 4);
-  EXPECT_EQ(r.status, -8);
-  EXPECT_EQ(r.written, 0u);
-  EXPECT_EQ(r.pos_after, 18);
-  // Exactly enough room is enough.
-  EXPECT_EQ(Rewrite(TwoUnits(4), 16, 16, 4).status, 0);
-  EXPECT_EQ(Rewrite(TwoUnits(4), 16, 15, 4).status, -8);
-}
-
-TEST(NalRewrite, ATruncatedFrameIsGivenUpAsEmpty) {
-  // The frame ends inside the second length field.
-  std::vector<uint8_t> file = TwoUnits(4);
-  Rewritten r = Rewrite(file, 4 + 5 + 2, 64, 4);
-  EXPECT_EQ(r.status, 0);
-  EXPECT_EQ(r.written, 0u);
-  EXPECT_EQ(r.pos_after, 2 + 11);
-  // The file ends inside a unit.
-  file.resize(2 + 4 + 3);
-  r = Rewrite(file, 16, 64, 4);
-  EXPECT_EQ(r.status, 0);
-  EXPECT_EQ(r.written, 0u);
-}
-
 TEST(NalRewrite, StrippedBytesStartTheFirstLengthField) {
   // The file lost the first two bytes of a 4-byte length field.
   std::vector<uint8_t> file = {0xEE, 0xEE, 0, 5, 0x65, 1, 2, 3, 4};

@@ -106,14 +106,6 @@ TEST(ReadFrames, ABlockGroupIsAKeyFrameWithoutAReferenceBlock) {
   EXPECT_EQ(frames[5].sync, 1);
 }
 
-TEST(ReadFrames, ClustersWithoutBlocksAndEmptyGroupsArePassed) {
-  Opened o(FileOf(
-      {VideoTrack(1)},
-      {ClusterAt(0, {}), ClusterAt(10, {BlockGroup({}), SimpleBlock(1, 0, 0x80, {1})}),
-       ClusterAt(20, {BlockGroup({Uint(kBlockDuration, 5)}), SimpleBlock(1, 0, 0x80, {2})})}));
-  EXPECT_EQ(Payloads(ReadAll(o.s())), (std::vector<Bytes>{{1}, {2}}));
-}
-
 TEST(ReadFrames, SubtitleWithNothingNearYieldsAnEarlyEmptyFrame) {
   Opened o(
       FileOf({VideoTrack(1), TextTrack(2)},
@@ -175,19 +167,6 @@ TEST(Lacing, LaceCountByteFromHalfUpIsRefused) {
   Opened o(FileOf({OpusTrack()}, {ClusterAt(0, {Raw(EncodeId(0xA3)), Raw(EncodeVint(block.size())),
                                                 Raw(block)})}));
   EXPECT_EQ(ReadFrame(o.s()).status, -2);
-}
-
-TEST(Lacing, WholeBlockCodecsGetTheBlockAsOneFrame) {
-  const Bytes a = Filled(265, 0), b = Filled(7, 100);
-  Opened o(FileOf({FlacTrack()}, {ClusterAt(0, {XiphLacedBlock(1, 7, 0x80, {a, b}),
-                                                FixedLacedBlock(1, 9, 0x80, {b, b, b})})}));
-  std::vector<Frame> frames = ReadAll(o.s());
-  Bytes ab = a;
-  ab.insert(ab.end(), b.begin(), b.end());
-  Bytes bbb = b;
-  for (int i = 0; i < 2; ++i) bbb.insert(bbb.end(), b.begin(), b.end());
-  EXPECT_EQ(Payloads(frames), (std::vector<Bytes>{ab, bbb}));
-  EXPECT_EQ(Times(frames), (std::vector<int64_t>{7 * kMs, 9 * kMs}));
 }
 
 // Every frame of a laced block is at the block's time plus the durations of the frames before
@@ -268,30 +247,8 @@ Element AvcTrack(uint8_t length_byte, std::vector<Element> extra = {}) {
   return VideoTrack(1, std::move(extra), "V_MPEG4/ISO/AVC");
 }
 
-TEST(AvcFrames, LengthPrefixesBecomeStartCodes) {
-  Opened o(FileOf({AvcTrack(0xFD)},  // 2-byte lengths
-                  {ClusterAt(0, {SimpleBlock(1, 0, 0x80, {0, 2, 0x65, 7, 0, 1, 0x06})})}));
-  ASSERT_EQ(o.s()->nal_length_size, 2);
-  EXPECT_EQ(QuerySize(o.s()).size, 11u);
-  EXPECT_EQ(ReadFrame(o.s()).bytes, (Bytes{0, 0, 0, 1, 0x65, 7, 0, 0, 0, 1, 0x06}));
-}
-
 Bytes AvcFrame(uint8_t nal_type_byte) {
   return {0, 0, 0, 2, nal_type_byte, 0x80};
-}
-
-TEST(AvcFrames, AfterASeekNonKeyFramesAreDroppedUntilAnIdr) {
-  Opened o(FileOf({AvcTrack(0xFF)},
-                  {ClusterAt(0, {SimpleBlock(1, 0, 0x00, AvcFrame(0x41)),
-                                 SimpleBlock(1, 40, 0x00, AvcFrame(0x41)),
-                                 SimpleBlock(1, 80, 0x00, AvcFrame(0x65)),  // IDR, not flagged
-                                 SimpleBlock(1, 120, 0x00, AvcFrame(0x41))})}));
-  o.s()->key_frame_pending = 1;
-  Frame f = ReadFrame(o.s());
-  EXPECT_EQ(f.time, 80 * kMs);
-  EXPECT_EQ(f.bytes, (Bytes{0, 0, 0, 1, 0x65, 0x80}));
-  EXPECT_EQ(o.s()->key_frame_pending, 0);
-  EXPECT_EQ(ReadFrame(o.s()).time, 120 * kMs);  // no more dropping
 }
 
 // After a seek, frames are dropped until a key frame by the same rule: a referencing

@@ -15,35 +15,6 @@ namespace {
 
 using namespace id;
 
-std::vector<uint8_t> TwoClusterFile() {
-  return MkvFile(
-      {MinimalInfo(), OneTrack(),
-       Cluster({Uint(kTimecode, 0), SimpleBlock(1, 0, 0x80, {1}), SimpleBlock(1, 40, 0, {2})}),
-       Cluster({Uint(kTimecode, 80), SimpleBlock(1, 0, 0, {3})})});
-}
-
-TEST(StreamOpen, OpenCloseAndReopenStartsOver) {
-  Created c(TwoClusterFile());
-  ASSERT_EQ(c.err(), 0);
-  int32_t err = 99;
-  QMKVDS_CTX* s = qmkvds_open(c.ctx(), 0, &err);
-  ASSERT_NE(s, nullptr);
-  EXPECT_EQ(err, 0);
-  EXPECT_EQ(s, &c.ctx()->streams[0]);
-  EXPECT_EQ(s->self, s);
-  EXPECT_EQ(s->prev_block_time, -1);
-  EXPECT_EQ(ReadFrame(s).bytes, std::vector<uint8_t>{1});
-  EXPECT_EQ(ReadFrame(s).bytes, std::vector<uint8_t>{2});
-  qmkvds_close(s);
-  EXPECT_EQ(s->fp, nullptr);
-  EXPECT_EQ(s->open, 0);
-  ASSERT_EQ(qmkvds_open(c.ctx(), 0, &err), s);
-  EXPECT_EQ(s->prev_block_time, -1);
-  Frame f = ReadFrame(s);
-  EXPECT_EQ(f.bytes, std::vector<uint8_t>{1});
-  EXPECT_EQ(f.time, 0);
-}
-
 TEST(StreamOpen, NeedsAClusterOrCues) {
   // Creation already refuses a file without a Cluster; the stream checks again on its own, as
   // seen here with the flags cleared after creation.
