@@ -609,53 +609,5 @@ TEST(VidCfgAv1, RecordsAndObus) {
 // ---------------------------------------------------------------------------------------------
 // Hostile bytes for every codec
 
-uint32_t Lcg(uint32_t* s) {
-  *s = *s * 1664525u + 1013904223u;
-  return *s >> 8;
-}
-
-TEST(VidCfgHostile, ZerosNoiseAndStartCodes) {
-  const char kCodes[][5] = {"AVC1", "hvc1", "MP4V", "mpg2", "H263", "av01"};
-  // Start codes and unit headers each parser looks for, planted in noise.
-  const Bytes kPrefixes[] = {
-      {0, 0, 0, 1, 0x67},
-      {0, 0, 0, 1, 0x42, 0x01},
-      {0, 0, 1, 0xB0},
-      {0, 0, 1, 0x20},
-      {0, 0, 1, 0xB3},
-      {0, 0, 1, 0xB5},
-      {0, 0, 0x80},
-      {0x0A, 0x0B},
-      {0x81, 0x00, 0x0C, 0x00, 0x0A},
-  };
-  uint32_t seed = 12345;
-  int outcomes[3] = {0, 0, 0};
-  for (const auto& code : kCodes) {
-    for (size_t size : {0u, 1u, 3u, 4u, 5u, 16u, 64u, 300u}) {
-      const Parsed z = Parse(Bytes(size, 0), code);
-      EXPECT_NE(z.r, 0) << code << " zeros " << size;
-    }
-    for (const Bytes& prefix : kPrefixes) {
-      for (int round = 0; round < 200; ++round) {
-        Bytes b = prefix;
-        const size_t extra = Lcg(&seed) % 80;
-        for (size_t i = 0; i < extra; ++i) b.push_back(static_cast<uint8_t>(Lcg(&seed)));
-        const Parsed p = Parse(b, code);
-        ++outcomes[p.r < 0 ? 0 : p.r == 0 ? 1 : 2];
-        if (p.r == 0) {
-          // Whatever noise passes for a header still gives a sane size.
-          EXPECT_GT(p.cfg.width, 0u);
-          EXPECT_LE(p.cfg.width, 16384u);
-          EXPECT_GT(p.cfg.height, 0u);
-          EXPECT_LE(p.cfg.height, 16384u);
-        } else {
-          EXPECT_EQ(p.cfg.width, 0u);
-        }
-      }
-    }
-  }
-  EXPECT_GT(outcomes[0], 0);  // noise behind a start code is mostly refused
-}
-
 }  // namespace
 }  // namespace mkvtest

@@ -59,9 +59,6 @@ TEST(PluginEntry, SharedLibraryExportsOnlyTheDefinition) {
 }
 
 // ------------------------------------------------------------------------------------------
-// Files that cannot be opened
-
-// ------------------------------------------------------------------------------------------
 // Track formats
 
 // One track's format from a file of Info, these tracks and one Cluster.

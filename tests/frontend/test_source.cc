@@ -221,12 +221,6 @@ TEST(PluginPcm, ConversionWorksOnTheRangeWhereverItStarted) {
 }
 
 // ------------------------------------------------------------------------------------------
-// Buffer metadata
-
-// ------------------------------------------------------------------------------------------
-// Statuses that leave the source usable
-
-// ------------------------------------------------------------------------------------------
 // Framework misuse is fatal, with the condition and the place in the message
 
 void PrintCondition(const char* cond, const char*, const char*) {

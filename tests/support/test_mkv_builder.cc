@@ -10,26 +10,10 @@ namespace {
 
 using B = std::vector<uint8_t>;
 
-// `head` followed by `n` copies of `fill`.
-B Then(B head, size_t n, uint8_t fill) {
-  head.insert(head.end(), n, fill);
-  return head;
-}
-
 B Concat(const std::vector<B>& parts) {
   B out;
   for (const B& p : parts) out.insert(out.end(), p.begin(), p.end());
   return out;
-}
-
-TEST(MkvBuilder, SizeUsesShortestWidthThatIsNotAllOnes) {
-  EXPECT_EQ(Serialize(Binary(0xEC, B(126, 0))), Then({0xEC, 0xFE}, 126, 0));
-  EXPECT_EQ(Serialize(Binary(0xEC, B(127, 0))), Then({0xEC, 0x40, 0x7F}, 127, 0));
-  EXPECT_EQ(Serialize(Binary(0xEC, B(16382, 7))), Then({0xEC, 0x7F, 0xFE}, 16382, 7));
-  EXPECT_EQ(Serialize(Binary(0xEC, B(16383, 7))), Then({0xEC, 0x20, 0x3F, 0xFF}, 16383, 7));
-  EXPECT_EQ(EncodeVint(0), (B{0x80}));
-  EXPECT_EQ(EncodeVint((uint64_t{1} << 56) - 2),
-            (B{0x01, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFE}));
 }
 
 TEST(MkvBuilder, ForcedAndUnknownSizes) {

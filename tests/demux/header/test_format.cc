@@ -55,44 +55,6 @@ Block FormatOf(Element track) {
   return FormatOf(c.ctx());
 }
 
-Bytes Unit(Bytes nal) {
-  nal.insert(nal.begin(), {0, 0, 0, 1});
-  return nal;
-}
-
-Bytes Cat(std::initializer_list<Bytes> parts) {
-  Bytes out;
-  for (const Bytes& p : parts) out.insert(out.end(), p.begin(), p.end());
-  return out;
-}
-
-TEST(FormatAvc, FirstSpsAndFirstPpsAsStartCodeUnits) {
-  const Bytes sps1 = {0x67, 1, 2, 3}, sps2 = {0x67, 9}, pps1 = {0x68, 4, 5}, pps2 = {0x68, 7};
-  const Bytes avcc = Cat(
-      {{1, 0x64, 0, 0x1E, 0xFF, 0xE2, 0, 4}, sps1, {0, 2}, sps2, {2, 0, 3}, pps1, {0, 2}, pps2});
-  Block b = FormatOf(VideoTrack(1, {Private(avcc)}, "V_MPEG4/ISO/AVC"));
-  EXPECT_EQ(b.query_status, 0);
-  EXPECT_EQ(b.status, 0);
-  EXPECT_EQ(b.bytes, Cat({Unit(sps1), Unit(pps1)}));
-  EXPECT_EQ(b.queried, b.bytes.size());
-
-  // Seven bytes, an SPS past the end, no PPS count: no block.
-  for (const Bytes& broken :
-       {Bytes{1, 0x64, 0, 0x1E, 0xFF, 0xE1, 0}, Bytes{1, 0x64, 0, 0x1E, 0xFF, 0xE1, 0, 9, 0x67},
-        Cat({{1, 0x64, 0, 0x1E, 0xFF, 0xE1, 0, 4}, sps1})}) {
-    Block none = FormatOf(VideoTrack(1, {Private(broken)}, "V_MPEG4/ISO/AVC"));
-    EXPECT_EQ(none.query_status, 0);
-    EXPECT_EQ(none.queried, 0u);
-  }
-
-  // A buffer one byte short: length 0, and still no error.
-  Created c(OneTrackFile(VideoTrack(1, {Private(avcc)}, "V_MPEG4/ISO/AVC")));
-  Bytes small(Cat({Unit(sps1), Unit(pps1)}).size() - 1, 0xEE);
-  uint32_t size = static_cast<uint32_t>(small.size());
-  EXPECT_EQ(qmkvd_get_format(c.ctx(), 0, small.data(), &size), 0);
-  EXPECT_EQ(size, 0u);
-}
-
 TEST(FormatAac, ConfigSynthesisedFromRateAndChannels) {
   auto aac = [](const char* id, uint32_t rate, uint32_t channels) {
     return FormatOf(

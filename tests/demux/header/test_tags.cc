@@ -49,28 +49,6 @@ TEST(Tags, TableIsBounded) {
   EXPECT_EQ(c.ctx()->tags.count, 1000u);
 }
 
-TEST(Metadata, SimpleTagNamesFillTheirSlotsFirstValueWins) {
-  Created c(FileWithTags({Master(
-      kTag, {Simple("ARTIST", ""), Simple("BAND", "The Band"), Simple("ARTIST", "Later"),
-             Simple("ALBUM", "Album"), Simple("DESCRIPTION", "Desc"), Simple("COMMENT", "Comment"),
-             Simple("GENRE", "Jazz"), Simple("COMPOSER", "Comp"), Simple("SCREENPLAY_BY", "Writer"),
-             Simple("title", "lower case is not TITLE"), Simple("TITLE", "Tag title")})}));
-  ASSERT_EQ(c.err(), 0);
-  const QMKVD_METADATA* m = c.info().metadata;
-  ASSERT_NE(m, nullptr);
-  EXPECT_EQ(SlotText(m, 1), "Tag title");
-  EXPECT_EQ(SlotText(m, 2), "The Band");
-  EXPECT_EQ(SlotText(m, 3), "Album");
-  EXPECT_EQ(SlotText(m, 4), "Jazz");  // a comment or description is no genre
-  EXPECT_EQ(m->slots[4].length, 0u);
-  EXPECT_EQ(m->slots[5].length, 0u);
-  EXPECT_EQ(SlotText(m, 7), "Comp");
-  EXPECT_EQ(SlotText(m, 8), "Writer");
-  EXPECT_EQ(m->slots[8].length, 0u);  // no DateUTC, no date
-  EXPECT_EQ(m->slots[0].kind, 703u);
-  EXPECT_EQ(m->year, 0);
-}
-
 // DateUTC is the file's date, in ISO 8601's basic form; it says nothing of the year.
 TEST(Metadata, DateFromDateUtc) {
   const int64_t year_ns = 31536000000000000LL;  // 365 days

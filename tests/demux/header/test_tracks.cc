@@ -20,54 +20,6 @@ std::vector<uint8_t> FileWithTracks(std::vector<Element> entries) {
   return MkvFile({MinimalInfo(), Tracks(std::move(entries)), SmallCluster()});
 }
 
-TEST(Tracks, ReadsTheTrackValues) {
-  Created c(FileWithTracks({TrackEntry({
-      Uint(kTrackNumber, 7),
-      Uint(kTrackUid, 0x1122334455667788ull),
-      Uint(kTrackType, 1),
-      Uint(kFlagEnabled, 1),
-      Uint(kFlagDefault, 1),
-      Uint(kFlagForced, 1),
-      Uint(kFlagLacing, 1),
-      Uint(kDefaultDuration, 40000000),
-      String(kName, "Main"),
-      String(kLanguage, "ger"),
-      String(kCodecId, "V_VP9"),
-      Binary(kCodecPrivate, {1, 2, 3}),
-      String(kCodecName, "vp9"),
-      Uint(kSeekPreRoll, 80000000),
-      Uint(kCodecDelay, 6500000),
-      Master(kVideo, {Uint(kPixelWidth, 1920), Uint(kPixelHeight, 1080), Uint(kDisplayWidth, 1440),
-                      Uint(kDisplayUnit, 3)}),
-  })}));
-  ASSERT_EQ(c.err(), 0);
-  const QMKVD_TRACK& t = c.ctx()->tracks.slots[0];
-  EXPECT_EQ(t.number, 7u);
-  EXPECT_EQ(t.uid, 0x1122334455667788ull);
-  EXPECT_EQ(t.type, 1);
-  EXPECT_EQ(t.flag_enabled + t.flag_default + t.flag_forced + t.flag_lacing, 4);
-  EXPECT_EQ(t.default_duration, 40000000u);
-  EXPECT_STREQ(t.name, "Main");
-  EXPECT_STREQ(t.language, "ger");
-  EXPECT_STREQ(t.codec_id, "V_VP9");
-  ASSERT_EQ(t.codec_private_size, 3u);
-  EXPECT_EQ(t.codec_private[2], 3);
-  EXPECT_STREQ(t.codec_name, "vp9");
-  EXPECT_EQ(t.seek_pre_roll, 80000000u);
-  EXPECT_EQ(t.codec_delay, 6500000u);
-  EXPECT_EQ(t.video.pixel_width, 1920u);
-  EXPECT_EQ(t.video.pixel_height, 1080u);
-  EXPECT_EQ(t.video.display_width, 1440u);
-  EXPECT_EQ(t.video.display_unit, 3u);
-  EXPECT_EQ(t.video.colour, nullptr);
-  // The stream holds a copy, sharing the owned buffers.
-  const QMKVDS_CTX& s = c.ctx()->streams[0];
-  EXPECT_EQ(s.track.number, 7u);
-  EXPECT_EQ(s.track.codec_private, t.codec_private);
-  EXPECT_EQ(s.frame_duration, 400000);
-  EXPECT_EQ(s.kind, 1);
-}
-
 TEST(Tracks, DefaultsWhenAbsent) {
   Created c(FileWithTracks({TrackEntry({Uint(kTrackNumber, 1), Uint(kTrackType, 2)})}));
   ASSERT_EQ(c.err(), 0);

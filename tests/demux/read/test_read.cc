@@ -238,8 +238,6 @@ TEST(HeaderStripping, EveryLaceGetsTheStrippedBytesBack) {
             (std::vector<Bytes>{{0xFF, 0xFB, 1, 2, 0xFF, 0xFB, 3}, {0xFF, 0xFB, 4}}));
 }
 
-// --- size-only queries and small buffers ---
-
 // --- NAL rewriting and key frames after a seek ---
 
 Element AvcTrack(uint8_t length_byte, std::vector<Element> extra = {}) {
@@ -279,8 +277,6 @@ TEST(AvcFrames, GivesUpAfterTenThousandDroppedFrames) {
   // Still waiting for a key frame: the next call goes on and finds the IDR.
   EXPECT_EQ(ReadFrame(o.s()).bytes, (Bytes{0, 0, 0, 1, 0x65, 0x80}));
 }
-
-// --- decoding-order times ---
 
 }  // namespace
 }  // namespace mkvtest

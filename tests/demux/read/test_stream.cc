@@ -67,33 +67,5 @@ TEST(ClusterList, OneNodePerClusterEndingAtTheCues) {
 
 // --- the cluster walkers ---
 
-TEST(ClusterWalk, LeadingChildrenAndTheFirstBlock) {
-  std::vector<uint8_t> bytes = MkvFile(
-      {MinimalInfo(), OneTrack(),
-       Cluster({Uint(kTimecode, 7), Uint(0xA7, 1234), Uint(0xAB, 99), Master(kVoid, {}),
-                Binary(kVoid, {0, 0}), BlockGroup({Block(1, 3, 0, {1, 2}), Uint(0x9B, 12)})})});
-  Created c(bytes);
-  QMKVDS_CTX* s = qmkvds_open(c.ctx(), 0, nullptr);
-  ASSERT_NE(s, nullptr);
-  EXPECT_EQ(s->cluster.timecode, 7u);
-  EXPECT_EQ(s->cluster.position, 1234u);
-  EXPECT_EQ(s->cluster.prev_size, 99u);
-  EXPECT_GT(s->cluster.blockgroup_size, 0u);
-  EXPECT_EQ(s->cluster.simpleblock_size, 0u);
-
-  QMKVD_BLOCK_LOCATOR stop_at_block = QMKVD_BLOCK_LOCATOR();
-  QMKVD_CLUSTER_STATE cursor = s->cluster;
-  EXPECT_EQ(parse_cluster_blockgroup(s->mfal, s->fp, &stop_at_block, &cursor, 0), 0);
-  EXPECT_EQ(stop_at_block.duration, 0u);  // BlockDuration comes after the Block
-  EXPECT_EQ(stop_at_block.size, 6u);      // track, timecode, flags, two bytes
-  QMKVD_BLOCK_LOCATOR whole = QMKVD_BLOCK_LOCATOR();
-  cursor = s->cluster;
-  EXPECT_EQ(parse_cluster_blockgroup(s->mfal, s->fp, &whole, &cursor, 1), 0);
-  EXPECT_EQ(whole.duration, 12u);
-  EXPECT_EQ(whole.data_pos, stop_at_block.data_pos);
-  // After the only block the cursor names what follows the Cluster: no block there.
-  EXPECT_EQ(parse_cluster_blockgroup(s->mfal, s->fp, &whole, &cursor, 1), -1);
-}
-
 }  // namespace
 }  // namespace mkvtest
