@@ -4,7 +4,6 @@
 
 #include <fstream>
 #include <iterator>
-#include <map>
 #include <sstream>
 
 #include <nlohmann/json.hpp>
@@ -30,38 +29,6 @@ bool ToInt(const std::string& s, int64_t* value) {
 
 std::string At(int line, const std::string& what) {
   return "line " + std::to_string(line) + ": " + what;
-}
-
-// One packet record: "packet|key=value|...". A packet with side data has its data_hash on the
-// following line, which starts with '|' instead of "packet".
-std::string ParseRecord(const std::string& record, int line, RefPacket* p) {
-  std::map<std::string, std::string> fields;
-  std::stringstream in(record);
-  std::string field;
-  while (std::getline(in, field, '|')) {
-    size_t eq = field.find('=');
-    if (eq != std::string::npos) fields[field.substr(0, eq)] = field.substr(eq + 1);
-  }
-  for (const char* key : {"stream_index", "pts", "size", "pos", "flags", "data_hash"}) {
-    if (!fields.count(key)) return At(line, std::string("no ") + key);
-  }
-  int64_t v;
-  if (!ToInt(fields["stream_index"], &v)) return At(line, "bad stream_index");
-  p->stream = static_cast<int>(v);
-  p->codec_type = fields["codec_type"];
-  if (fields["pts"] != "N/A") {
-    if (!ToInt(fields["pts"], &p->pts)) return At(line, "bad pts");
-    p->has_pts = true;
-  }
-  if (!ToInt(fields["size"], &v) || v < 0) return At(line, "bad size");
-  p->size = static_cast<uint32_t>(v);
-  if (!ToInt(fields["pos"], &p->pos)) return At(line, "bad pos");
-  p->key = fields["flags"].find('K') != std::string::npos;
-  const std::string& hash = fields["data_hash"];
-  if (hash.compare(0, 4, "MD5:") != 0 || hash.size() != 36) return At(line, "bad data_hash");
-  p->md5 = hash.substr(4);
-  p->line = line;
-  return "";
 }
 
 // The CSV fields in ffprobe's order; codec_type is not among them. A packet with side data
@@ -145,36 +112,6 @@ std::string ParsePacketsCsv(const std::string& text, std::vector<RefPacket>* out
   return flush();
 }
 
-std::string ParsePackets(const std::string& text, std::vector<RefPacket>* out) {
-  out->clear();
-  std::stringstream in(text);
-  std::string line, record;
-  int number = 0, record_line = 0;
-  auto flush = [&]() -> std::string {
-    if (record.empty()) return "";
-    RefPacket p;
-    std::string error = ParseRecord(record, record_line, &p);
-    if (error.empty()) out->push_back(p);
-    record.clear();
-    return error;
-  };
-  while (std::getline(in, line)) {
-    ++number;
-    if (line.empty()) continue;
-    if (line.compare(0, 7, "packet|") == 0) {
-      std::string error = flush();
-      if (!error.empty()) return error;
-      record = line;
-      record_line = number;
-    } else if (line[0] == '|' && !record.empty()) {
-      record += line;
-    } else {
-      return At(number, "not a packet record");
-    }
-  }
-  return flush();
-}
-
 std::string ParseStreams(const std::string& text, std::vector<RefStream>* out) {
   static const char* const kHdrKeys[] = {"max_content",   "max_average",   "red_x",
                                          "red_y",         "green_x",       "green_y",
@@ -223,29 +160,14 @@ std::string ParseStreams(const std::string& text, std::vector<RefStream>* out) {
   return out->empty() ? "no streams" : "";
 }
 
-namespace {
-
-std::string Load(const std::string& base, const std::string& packets_suffix,
-                 std::string (*parse_packets)(const std::string&, std::vector<RefPacket>*),
-                 FfprobeRef* out) {
-  std::string packets, streams;
-  if (!ReadText(base + packets_suffix, &packets)) return "cannot read " + base + packets_suffix;
-  if (!ReadText(base + ".streams.json", &streams)) return "cannot read " + base + ".streams.json";
-  std::string error = parse_packets(packets, &out->packets);
-  if (!error.empty()) return base + packets_suffix + " " + error;
-  error = ParseStreams(streams, &out->streams);
-  if (!error.empty()) return base + ".streams.json " + error;
-  return "";
-}
-
-}  // namespace
-
 std::string LoadFfprobeRef(const std::string& base, FfprobeRef* out) {
-  return Load(base, ".packets.txt", ParsePackets, out);
-}
-
-std::string LoadFfprobeCsvRef(const std::string& base, FfprobeRef* out) {
-  return Load(base, ".packets.csv", ParsePacketsCsv, out);
+  std::string packets, streams;
+  if (!ReadText(base + ".packets.csv", &packets)) return "cannot read " + base + ".packets.csv";
+  if (!ReadText(base + ".streams.json", &streams)) return "cannot read " + base + ".streams.json";
+  std::string error = ParsePacketsCsv(packets, &out->packets);
+  if (!error.empty()) return base + ".packets.csv " + error;
+  error = ParseStreams(streams, &out->streams);
+  return error.empty() ? "" : base + ".streams.json " + error;
 }
 
 std::vector<RefPacket> FfprobeRef::PacketsOf(int stream) const {
