@@ -577,15 +577,6 @@ TEST_P(Conformance, PacketsMatchFfprobeReadInTurn) {
   }
 }
 
-// ffprobe reads the WebM file; the extractor leaves it to the framework's WebM extractor.
-TEST(ConformanceRules, WebmIsNotClaimed) {
-  FfprobeRef ref;
-  ASSERT_EQ(LoadRefOf("conformance/vp9_opus.webm", &ref), "");
-  EXPECT_FALSE(ref.packets.empty());
-  float confidence = 0;
-  EXPECT_EQ(Plugin(ReadDataFile("conformance/vp9_opus.webm")).Sniff(&confidence), nullptr);
-}
-
 // mkvmerge wrote Colour and MasteringMetadata into this file (the HEVC stream's own SEI says the
 // same). ffprobe's names and side data, turned into the platform's colour values and its HDR
 // static info (type 1: chromaticities in units of 0.00002, luminances in cd/m2 and 0.0001

@@ -11,17 +11,6 @@ namespace {
 
 const char kHeaderTag[] = "qmkvd_header";
 
-TEST(HeaderParse, FileThatIsNotEbmlIsRefused) {
-  std::vector<uint8_t> bytes = MinimalFile();
-  bytes[3] = 0xA4;
-  LogCapture log;
-  Created c(bytes);
-  EXPECT_EQ(c.err(), -6);
-  EXPECT_EQ(c.ctx(), nullptr);
-  EXPECT_TRUE(log.Has(6, kHeaderTag, "[parser] ebml is not founded")) << log.Dump();
-  EXPECT_TRUE(log.Has(6, "qmkvd", "[qmkvd_create] header parsing failed")) << log.Dump();
-}
-
 TEST(HeaderParse, NeedsInfoTracksAndACluster) {
   std::vector<std::vector<Element>> incomplete = {
       {OneTrack(), SmallCluster()},
