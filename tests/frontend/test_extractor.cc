@@ -9,12 +9,9 @@
 
 #include "common/qcmn_formatkeys.h"
 #include "common/qcmn_fourcc.h"
-#include "log_capture.h"
 #include "mkv_ids.h"
 #include "mkv_shapes.h"
 #include "plugin_harness.h"
-#include "plugin_peer.h"
-#include "real_file.h"
 
 namespace android {
 extern "C" ExtractorDef GETEXTRACTORDEF();

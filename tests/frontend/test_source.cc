@@ -8,12 +8,10 @@
 #include <host/host_binder.h>
 #include <host/host_log.h>
 
-#include "log_capture.h"
 #include "mkv_ids.h"
 #include "mkv_shapes.h"
 #include "plugin_harness.h"
 #include "plugin_peer.h"
-#include "real_file.h"
 
 namespace mkvtest {
 namespace {

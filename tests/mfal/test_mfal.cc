@@ -1,10 +1,9 @@
-// The file access layer: positions, reads at and past the end, argument checks and their
-// messages, and the record's lifecycle.
+// The file access layer over the framework's data source: reads advance the handle's own
+// position, and stop short at the end.
 #include <gtest/gtest.h>
 
 #include <string.h>
 
-#include "log_capture.h"
 #include "mem_source.h"
 
 namespace mkvtest {

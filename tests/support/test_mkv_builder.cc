@@ -16,21 +16,6 @@ B Concat(const std::vector<B>& parts) {
   return out;
 }
 
-TEST(MkvBuilder, ForcedAndUnknownSizes) {
-  EXPECT_EQ(Serialize(Binary(0xEC, {1, 2, 3}).SizeWidth(8)),
-            (B{0xEC, 0x01, 0, 0, 0, 0, 0, 0, 0x03, 1, 2, 3}));
-  EXPECT_EQ(Serialize(Binary(0xEC, {1, 2, 3}).SizeWidth(2)), (B{0xEC, 0x40, 0x03, 1, 2, 3}));
-  EXPECT_EQ(Serialize(Binary(0xEC, {1}).UnknownSize()), (B{0xEC, 0xFF, 1}));
-  EXPECT_EQ(Serialize(Binary(0xEC, {1}).SizeWidth(8).UnknownSize()),
-            (B{0xEC, 0x01, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 1}));
-  // The order of the modifiers does not matter, and lvalues chain too.
-  Element e = Binary(0xEC, {1});
-  e.UnknownSize().SizeWidth(2);
-  EXPECT_EQ(Serialize(e), (B{0xEC, 0x7F, 0xFF, 1}));
-  EXPECT_EQ(HeaderSize(e), 3u);
-  EXPECT_EQ(EncodedSize(e), 4u);
-}
-
 TEST(MkvBuilder, XiphLacing) {
   EXPECT_EQ(Serialize(XiphLacedBlock(1, 0, 0x80, {{0xA1, 0xA2}, {0xB1}, {0xC1, 0xC2, 0xC3}})),
             (B{0xA3, 0x8D, 0x81, 0x00, 0x00, 0x82, 0x02, 0x02, 0x01, 0xA1, 0xA2, 0xB1, 0xC1, 0xC2,

@@ -10,8 +10,6 @@ namespace {
 
 using namespace id::colour;  // NOLINT: the element IDs read best unqualified here
 
-const int64_t kAbsent = 0x7FFFFFFFFFFFFFFFLL;
-
 // Creates a file whose only track's Video holds this Colour, and returns its colour record.
 class ColourFile {
  public:
@@ -30,22 +28,6 @@ class ColourFile {
  private:
   Created created_;
 };
-
-TEST(Colour, OnlyWhatIsPresentIsSet) {
-  ColourFile f({Uint(kTransfer, 16)});
-  ASSERT_EQ(f.err(), 0);
-  ASSERT_NE(f.colour(), nullptr);
-  EXPECT_EQ(f.colour()->transfer_characteristics, 16);
-  for (int64_t v :
-       {f.colour()->matrix_coefficients, f.colour()->bits_per_channel,
-        f.colour()->chroma_subsampling_horz, f.colour()->chroma_subsampling_vert,
-        f.colour()->cb_subsampling_horz, f.colour()->cb_subsampling_vert,
-        f.colour()->chroma_siting_horz, f.colour()->chroma_siting_vert, f.colour()->range,
-        f.colour()->primaries, f.colour()->max_cll, f.colour()->max_fall}) {
-    EXPECT_EQ(v, kAbsent);
-  }
-  EXPECT_EQ(f.mastering(), nullptr);
-}
 
 TEST(Colour, ValuesKeepTheirLow32Bits) {
   ColourFile f({Uint(kMatrix, 9), Uint(kBits, 10), Uint(kRange, 1), Uint(kPrimaries, 9),

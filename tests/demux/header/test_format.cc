@@ -8,11 +8,9 @@
 #include "demux/header/qmkvd_format.h"
 #include "demux/read/qmkvd_stream.h"
 #include "demux_harness.h"
-#include "ffprobe_ref.h"
 #include "log_capture.h"
 #include "mkv_ids.h"
 #include "mkv_shapes.h"
-#include "real_file.h"
 
 namespace mkvtest {
 namespace {

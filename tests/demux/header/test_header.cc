@@ -25,16 +25,5 @@ TEST(HeaderParse, NeedsInfoTracksAndACluster) {
   }
 }
 
-TEST(HeaderParse, UnknownSizeSegmentEndsWhereNoHeaderCanBeRead) {
-  LogCapture log;
-  std::vector<uint8_t> bytes =
-      Serialize({EbmlHeader(),
-                 Segment({MinimalInfo(), OneTrack(), SmallCluster()}).SizeWidth(8).UnknownSize()});
-  HeaderParse p(bytes);
-  EXPECT_EQ(p.status(), 0);
-  EXPECT_EQ(p->segment_size, 72057594037927935LL);
-  EXPECT_TRUE(log.Has(6, kHeaderTag, "Unknown data. Check file. Abnormal file.")) << log.Dump();
-}
-
 }  // namespace
 }  // namespace mkvtest

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include "demux_harness.h"
-#include "log_capture.h"
 #include "mkv_ids.h"
 #include "mkv_shapes.h"
 
@@ -35,22 +34,6 @@ uint64_t OffsetOf(const std::vector<Element>& children, size_t i) {
 // A byte that no element header can start with: the level-1 walk ends there.
 Element Wall() {
   return Raw({0x00});
-}
-
-TEST(SeekHead, FindsInfoAndTracksBehindTheClusters) {
-  std::vector<Element> kids = {SeekHead({FixedSeek(kInfo, 0), FixedSeek(kTracks, 0)}),
-                               SmallCluster(), Wall(), MinimalInfo(), OneTrack()};
-  kids[0] = SeekHead({FixedSeek(kInfo, OffsetOf(kids, 3)), FixedSeek(kTracks, OffsetOf(kids, 4))});
-  HeaderParse p(MkvFile(kids));
-  EXPECT_EQ(p.status(), 0);
-  EXPECT_EQ(p->found.seekhead, 1);
-  EXPECT_EQ(p->info.timecode_scale, 1000000u);
-  EXPECT_STREQ(p->info.muxing_app, "mkvtest");
-  EXPECT_EQ(p->found.tracks, 1);
-
-  // Without the SeekHead the same layout cannot be opened.
-  HeaderParse without(MkvFile({SmallCluster(), Wall(), MinimalInfo(), OneTrack()}));
-  EXPECT_EQ(without.status(), -1);
 }
 
 // A Seek that names another SeekHead is followed (mkvmerge and mkvpropedit put a second one

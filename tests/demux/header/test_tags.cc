@@ -4,7 +4,6 @@
 #include <string.h>
 
 #include "demux_harness.h"
-#include "log_capture.h"
 #include "mkv_ids.h"
 #include "mkv_shapes.h"
 
@@ -24,22 +23,6 @@ std::vector<uint8_t> FileWithTags(std::vector<Element> tags, std::vector<Element
 std::string SlotText(const QMKVD_METADATA* m, int slot) {
   const QMKVD_METADATA_SLOT& s = m->slots[slot - 1];
   return std::string(reinterpret_cast<const char*>(s.text), s.length);
-}
-
-TEST(Tags, EverySimpleTagInFileOrderAcrossTags) {
-  std::vector<Element> simple;
-  for (int i = 0; i < 21; ++i) simple.push_back(Simple("N" + std::to_string(i), "v"));
-  Created c(FileWithTags(
-      {Master(kTag, {Master(kTargets, {Uint(0x68CA, 50)}),
-                     Master(kSimpleTag, {String(kTagName, "FIRST"), String(kTagLanguage, "fre")})}),
-       Master(kTag, simple)}));
-  ASSERT_EQ(c.err(), 0);
-  const QMKVD_TAGS& tags = c.ctx()->tags;
-  ASSERT_EQ(tags.count, 22u);
-  EXPECT_EQ(tags.capacity, 40u);
-  EXPECT_STREQ(tags.entries[0].name, "FIRST");
-  EXPECT_STREQ(tags.entries[0].language, "fre");
-  EXPECT_STREQ(tags.entries[21].name, "N20");
 }
 
 TEST(Tags, TableIsBounded) {

@@ -77,23 +77,5 @@ TEST(NalRewrite, EveryLengthWidthBecomesAStartCode) {
   }
 }
 
-TEST(NalRewrite, StrippedBytesStartTheFirstLengthField) {
-  // The file lost the first two bytes of a 4-byte length field.
-  std::vector<uint8_t> file = {0xEE, 0xEE, 0, 5, 0x65, 1, 2, 3, 4};
-  const uint8_t prefix[2] = {0, 0};
-  Handle h(file, 2);
-  std::vector<uint8_t> out(32);
-  uint32_t written = 0;
-  EXPECT_EQ(modify_nal_header3(h.mfal(), h.fp(), out.data(), 7, 32, 4, &written, 2, prefix), 0);
-  out.resize(written);
-  EXPECT_EQ(out, (std::vector<uint8_t>{0, 0, 0, 1, 0x65, 1, 2, 3, 4}));
-  // A prefix as long as the length field gives the frame up.
-  Handle h2(file, 2);
-  const uint8_t long_prefix[4] = {0, 0, 0, 5};
-  EXPECT_EQ(modify_nal_header3(h2.mfal(), h2.fp(), out.data(), 7, 32, 4, &written, 4, long_prefix),
-            0);
-  EXPECT_EQ(written, 0u);
-}
-
 }  // namespace
 }  // namespace mkvtest

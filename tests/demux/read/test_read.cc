@@ -53,36 +53,10 @@ std::vector<Bytes> Payloads(const std::vector<Frame>& frames) {
   return out;
 }
 
-std::vector<int64_t> Times(const std::vector<Frame>& frames) {
-  std::vector<int64_t> out;
-  for (const Frame& f : frames) {
-    if (f.status == 0) out.push_back(f.time);
-  }
-  return out;
-}
-
 Bytes Filled(size_t n, uint8_t first) {
   Bytes b(n);
   for (size_t i = 0; i < n; ++i) b[i] = static_cast<uint8_t>(first + i);
   return b;
-}
-
-TEST(ReadFrames, OwnTrackAcrossClustersWithTimesAndSync) {
-  LogCapture log;
-  Opened o(FileOf({VideoTrack(1), VideoTrack(2)},
-                  {ClusterAt(0, {SimpleBlock(1, 0, 0x80, {1}), SimpleBlock(2, 0, 0x80, {9}),
-                                 SimpleBlock(1, 40, 0x00, {2})}),
-                   ClusterAt(1000, {SimpleBlock(2, 0, 0x80, {9}), SimpleBlock(1, 5, 0x80, {3})})}));
-  std::vector<Frame> frames = ReadAll(o.s());
-  ASSERT_EQ(frames.size(), 4u);
-  EXPECT_EQ(Payloads(frames), (std::vector<Bytes>{{1}, {2}, {3}}));
-  EXPECT_EQ(Times(frames), (std::vector<int64_t>{0, 40 * kMs, 1005 * kMs}));
-  EXPECT_EQ(frames[0].sync, 1);
-  EXPECT_EQ(frames[1].sync, 0);
-  EXPECT_EQ(frames[2].sync, 1);
-  EXPECT_EQ(frames[3].status, 1);
-  EXPECT_TRUE(log.Has(3, "qmkvd", "get_blockgroup no more find block data. maybe EOF"));
-  EXPECT_EQ(ReadFrame(o.s()).status, 1);  // and stays ended
 }
 
 // A Block's flags byte has no key bit: the Block of a BlockGroup is a key frame when its group

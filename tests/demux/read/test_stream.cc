@@ -5,7 +5,6 @@
 #include "demux/read/qmkvd_stream.h"
 #include "demux/seek/qmkvd_cluster.h"
 #include "demux_harness.h"
-#include "frame_reader.h"
 #include "log_capture.h"
 #include "mkv_ids.h"
 #include "mkv_shapes.h"

@@ -87,20 +87,6 @@ std::unique_ptr<PluginTrack> Start(Plugin* plugin) {
 
 class UnknownClusters : public ::testing::TestWithParam<bool> {};
 
-TEST_P(UnknownClusters, EveryFrameOfEveryClusterIsRead) {
-  Plugin plugin(LiveFile(GetParam()));
-  std::unique_ptr<PluginTrack> track = Start(&plugin);
-  ASSERT_NE(track, nullptr);
-  std::vector<Packet> packets;
-  EXPECT_EQ(track->ReadAll(&packets), AMEDIA_ERROR_END_OF_STREAM);
-  ASSERT_EQ(packets.size(), 20u);
-  for (size_t i = 0; i < packets.size(); ++i) {
-    EXPECT_EQ(packets[i].time_us, static_cast<int64_t>(200000 * i)) << i;
-    EXPECT_EQ(packets[i].bytes, i % 5 == 0 ? kIntra : kPredicted) << i;
-    EXPECT_EQ(packets[i].sync, i % 5 == 0 ? 1 : 0) << i;
-  }
-}
-
 // By the cues, straight to a Cluster of unknown size; without them, by crawling Clusters whose
 // ends are found by walking their children. Forward and back.
 TEST_P(UnknownClusters, SeeksLandInClustersOfUnknownSize) {

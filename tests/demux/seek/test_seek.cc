@@ -179,31 +179,6 @@ TEST(SeekByCues, CuesAtTheWrongPlacesAreDroppedForTheWholeFile) {
 
 // --- Without cues ----------------------------------------------------------------------------
 
-// Without cues each mode lands as it would by the cues: on the key frame at or before the
-// time, at or after it, or the nearer of the two (a tie to the earlier).
-TEST(SeekByCrawling, EachModeLandsOnItsKeyFrame) {
-  Opened f(SecondsFile(4));
-  QMKVDS_CTX* video = f.Open(0);
-  ExpectLanding(SeekAndRead(video, 1500, QMKVD_SEEK_BEFORE), 1000);
-  ExpectLanding(SeekAndRead(video, 1500, QMKVD_SEEK_AFTER), 2000);
-  ExpectLanding(SeekAndRead(video, 1400, QMKVD_SEEK_NEAREST), 1000);
-  ExpectLanding(SeekAndRead(video, 1500, QMKVD_SEEK_NEAREST), 1000);  // a tie: the earlier
-  ExpectLanding(SeekAndRead(video, 1600, QMKVD_SEEK_NEAREST), 2000);
-  ExpectLanding(SeekAndRead(video, 2000, QMKVD_SEEK_BEFORE), 2000);
-  ExpectLanding(SeekAndRead(video, 3900, QMKVD_SEEK_NEAREST), 3000);  // nothing after: before
-  int64_t out = 0;
-  EXPECT_EQ(qmkvds_seek_crawl(video, 1500 * kMs, &out, 0), 0);
-  EXPECT_EQ(out, 1000 * kMs);
-  EXPECT_EQ(ReadFrame(video).time, 1000 * kMs);
-  EXPECT_EQ(qmkvds_seek_crawl(video, 3900 * kMs, &out, 0), 0);  // the last Cluster's key frame
-  EXPECT_EQ(out, 3000 * kMs);
-  // Nothing at or after the time: the crawl runs off the last Cluster into the end of the
-  // file, or onto an element behind it: the end of the stream either way.
-  EXPECT_EQ(SeekMs(video, 3900, QMKVD_SEEK_AFTER, &out), 1);
-  Opened tagged(SecondsFile(2, {}, {}, Binary(0xEC, {0, 0})));
-  EXPECT_EQ(SeekMs(tagged.Open(0), 1900, QMKVD_SEEK_AFTER, &out), 1);
-}
-
 // A Void and a Tags element between Clusters end neither the cluster list, nor a seek, nor the
 // reading.
 TEST(SeekByCrawling, ElementsBetweenClustersAreSteppedOver) {
@@ -219,28 +194,6 @@ TEST(SeekByCrawling, ElementsBetweenClustersAreSteppedOver) {
   int frames = 1;  // the one read after the last seek
   while (ReadFrame(video).status == 0) ++frames;
   EXPECT_EQ(frames, 20);
-}
-
-// Every audio block is a sync point.
-TEST(SeekByCrawling, AudioLandsOnItsOwnBlocks) {
-  Opened f(SecondsFile(3));
-  QMKVDS_CTX* audio = f.Open(1);
-  const struct {
-    int64_t ms;
-    uint32_t mode;
-    int64_t landed_ms;
-    std::vector<uint8_t> bytes;
-  } rows[] = {{1200, QMKVD_SEEK_BEFORE, 1100, {0xA0, 1}},
-              {1200, QMKVD_SEEK_AFTER, 1500, {0xA5, 1}},
-              {1400, QMKVD_SEEK_NEAREST, 1500, {0xA5, 1}},
-              {50, QMKVD_SEEK_BEFORE, 0, {0xA0, 0}}};  // before the first block: the start
-  for (const auto& row : rows) {
-    int64_t out = 0;
-    ASSERT_EQ(SeekMs(audio, row.ms, row.mode, &out), 0) << row.ms;
-    EXPECT_EQ(out, row.landed_ms * kMs) << row.ms;
-    const Frame first = ReadFrame(audio);
-    EXPECT_EQ(first.bytes, row.bytes) << row.ms;
-  }
 }
 
 // One Cluster: a key frame, then `predicted` non-key frames 1 ms apart, then a key frame.
