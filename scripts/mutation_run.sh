@@ -62,19 +62,27 @@ if [ ! -f "$build/build.ninja" ]; then
     > "$logs/configure.log" 2>&1 || { cat "$logs/configure.log"; exit 1; }
 fi
 
-# Prints the failing tests (at most five), nothing when every test passed.
+# Prints the failing tests (at most five), nothing when every test passed. With ALL_FAILURES=1
+# every GoogleTest program runs whole and every failing test is printed (the other CTest tests
+# are then left out): the table of which test catches which fault.
 run_tests() {
-  local log=$1 failed="" bin
+  local log=$1 failed="" bin names
   : > "$log"
   for bin in $(find "$build/tests" -maxdepth 2 -type f -executable -name 'qmkv_*tests' | sort); do
     if ! timeout 300 "$bin" --gtest_brief=1 >> "$log" 2>&1; then
-      failed=$(grep -E '^\[  FAILED  \] [A-Za-z0-9_/]+\.[A-Za-z0-9_/]+' "$log" |
-               sed -E 's/^\[  FAILED  \] ([^ ,]+).*/\1/' | awk '!seen[$0]++' | head -5 | tr '\n' ' ')
-      [ -n "$failed" ] || failed="$(basename "$bin")(crashed) "
-      echo "$failed"
-      return
+      names=$(grep -E '^\[  FAILED  \] [A-Za-z0-9_/]+\.[A-Za-z0-9_/]+' "$log" |
+              sed -E 's/^\[  FAILED  \] ([^ ,]+).*/\1/' | awk '!seen[$0]++')
+      [ -n "$names" ] || names="$(basename "$bin")(crashed)"
+      failed="$failed $names"
+      [ -n "${ALL_FAILURES:-}" ] || break
     fi
   done
+  if [ -n "$failed" ]; then
+    if [ -n "${ALL_FAILURES:-}" ]; then echo $failed | tr ' ' '\n' | awk '!seen[$0]++' | tr '\n' ' '
+    else echo $failed | tr ' ' '\n' | head -5 | tr '\n' ' '; fi
+    return
+  fi
+  [ -z "${ALL_FAILURES:-}" ] || return 0
   (cd "$build" && ctest -j "$jobs" -E '\.' --timeout 120 --stop-on-failure) >> "$log" 2>&1
   sed -n '/The following tests FAILED/,$p' "$log" | grep -E '^\s+[0-9]+ - ' |
     sed -E 's/^\s+[0-9]+ - ([^ ]+).*/\1/' | head -5 | tr '\n' ' '
