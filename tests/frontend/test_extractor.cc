@@ -9,9 +9,11 @@
 
 #include "common/qcmn_formatkeys.h"
 #include "common/qcmn_fourcc.h"
+#include "log_capture.h"
 #include "mkv_ids.h"
 #include "mkv_shapes.h"
 #include "plugin_harness.h"
+#include "real_file.h"
 
 namespace android {
 extern "C" ExtractorDef GETEXTRACTORDEF();
@@ -272,6 +274,60 @@ TEST(PluginFileFormat, TagsBecomeStringKeys) {
   EXPECT_EQ(f.String(AMEDIAFORMAT_KEY_CHAR_ENCODING_TYPES),
             std::string("album=3:artist=3:composer=3:date=3:genre=3:title=3:") +
                 AMEDIAFORMAT_KEY_WRITER + "=3:");
+}
+
+// The framework's whole round (a source per track, read to its end, freed; then the extractor)
+// closes every stream handle exactly once: a second close would log "already closed".
+TEST(PluginExtractor, EveryStreamIsClosedOnce) {
+  LogCapture log;
+  {
+    Plugin p(ReadDataFile("sample.mkv"));
+    ASSERT_TRUE(p.Open());
+    for (size_t i = 0; i < p.CountTracks(); ++i) {
+      std::unique_ptr<PluginTrack> t = p.Track(i);
+      ASSERT_NE(t, nullptr);
+      ASSERT_EQ(t->Start(), AMEDIA_OK);
+      EXPECT_EQ(t->ReadAll(nullptr), AMEDIA_ERROR_END_OF_STREAM);
+      EXPECT_EQ(t->Stop(), AMEDIA_OK);
+    }
+    p.Close();
+  }
+  EXPECT_EQ(log.Dump().find("already closed"), std::string::npos) << log.Dump();
+}
+
+// A range is published only where the file states one (1 limited, 2 full): an absent Range,
+// 0 (unspecified) and 3 (derived from the matrix and transfer) leave the key out, so an
+// ordinary limited-range file is never shown as full range.
+TEST(PluginFormats, ColourRangeOnlyWhereTheFileStatesIt) {
+  const struct {
+    int64_t range;      // -1: no Range element
+    int32_t published;  // INT32_MIN: no key
+  } rows[] = {{-1, INT32_MIN}, {0, INT32_MIN}, {3, INT32_MIN}, {1, 2}, {2, 1}};
+  for (const auto& row : rows) {
+    std::vector<Element> colour = {Uint(kMatrix, 1), Uint(kPrimaries, 1), Uint(kTransfer, 1)};
+    if (row.range >= 0) colour.push_back(Uint(kRange, static_cast<uint64_t>(row.range)));
+    OneFormat one = ColourFormat(colour);
+    ASSERT_TRUE(one.opened);
+    EXPECT_EQ(one.format.Int32(AMEDIAFORMAT_KEY_COLOR_RANGE), row.published) << row.range;
+    EXPECT_EQ(one.format.Int32(AMEDIAFORMAT_KEY_COLOR_STANDARD), 1) << row.range;
+  }
+}
+
+TEST(PluginFormats, MalformedVorbisHeadersGiveNoCsd) {
+  // Lengths that run past the block: a run of 255s to its end, headers longer than it.
+  const Bytes bad[] = {VorbisPrivate(3), VorbisPrivate(2, 4), Bytes{2, 1},
+                       Bytes{2, 255, 255, 255, 255}, Bytes{2, 30, 200, 1, 3, 5}};
+  const char* messages[] = {"buf[0] != 0x02", "vorbis csd is malformed", "buf[0] != 0x02",
+                            "vorbis csd is malformed", "vorbis csd is malformed"};
+  for (size_t i = 0; i < 5; ++i) {
+    LogCapture log;
+    OneFormat one({AudioTrack(1, {Float(kSamplingFrequency, 48000.0), Uint(kChannels, 2)},
+                              "A_VORBIS", {Binary(kCodecPrivate, bad[i])})});
+    ASSERT_TRUE(one.opened);
+    EXPECT_FALSE(one.format.Has(AMEDIAFORMAT_KEY_CSD_0)) << i;
+    EXPECT_EQ(one.format.Int32(AMEDIAFORMAT_KEY_ERROR_TYPE), -1003) << i;
+    EXPECT_TRUE(log.Has(3, "QMKVExtractorSO", messages[i])) << i << log.Dump();
+  }
 }
 
 }  // namespace

@@ -274,5 +274,56 @@ TEST(PluginMisuseDeathTest, FormatWithoutMaximumInputSize) {
                "&max_size\\)\\) failed\\.");
 }
 
+TEST(PluginPcm, FloatOutputForTheMediaServer) {
+  host_binder_set_calling_uid(1013);
+  android::base::SetProperty("media.extractor.float", "true");
+  EXPECT_EQ(FirstBlock(PcmFile("A_PCM/INT/LIT", 24, {0x00, 0x00, 0x80, 0xFF, 0xFF, 0x7F})),
+            Floats({-1.0f, 8388607.0f / 8388608.0f}));
+  EXPECT_EQ(FirstBlock(PcmFile("A_PCM/INT/BIG", 32, {0x80, 0, 0, 0, 0x40, 0, 0, 0})),
+            Floats({-1.0f, 0.5f}));
+  // Float input stays as it is.
+  EXPECT_EQ(FirstBlock(PcmFile("A_PCM/FLOAT/IEEE", 32, Floats({0.25f, 3.0f}))),
+            Floats({0.25f, 3.0f}));
+  EXPECT_EQ(FirstBlock(PcmFile("A_PCM/FLOAT/IEEE", 64, Doubles({0.25, -3.0, 1e300}))),
+            Floats({0.25f, -3.0f, 3.0e38f}));
+  // 16 bits and less stay 16-bit.
+  EXPECT_EQ(FirstBlock(PcmFile("A_PCM/INT/LIT", 16, {0x34, 0x12})), Int16s({0x1234}));
+  host_binder_reset_calling_uid();
+  android::base::SetProperty("media.extractor.float", "");
+}
+
+// A frame larger than the track's buffer gets a buffer of its own size from the group: PCM
+// that doubles when widened, a video frame of several megabytes, a long subtitle event. The
+// buffer stays one: the group swaps it for the bigger one.
+TEST(PluginFrames, FramesLargerThanTheBufferAreDelivered) {
+  // 8-bit samples double in size; the audio buffer holds 0x80000 bytes.
+  const Bytes fits(0x40000, 0x80), too_big(0x40001, 0x80);
+  Opened o(PcmFile("A_PCM/INT/LIT", 8, too_big,
+                   {SimpleBlock(1, 10, kKey, fits), SimpleBlock(1, 20, kKey, {0x81})}));
+  ASSERT_EQ(o.track->Start(), AMEDIA_OK);
+  Packet p;
+  ASSERT_EQ(o.track->Read(&p), AMEDIA_OK);
+  EXPECT_EQ(p.bytes.size(), 0x80002u);
+  EXPECT_EQ(o.track->group().buffer_count(), 1u);
+  ASSERT_EQ(o.track->Read(&p), AMEDIA_OK);
+  EXPECT_EQ(p.bytes.size(), 0x80000u);
+  EXPECT_EQ(p.time_us, 10000);
+  ASSERT_EQ(o.track->Read(&p), AMEDIA_OK);
+  EXPECT_EQ(p.bytes, Int16s({256}));
+
+  // A 3 MB video frame, far beyond the maximum input size of a 64x48 picture.
+  Bytes frame(3 << 20);
+  for (size_t i = 0; i < frame.size(); ++i) frame[i] = static_cast<uint8_t>(i * 7);
+  frame[0] = 0x82;  // a VP9 key frame
+  Opened v(MkvFile({InfoOfMs(1000), Tracks({VideoTrack(1)}),
+                    Cluster({Uint(kTimecode, 0), SimpleBlock(1, 0, kKey, frame),
+                             SimpleBlock(1, 40, kKey, {0x82, 1})})}));
+  ASSERT_EQ(v.track->Start(), AMEDIA_OK);
+  ASSERT_EQ(v.track->Read(&p), AMEDIA_OK);
+  EXPECT_EQ(p.bytes, frame);
+  ASSERT_EQ(v.track->Read(&p), AMEDIA_OK);
+  EXPECT_EQ(p.bytes, (Bytes{0x82, 1}));
+}
+
 }  // namespace
 }  // namespace mkvtest

@@ -35,7 +35,11 @@ enum : uint32_t {
   kDuration = 0x4489,
   kTitle = 0x7BA9,
   kMuxingApp = 0x4D80,
+  kWritingApp = 0x5741,
   kDateUtc = 0x4461,
+  kSegmentFilename = 0x7384,
+  kPrevFilename = 0x3C83AB,
+  kNextFilename = 0x3E83BB,
   // Tracks
   kTrackEntry = 0xAE,
   kTrackNumber = 0xD7,

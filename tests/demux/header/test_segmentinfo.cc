@@ -51,5 +51,38 @@ TEST(SegmentInfo, EmptyChildrenAreSkippedAndHugeOnesRefused) {
   EXPECT_EQ(ParseInfo({Binary(0xEC, {}).DeclaredSize(0x80000000ull)})->status(), -1);
 }
 
+// Texts keep their first 255 bytes, cut back to a whole UTF-8 character, and the rest of the
+// Info is read on: 256 bytes of 'x', 4 KB, and a two-byte character across the cut.
+TEST(SegmentInfo, LongTextsAreCutAtACharacter) {
+  const std::string e_acute = "\xC3\xA9";
+  const struct {
+    std::string text;
+    size_t kept;
+  } rows[] = {{std::string(255, 'x'), 255},
+              {std::string(256, 'x'), 255},
+              {std::string(4096, 'x'), 255},
+              {std::string(254, 'x') + e_acute, 254},
+              {std::string(253, 'x') + e_acute + "y", 255}};
+  for (uint32_t id :
+       {kTitle, kMuxingApp, kWritingApp, kSegmentFilename, kPrevFilename, kNextFilename}) {
+    for (const auto& row : rows) {
+      auto p = ParseInfo({String(id, row.text), Uint(0x2AD7B1, 1000)});
+      ASSERT_EQ(p->status(), 0) << std::hex << id;
+      EXPECT_EQ(p->ctx()->info.timecode_scale, 1000u);
+      const QMKVD_INFO& info = p->ctx()->info;
+      const char* kept = id == kTitle             ? info.title
+                         : id == kMuxingApp       ? info.muxing_app
+                         : id == kWritingApp      ? info.writing_app
+                         : id == kSegmentFilename ? info.segment_filename
+                         : id == kPrevFilename    ? info.prev_filename
+                                                  : info.next_filename;
+      EXPECT_EQ(std::string(kept), row.text.substr(0, row.kept)) << std::hex << id;
+    }
+  }
+  // And through creation, the file opens.
+  Created c(MkvFile({Info({String(kTitle, std::string(300, 'x'))}), OneTrack(), SmallCluster()}));
+  EXPECT_EQ(c.err(), 0);
+}
+
 }  // namespace
 }  // namespace mkvtest

@@ -56,5 +56,26 @@ TEST(Metadata, DateFromDateUtc) {
   }
 }
 
+// The year of the work comes from the first release or recording date tag that starts with
+// four digits.
+TEST(Metadata, YearFromReleaseDateTags) {
+  const struct {
+    std::vector<Element> tags;
+    int32_t year;
+  } rows[] = {
+      {{Simple("DATE_RELEASED", "2024-05-01")}, 2024},
+      {{Simple("DATE_RECORDED", "1999")}, 1999},
+      {{Simple("DATE_RELEASE", "2020")}, 2020},
+      {{Simple("DATE_RELEASED", "20x4"), Simple("DATE_RECORDED", "1987-01")}, 1987},
+      {{Simple("DATE_RELEASED", "999")}, 0},
+      {{Simple("DATE_ENCODED", "2011")}, 0},
+  };
+  for (const auto& row : rows) {
+    Created c(FileWithTags({Master(kTag, row.tags)}));
+    ASSERT_EQ(c.err(), 0);
+    EXPECT_EQ(c.info().metadata->year, row.year);
+  }
+}
+
 }  // namespace
 }  // namespace mkvtest

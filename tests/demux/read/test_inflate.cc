@@ -188,5 +188,26 @@ TEST(Zlib, BadDataCostsTheFrameOnly) {
   }
 }
 
+// Scope 2 (and 3): the CodecPrivate is stored deflated too; the published codec data is the
+// inflated one. Scope 2 alone leaves the frames as stored.
+TEST(Zlib, CodecPrivateIsInflatedWhenTheScopeSaysSo) {
+  const Bytes frame = {0xFC, 1, 2, 3};
+  for (uint64_t scope : {2, 3}) {
+    SCOPED_TRACE(scope);
+    Element track = AudioTrack(1, {Float(kSamplingFrequency, 48000.0), Uint(kChannels, 2)},
+                               "A_OPUS", {Zlib(scope), Binary(kCodecPrivate, Deflate(kOpusHead))});
+    const Bytes stored = scope == 3 ? Deflate(frame) : frame;
+    Plugin p(MkvFile({MinimalInfo(), Tracks({track}),
+                      Cluster({Uint(kTimecode, 0), SimpleBlock(1, 0, kKey, stored)}),
+                      Binary(kVoid, Bytes(128, 0))}));
+    ASSERT_TRUE(p.Open());
+    Format format;
+    ASSERT_EQ(p.TrackFormat(0, &format), AMEDIA_OK);
+    EXPECT_EQ(format.Buffer("csd-0"), kOpusHead);
+    media_status_t end = AMEDIA_OK;
+    EXPECT_EQ(Packets(&p, &end), std::vector<Bytes>{frame});
+  }
+}
+
 }  // namespace
 }  // namespace mkvtest

@@ -138,5 +138,45 @@ TEST(DamageBetweenClusters, ReadingAndSeekingGoOnAtTheNextCluster) {
   }
 }
 
+// Unknown sizes on the Segment, in every width, and on the masters above the frames: Info,
+// Tracks, a TrackEntry and its Video, alone and nested in each other. Each such master ends at
+// the first element that cannot be its child, so the file opens with both its tracks and every
+// frame is read.
+TEST(UnknownSizes, EveryWidthAndEveryMasterOpensAndReadsWhole) {
+  enum Where { kSegment, kInfo, kTracks, kEntry, kVideo, kNested };
+  const uint32_t kTitle = 0x7BA9, kVideoId = 0xE0, kPixelWidth = 0xB0;
+  const struct {
+    Where where;
+    int width;
+  } rows[] = {{kSegment, 1}, {kSegment, 2}, {kSegment, 3}, {kSegment, 4}, {kSegment, 5},
+              {kSegment, 6}, {kSegment, 7}, {kSegment, 8}, {kInfo, 1},    {kInfo, 8},
+              {kTracks, 1},  {kTracks, 8},  {kEntry, 1},   {kEntry, 4},   {kVideo, 2},
+              {kNested, 1},  {kNested, 8}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(testing::Message() << "where " << row.where << ", width " << row.width);
+    const bool nested = row.where == kNested;
+    auto sized = [&row](Element e, bool unknown) {
+      return unknown ? std::move(e.SizeWidth(row.width)).UnknownSize() : e;
+    };
+    Element video = sized(Master(kVideoId, {Uint(kPixelWidth, 64)}), row.where == kVideo || nested);
+    Element entry = sized(VideoTrack(1, {video}, "V_MPEG4/ISO/ASP"), row.where == kEntry || nested);
+    std::vector<Element> children = {
+        sized(Info({Uint(0x2AD7B1, 1000000), String(kTitle, "t")}), row.where == kInfo),
+        sized(Tracks({entry, TextTrack(2)}), row.where == kTracks || nested),
+        Binary(kVoid, Bytes(20000, 0)),  // the Cluster beyond what a 1- or 2-byte size spans
+        SecondCluster(0, 0)};
+    Element segment = sized(Segment(children), row.where == kSegment);
+    Plugin plugin(Serialize({EbmlHeader(), segment, Binary(kVoid, Bytes(64, 0))}));
+    ASSERT_TRUE(plugin.Open());
+    ASSERT_EQ(plugin.CountTracks(), 2u);
+    std::unique_ptr<PluginTrack> track = plugin.Track(0);
+    ASSERT_NE(track, nullptr);
+    ASSERT_EQ(track->Start(), AMEDIA_OK);
+    std::vector<Packet> packets;
+    EXPECT_EQ(track->ReadAll(&packets), AMEDIA_ERROR_END_OF_STREAM);
+    EXPECT_EQ(packets.size(), 5u);
+  }
+}
+
 }  // namespace
 }  // namespace mkvtest
