@@ -49,6 +49,7 @@ for rel in sys.stdin.read().split("\n"):
     if not os.path.isfile(b) or not filecmp.cmp(a, b, shallow=False):
         os.makedirs(os.path.dirname(b), exist_ok=True)
         shutil.copyfile(a, b)
+    shutil.copymode(a, b)  # scripts the tests run must stay executable
 for d, _, files in os.walk(src):
     for f in files:
         if os.path.relpath(os.path.join(d, f), src) not in keep: os.remove(os.path.join(d, f))
