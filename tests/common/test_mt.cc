@@ -1,7 +1,6 @@
 // CodecID to codec tag, and codec tag to media type.
 #include <gtest/gtest.h>
 
-#include <utility>
 
 #include "common/qcmn_fourcc.h"
 #include "common/qcmn_mt.h"

@@ -84,5 +84,25 @@ TEST(SegmentInfo, LongTextsAreCutAtACharacter) {
   EXPECT_EQ(c.err(), 0);
 }
 
+// A Title claiming more than its Info holds (2 GiB, past the 2 GiB child cap of Info too) keeps
+// the bytes the Info holds, less a character they cut short, and the Info still parses.
+TEST(SegmentInfo, TextsRunningPastTheInfoEndWithIt) {
+  const struct {
+    std::string stored;
+    std::string kept;
+  } rows[] = {{"title", "title"},
+              {"ab\xC3", "ab"},
+              {"x\xE2\x82\xAC", "x\xE2\x82\xAC"},
+              {"x\xF0\x9F\x98", "x"}};
+  for (const auto& row : rows) {
+    for (uint64_t claim : {uint64_t{300}, uint64_t{1} << 31}) {
+      auto p = ParseInfo({Uint(0x2AD7B1, 1000), String(kTitle, row.stored).DeclaredSize(claim)});
+      ASSERT_EQ(p->status(), 0) << row.kept << " " << claim;
+      EXPECT_EQ(p->ctx()->info.timecode_scale, 1000u);
+      EXPECT_EQ(std::string(p->ctx()->info.title), row.kept) << claim;
+    }
+  }
+}
+
 }  // namespace
 }  // namespace mkvtest
