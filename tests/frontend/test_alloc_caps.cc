@@ -2,7 +2,7 @@
 // bytes that declare sizes and counts far beyond themselves (a 200 MB CodecPrivate, Cues, a
 // frame, ContentCompSettings, thousands of tags or Clusters); the heap the process holds while
 // the file is opened, every track read to its end and seeked in every mode must stay under
-// kCap. The heap is counted by this program's own malloc (tests/alloc/alloc_counter.cc).
+// kCap. The heap is counted by this program's own malloc (tests/support/alloc_counter.cc).
 #include <gtest/gtest.h>
 #include <zlib.h>
 

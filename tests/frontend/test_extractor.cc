@@ -1,5 +1,5 @@
-// The plug-in as the framework meets it: the definition, sniffing, the exported symbols of the
-// shared library, and the formats the extractor publishes, all through the C tables.
+// The plug-in as the framework meets it: the exported symbols of the shared library, the
+// formats the extractor publishes and its streams' closing, all through the C tables.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <string.h>

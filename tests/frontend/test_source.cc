@@ -1,6 +1,5 @@
-// Track sources through the framework's C tables: seeks in the four framework modes, PCM
-// turned into what the format promises, text and Vorbis buffer metadata, statuses that leave
-// the source usable, and the fatal checks on framework misuse.
+// Track sources through the framework's C tables: a seek past the end, PCM turned into what the
+// format promises, frames larger than the buffer, and the fatal checks on framework misuse.
 #include <gtest/gtest.h>
 #include <string.h>
 

@@ -1,5 +1,5 @@
-// EBML primitives: IDs, sizes of every width, the 32-bit limits, the in-memory decoder and
-// the big-endian converters.
+// EBML primitives: IDs, sizes of every width and the unknown size, the 32-bit limits and the
+// in-memory decoder.
 #include <gtest/gtest.h>
 
 #include "demux/ebml/qmkvd_ebml.h"

@@ -1,5 +1,5 @@
-// Colour and mastering metadata: absent values, ranges, and children that run past their
-// parent.
+// Colour and mastering metadata: values kept to their low 32 bits, mastering values within
+// their ranges, and floats of either width.
 #include <gtest/gtest.h>
 
 #include "demux_harness.h"

@@ -1,5 +1,5 @@
-// Creation and deletion of the demuxer context: status codes, messages, what is left to the
-// caller on each failure, and every truncation of a valid file.
+// Creation of the demuxer context: a file without a usable track is refused, and every
+// truncation of a valid file ends in a status.
 #include <gtest/gtest.h>
 
 #include <stdlib.h>

@@ -1,5 +1,5 @@
-// Codec-configuration blocks and the per-kind track summaries: what each CodecID's private data
-// becomes, what broken private data gives, and the records' fields.
+// Codec-configuration blocks and the per-kind track summaries: the AAC configuration made from
+// the rate and channels, and the records' fields.
 #include <gtest/gtest.h>
 
 #include <string.h>

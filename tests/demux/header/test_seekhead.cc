@@ -1,5 +1,5 @@
-// SeekHead: following Seek entries to elements the level-1 walk cannot reach, the position
-// base, chains of SeekHeads, and entries that lie.
+// SeekHead: a chain of SeekHeads is followed and a loop ends, and Cues without entries do not
+// count as found.
 #include <gtest/gtest.h>
 
 #include "demux_harness.h"

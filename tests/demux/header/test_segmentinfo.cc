@@ -1,4 +1,4 @@
-// Segment Info: defaults, the two float forms of Duration, text and UID limits.
+// Segment Info: defaults, the two float forms of Duration, texts cut at their limits.
 #include <gtest/gtest.h>
 
 #include <string.h>

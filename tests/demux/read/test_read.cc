@@ -1,5 +1,5 @@
-// Frame reading: the block walk across Clusters, lacing, header stripping, times, NAL rewriting,
-// the size-only query and the give-up spans.
+// Frame reading: key frames, subtitle gaps, lacing and lace times, header stripping, key frames
+// after a seek and the give-up span, and every prefix of a file.
 #include <gtest/gtest.h>
 
 #include "demux/read/qmkvd_stream.h"

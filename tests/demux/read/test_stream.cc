@@ -1,5 +1,5 @@
-// Stream handles and the cluster list: opening and closing, and the index of Clusters built for
-// seeking without cues.
+// Stream handles and the cluster list: a stream needs a Cluster or Cues, and the index of
+// Clusters built for seeking without cues.
 #include <gtest/gtest.h>
 
 #include "demux/read/qmkvd_stream.h"

@@ -1,7 +1,7 @@
 // Clusters whose size is EBML's unknown size, as live recordings write them: each runs to the
 // next element that can only stand at the Segment's level, or to the end of the data. Read
-// through the plug-in: every frame, seeks by the cues and by crawling, and a recording cut off
-// inside its last Cluster.
+// through the plug-in: seeks by the cues and by crawling, damage between Clusters, and unknown
+// sizes in every width on every master.
 #include <gtest/gtest.h>
 
 #include <memory>

@@ -1,5 +1,5 @@
-// The cue table: which CuePoints are kept, how the table is sized and grown, what fails it, and
-// a track's seek table taken from it.
+// The cue table: which CuePoints are kept, a track's seek table taken from them, and the search
+// modes around and between entries.
 #include <gtest/gtest.h>
 
 #include "demux/seek/qmkvd_cues.h"

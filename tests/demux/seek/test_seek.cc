@@ -1,6 +1,6 @@
 // Seeking over builder-made files whose sync points are known: the four modes by cues, the cue
-// checks that drop bad cues for the whole file, the crawl without cues, every result code, and
-// the key-frame index export.
+// checks that drop bad cues for the whole file, the crawl's steps and give-up span, hostile
+// files, and the key-frame index export.
 #include <gtest/gtest.h>
 
 #include <string.h>
