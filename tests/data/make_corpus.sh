@@ -250,10 +250,10 @@ mkv -o "$out/seek_nocues.mkv" --no-cues "$tmp/seek.mp4" "$tmp/seek.m4a"
 mkv -o "$out/seek_audio.mka" --disable-lacing "$tmp/seek.mp3"
 
 # --- References ----------------------------------------------------------------------------------
+source ./refs.sh
 for f in "$out"/*.mkv "$out"/*.mka; do
   name=$(basename "${f%.*}")
-  ffprobe -v error -show_format -show_streams -of json "$f" > "$out/ref/$name.streams.json"
-  ffprobe -v error -show_packets -show_data_hash md5 -of compact "$f" > "$out/ref/$name.packets.txt"
+  refs "$f" "$out/ref"
   mkvinfo -o "$f" > "$out/ref/$name.mkvinfo.txt"
 done
 

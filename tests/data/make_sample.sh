@@ -18,5 +18,5 @@ mkvmerge -q -o sample.mkv --no-date --disable-track-statistics-tags \
   --title "Sample clip" --global-tags "$tmp/tags.xml" \
   --language 1:fre "$tmp/src.mkv"
 
-ffprobe -v error -show_format -show_streams -of json sample.mkv > ref/sample.streams.json
-ffprobe -v error -show_packets -show_data_hash md5 -of compact sample.mkv > ref/sample.packets.txt
+source ./refs.sh
+refs sample.mkv ref

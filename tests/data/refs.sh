@@ -1,5 +1,5 @@
-# ffprobe's view of a Matroska file, which the conformance test compares the extractor with.
-# Sourced by the scripts that make the conformance corpus.
+# ffprobe's view of a Matroska file, which the real-file tests compare the extractor with.
+# Sourced by the scripts that make the test files.
 #
 # refs FILE DIR writes DIR/NAME.streams.json (ffprobe's JSON for the streams and the format) and
 # DIR/NAME.packets.csv (one CSV line per packet: stream_index,pts,dts,duration,size,pos,flags,

@@ -4,8 +4,9 @@
 
 #include <fstream>
 #include <iterator>
-#include <map>
 #include <sstream>
+
+#include <nlohmann/json.hpp>
 
 namespace mkvtest {
 namespace {
@@ -28,54 +29,6 @@ bool ToInt(const std::string& s, int64_t* value) {
 
 std::string At(int line, const std::string& what) {
   return "line " + std::to_string(line) + ": " + what;
-}
-
-// One packet record: "packet|key=value|...". A packet with side data has its data_hash on the
-// following line, which starts with '|' instead of "packet".
-std::string ParseRecord(const std::string& record, int line, RefPacket* p) {
-  std::map<std::string, std::string> fields;
-  std::stringstream in(record);
-  std::string field;
-  while (std::getline(in, field, '|')) {
-    size_t eq = field.find('=');
-    if (eq != std::string::npos) fields[field.substr(0, eq)] = field.substr(eq + 1);
-  }
-  for (const char* key : {"stream_index", "pts", "size", "pos", "flags", "data_hash"}) {
-    if (!fields.count(key)) return At(line, std::string("no ") + key);
-  }
-  int64_t v;
-  if (!ToInt(fields["stream_index"], &v)) return At(line, "bad stream_index");
-  p->stream = static_cast<int>(v);
-  p->codec_type = fields["codec_type"];
-  if (fields["pts"] != "N/A") {
-    if (!ToInt(fields["pts"], &p->pts)) return At(line, "bad pts");
-    p->has_pts = true;
-  }
-  if (!ToInt(fields["size"], &v) || v < 0) return At(line, "bad size");
-  p->size = static_cast<uint32_t>(v);
-  if (!ToInt(fields["pos"], &p->pos)) return At(line, "bad pos");
-  p->key = fields["flags"].find('K') != std::string::npos;
-  const std::string& hash = fields["data_hash"];
-  if (hash.compare(0, 4, "MD5:") != 0 || hash.size() != 36) return At(line, "bad data_hash");
-  p->md5 = hash.substr(4);
-  p->line = line;
-  return "";
-}
-
-// The value after "key": on a JSON line such as `"time_base": "1/1000",`, without quotes and
-// the trailing comma.
-bool JsonValue(const std::string& line, const std::string& key, std::string* value) {
-  std::string quoted = "\"" + key + "\":";
-  size_t at = line.find(quoted);
-  if (at == std::string::npos) return false;
-  std::string v = line.substr(at + quoted.size());
-  size_t b = v.find_first_not_of(' ');
-  size_t e = v.find_last_not_of(" ,");
-  if (b == std::string::npos || e == std::string::npos || e < b) return false;
-  v = v.substr(b, e - b + 1);
-  if (v.size() >= 2 && v.front() == '"' && v.back() == '"') v = v.substr(1, v.size() - 2);
-  *value = v;
-  return true;
 }
 
 // The CSV fields in ffprobe's order; codec_type is not among them. A packet with side data
@@ -108,32 +61,26 @@ std::string ParseCsvRecord(const std::string& record, int line, RefPacket* p) {
   return "";
 }
 
-bool ToTimeBase(const std::string& value, RefStream* s) {
-  size_t slash = value.find('/');
-  return slash != std::string::npos && ToInt(value.substr(0, slash), &s->time_base_num) &&
-         ToInt(value.substr(slash + 1), &s->time_base_den) && s->time_base_num > 0 &&
-         s->time_base_den > 0;
-}
-
-// One HDR side-data value: a number, or a rational "n/d" as ffprobe prints chromaticities.
-bool HdrValue(const std::string& line, std::map<std::string, double>* hdr) {
-  static const char* const kKeys[] = {"max_content",   "max_average",   "red_x",
-                                      "red_y",         "green_x",       "green_y",
-                                      "blue_x",        "blue_y",        "white_point_x",
-                                      "white_point_y", "min_luminance", "max_luminance"};
-  std::string value;
-  for (const char* key : kKeys) {
-    if (!JsonValue(line, key, &value)) continue;
-    const size_t slash = value.find('/');
-    int64_t num = 0, den = 1;
-    if (!ToInt(value.substr(0, slash), &num)) return false;
-    if (slash != std::string::npos && (!ToInt(value.substr(slash + 1), &den) || den == 0)) {
-      return false;
-    }
-    (*hdr)[key] = static_cast<double>(num) / static_cast<double>(den);
+// "n/d" (a time base, or a chromaticity as ffprobe prints it) or a plain number, as a double.
+bool Ratio(const nlohmann::json& v, int64_t* num, int64_t* den) {
+  if (v.is_number_integer()) {
+    *num = v.get<int64_t>();
+    *den = 1;
     return true;
   }
-  return false;
+  if (!v.is_string()) return false;
+  const std::string text = v.get<std::string>();
+  const size_t slash = text.find('/');
+  *den = 1;
+  return ToInt(text.substr(0, slash), num) &&
+         (slash == std::string::npos || (ToInt(text.substr(slash + 1), den) && *den != 0));
+}
+
+// A number that ffprobe may print quoted ("sample_rate": "48000"); 0 when absent.
+int64_t Number(const nlohmann::json& stream, const char* key) {
+  int64_t num = 0, den = 1;
+  if (!stream.contains(key) || !Ratio(stream[key], &num, &den)) return 0;
+  return num / den;
 }
 
 }  // namespace
@@ -165,121 +112,62 @@ std::string ParsePacketsCsv(const std::string& text, std::vector<RefPacket>* out
   return flush();
 }
 
-std::string ParsePackets(const std::string& text, std::vector<RefPacket>* out) {
+std::string ParseStreams(const std::string& text, std::vector<RefStream>* out) {
+  static const char* const kHdrKeys[] = {"max_content",   "max_average",   "red_x",
+                                         "red_y",         "green_x",       "green_y",
+                                         "blue_x",        "blue_y",        "white_point_x",
+                                         "white_point_y", "min_luminance", "max_luminance"};
   out->clear();
-  std::stringstream in(text);
-  std::string line, record;
-  int number = 0, record_line = 0;
-  auto flush = [&]() -> std::string {
-    if (record.empty()) return "";
-    RefPacket p;
-    std::string error = ParseRecord(record, record_line, &p);
-    if (error.empty()) out->push_back(p);
-    record.clear();
-    return error;
-  };
-  while (std::getline(in, line)) {
-    ++number;
-    if (line.empty()) continue;
-    if (line.compare(0, 7, "packet|") == 0) {
-      std::string error = flush();
-      if (!error.empty()) return error;
-      record = line;
-      record_line = number;
-    } else if (line[0] == '|' && !record.empty()) {
-      record += line;
-    } else {
-      return At(number, "not a packet record");
-    }
+  const nlohmann::json doc = nlohmann::json::parse(text, nullptr, /*allow_exceptions=*/false);
+  if (doc.is_discarded() || !doc.contains("streams") || !doc["streams"].is_array()) {
+    return "not ffprobe's JSON with streams";
   }
-  return flush();
-}
-
-std::string ParseStreams(const std::string& json, std::vector<RefStream>* out) {
-  out->clear();
-  std::stringstream in(json);
-  std::string line, value;
-  int number = 0;
-  bool in_streams = false;
-  while (std::getline(in, line)) {
-    ++number;
-    if (line.find("\"streams\":") != std::string::npos) in_streams = true;
-    if (line.find("\"format\":") != std::string::npos) in_streams = false;
-    if (!in_streams) continue;
-    // Each stream object opens with its index; the keys read below are unique to the stream
-    // level (tags and disposition have none of them).
-    if (JsonValue(line, "index", &value)) {
-      int64_t index;
-      if (!ToInt(value, &index)) return At(number, "bad index");
+  try {
+    for (const nlohmann::json& j : doc["streams"]) {
       RefStream s;
-      s.index = static_cast<int>(index);
-      out->push_back(s);
-    } else if (out->empty()) {
-      continue;
-    } else if (JsonValue(line, "codec_type", &value)) {
-      out->back().codec_type = value;
-    } else if (JsonValue(line, "codec_name", &value)) {
-      out->back().codec_name = value;
-    } else if (JsonValue(line, "time_base", &value)) {
-      if (!ToTimeBase(value, &out->back())) return At(number, "bad time_base");
-    } else if (JsonValue(line, "attached_pic", &value)) {
-      out->back().attached_pic = value == "1";
-    } else if (JsonValue(line, "language", &value)) {
-      out->back().language = value;
-    } else if (JsonValue(line, "sample_aspect_ratio", &value)) {
-      out->back().sample_aspect_ratio = value;
-    } else if (JsonValue(line, "color_range", &value)) {
-      out->back().color_range = value;
-    } else if (JsonValue(line, "color_space", &value)) {
-      out->back().color_space = value;
-    } else if (JsonValue(line, "color_transfer", &value)) {
-      out->back().color_transfer = value;
-    } else if (HdrValue(line, &out->back().hdr)) {
-      continue;
-    } else {
-      // Numbers; ffprobe quotes some of them ("sample_rate": "48000").
-      const std::pair<const char*, int64_t*> numbers[] = {
-          {"width", &out->back().width},
-          {"height", &out->back().height},
-          {"sample_rate", &out->back().sample_rate},
-          {"channels", &out->back().channels},
-      };
-      for (const auto& n : numbers) {
-        if (JsonValue(line, n.first, &value) && !ToInt(value, n.second)) {
-          return At(number, std::string("bad ") + n.first);
+      s.index = j.value("index", -1);
+      s.codec_type = j.value("codec_type", "");
+      s.codec_name = j.value("codec_name", "");
+      if (!Ratio(j.value("time_base", nlohmann::json()), &s.time_base_num, &s.time_base_den) ||
+          s.time_base_num <= 0 || s.time_base_den <= 0) {
+        return "stream " + std::to_string(s.index) + ": bad time_base";
+      }
+      s.width = Number(j, "width");
+      s.height = Number(j, "height");
+      s.sample_rate = Number(j, "sample_rate");
+      s.channels = Number(j, "channels");
+      s.language = j.value("tags", nlohmann::json::object()).value("language", "");
+      s.attached_pic =
+          j.value("disposition", nlohmann::json::object()).value("attached_pic", 0) == 1;
+      s.sample_aspect_ratio = j.value("sample_aspect_ratio", "");
+      s.color_range = j.value("color_range", "");
+      s.color_space = j.value("color_space", "");
+      s.color_transfer = j.value("color_transfer", "");
+      for (const nlohmann::json& side : j.value("side_data_list", nlohmann::json::array())) {
+        for (const char* key : kHdrKeys) {
+          int64_t num = 0, den = 1;
+          if (!side.contains(key)) continue;
+          if (!Ratio(side[key], &num, &den)) return std::string("bad ") + key;
+          s.hdr[key] = static_cast<double>(num) / static_cast<double>(den);
         }
       }
+      if (s.index != static_cast<int>(out->size())) return "streams out of order";
+      out->push_back(s);
     }
-  }
-  for (size_t i = 0; i < out->size(); ++i) {
-    if ((*out)[i].index != static_cast<int>(i)) return "streams out of order";
+  } catch (const nlohmann::json::exception& e) {
+    return e.what();
   }
   return out->empty() ? "no streams" : "";
 }
 
-namespace {
-
-std::string Load(const std::string& base, const std::string& packets_suffix,
-                 std::string (*parse_packets)(const std::string&, std::vector<RefPacket>*),
-                 FfprobeRef* out) {
-  std::string packets, streams;
-  if (!ReadText(base + packets_suffix, &packets)) return "cannot read " + base + packets_suffix;
-  if (!ReadText(base + ".streams.json", &streams)) return "cannot read " + base + ".streams.json";
-  std::string error = parse_packets(packets, &out->packets);
-  if (!error.empty()) return base + packets_suffix + " " + error;
-  error = ParseStreams(streams, &out->streams);
-  if (!error.empty()) return base + ".streams.json " + error;
-  return "";
-}
-
-}  // namespace
-
 std::string LoadFfprobeRef(const std::string& base, FfprobeRef* out) {
-  return Load(base, ".packets.txt", ParsePackets, out);
-}
-
-std::string LoadFfprobeCsvRef(const std::string& base, FfprobeRef* out) {
-  return Load(base, ".packets.csv", ParsePacketsCsv, out);
+  std::string packets, streams;
+  if (!ReadText(base + ".packets.csv", &packets)) return "cannot read " + base + ".packets.csv";
+  if (!ReadText(base + ".streams.json", &streams)) return "cannot read " + base + ".streams.json";
+  std::string error = ParsePacketsCsv(packets, &out->packets);
+  if (!error.empty()) return base + ".packets.csv " + error;
+  error = ParseStreams(streams, &out->streams);
+  return error.empty() ? "" : base + ".streams.json " + error;
 }
 
 std::vector<RefPacket> FfprobeRef::PacketsOf(int stream) const {

@@ -1,7 +1,6 @@
-// The ffprobe references committed beside the real test files, read back into plain records:
-// the streams as NAME.streams.json (-show_streams -show_format -of json), the packets either as
-// NAME.packets.txt (-show_packets -show_data_hash md5 -of compact) or, for the conformance
-// corpus, as NAME.packets.csv (stream_index,pts,dts,duration,size,pos,flags,data_hash).
+// The ffprobe references committed beside the real test files (tests/data/refs.sh), read back
+// into plain records: the streams from NAME.streams.json (-show_streams -show_format -of json),
+// the packets from NAME.packets.csv (stream_index,pts,dts,duration,size,pos,flags,data_hash).
 #pragma once
 
 #include <stdint.h>
@@ -14,7 +13,6 @@ namespace mkvtest {
 
 struct RefPacket {
   int stream = -1;
-  std::string codec_type;
   bool has_pts = false;  // false where ffprobe printed N/A
   int64_t pts = 0;       // in the stream's time base
   bool has_dts = false;
@@ -53,15 +51,11 @@ struct FfprobeRef {
 };
 
 // Parses the two texts. Returns an empty string, or what was wrong (with a line number).
-std::string ParsePackets(const std::string& text, std::vector<RefPacket>* out);
 std::string ParsePacketsCsv(const std::string& text, std::vector<RefPacket>* out);
 std::string ParseStreams(const std::string& json, std::vector<RefStream>* out);
 
-// Reads BASE.packets.txt and BASE.streams.json (BASE is a path without the suffixes).
+// Reads BASE.packets.csv and BASE.streams.json (BASE keeps the file's own suffix: ref/NAME.mkv).
 std::string LoadFfprobeRef(const std::string& base, FfprobeRef* out);
-// Reads BASE.packets.csv and BASE.streams.json (BASE is the path of the reference, which for the
-// conformance corpus keeps the file's own suffix: ref/NAME.mkv).
-std::string LoadFfprobeCsvRef(const std::string& base, FfprobeRef* out);
 
 // pts in time base num/den as 100-ns units: *floor is the value rounded down, *exact tells
 // whether no rounding was needed. False when the product would overflow.

@@ -24,7 +24,6 @@ class LogCapture {
   // True when some line has exactly this text (and this tag and priority, when given).
   bool Has(const std::string& text) const;
   bool Has(int prio, const std::string& tag, const std::string& text) const;
-  void Clear() { lines_.clear(); }
   // All lines, one per row, for failure messages.
   std::string Dump() const;
 

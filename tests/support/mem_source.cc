@@ -55,7 +55,6 @@ void MemSource::CopyOut(uint64_t pos, uint8_t* out, size_t n) const {
 
 android::status_t MemSource::GetSize(void* handle, off64_t* size) {
   MemSource* self = static_cast<MemSource*>(handle);
-  if (self->size_unknown_) return android::UNKNOWN_ERROR;
   *size = static_cast<off64_t>(self->size());
   return android::OK;
 }

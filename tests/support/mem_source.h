@@ -1,6 +1,6 @@
 // An in-memory data source for tests, behind the same CDataSource/DataSourceHelper interface
 // the framework gives the extractor. It counts calls and bytes, and can misbehave on demand:
-// short reads, failing reads, an unknown size.
+// short reads, failing reads.
 #pragma once
 
 #include <stdint.h>
@@ -26,8 +26,6 @@ class MemSource {
   void set_max_read(size_t max) { max_read_ = max; }
   // readAt calls from this one on (0-based count) fail with -1.
   void fail_reads_from(uint64_t call) { fail_from_ = call; }
-  // getSize reports an error and leaves the size alone.
-  void set_size_unknown(bool unknown) { size_unknown_ = unknown; }
   // Puts `bytes` at `offset`, past the bytes given at construction, with zeros between: a file
   // of offset + bytes.size() bytes that takes no more memory than its two ends.
   void PlaceAt(uint64_t offset, std::vector<uint8_t> bytes);
@@ -53,7 +51,6 @@ class MemSource {
   android::DataSourceHelper helper_;
   size_t max_read_ = 0;
   uint64_t fail_from_ = UINT64_MAX;
-  bool size_unknown_ = false;
   // Tracks of one file read from several threads at once.
   std::atomic<uint64_t> read_calls_{0};
   std::atomic<uint64_t> bytes_read_{0};

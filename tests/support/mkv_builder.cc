@@ -1,4 +1,5 @@
 #include "mkv_builder.h"
+#include "mkv_ids.h"
 
 #include <assert.h>
 #include <string.h>
@@ -9,29 +10,7 @@ namespace mkvtest {
 
 namespace {
 
-enum : uint32_t {
-  kEbml = 0x1A45DFA3,
-  kEbmlVersion = 0x4286,
-  kEbmlReadVersion = 0x42F7,
-  kEbmlMaxIdLength = 0x42F2,
-  kEbmlMaxSizeLength = 0x42F3,
-  kDocType = 0x4282,
-  kDocTypeVersion = 0x4287,
-  kDocTypeReadVersion = 0x4285,
-  kSegment = 0x18538067,
-  kInfo = 0x1549A966,
-  kTracks = 0x1654AE6B,
-  kTrackEntry = 0xAE,
-  kCluster = 0x1F43B675,
-  kCues = 0x1C53BB6B,
-  kSeekHead = 0x114D9B74,
-  kSeek = 0x4DBB,
-  kSeekId = 0x53AB,
-  kSeekPosition = 0x53AC,
-  kBlockGroup = 0xA0,
-  kBlock = 0xA1,
-  kSimpleBlock = 0xA3,
-};
+using namespace id;
 
 enum : uint8_t { kLacingXiph = 0x02, kLacingFixed = 0x04, kLacingEbml = 0x06 };
 

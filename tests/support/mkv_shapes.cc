@@ -1,9 +1,13 @@
 #include "mkv_shapes.h"
+#include "mkv_ids.h"
 
 namespace mkvtest {
 
+using namespace id;
+
 Element MinimalInfo() {
-  return Info({Uint(0x2AD7B1, 1000000), Float(0x4489, 1000.0, 8), String(0x4D80, "mkvtest")});
+  return Info(
+      {Uint(kTimecodeScale, 1000000), Float(kDuration, 1000.0, 8), String(kMuxingApp, "mkvtest")});
 }
 
 Element OneTrack() {
@@ -13,21 +17,10 @@ Element OneTrack() {
 
 namespace {
 
-enum : uint32_t {
-  kNumber = 0xD7,
-  kType = 0x83,
-  kCodecId = 0x86,
-  kAudio = 0xE1,
-  kEncodings = 0x6D80,
-  kEncoding = 0x6240,
-  kCompression = 0x5034,
-  kCompAlgo = 0x4254,
-  kCompSettings = 0x4255,
-};
-
 Element Entry(uint64_t number, uint64_t type, const std::string& codec,
               std::vector<Element> extra) {
-  std::vector<Element> kids = {Uint(kNumber, number), Uint(kType, type), String(kCodecId, codec)};
+  std::vector<Element> kids = {Uint(kTrackNumber, number), Uint(kTrackType, type),
+                               String(kCodecId, codec)};
   for (auto& e : extra) kids.push_back(std::move(e));
   return TrackEntry(std::move(kids));
 }
@@ -49,9 +42,10 @@ Element TextTrack(uint64_t number, const std::string& codec, std::vector<Element
 }
 
 Element HeaderStripping(std::vector<uint8_t> bytes) {
-  return Master(kEncodings,
-                {Master(kEncoding, {Master(kCompression,
-                                           {Uint(kCompAlgo, 3), Binary(kCompSettings, bytes)})})});
+  return Master(kContentEncodings,
+                {Master(kContentEncoding,
+                        {Master(kContentCompression, {Uint(kContentCompAlgo, 3),
+                                                      Binary(kContentCompSettings, bytes)})})});
 }
 
 Element SmallCluster(uint64_t timecode) {
@@ -59,14 +53,13 @@ Element SmallCluster(uint64_t timecode) {
 }
 
 Element CuePoint(uint64_t time, uint64_t track, uint64_t cluster_pos, int width) {
-  Element t = Uint(kIdCueTime, time);
-  Element position = Uint(kIdCueClusterPosition, cluster_pos);
+  Element t = Uint(kCueTime, time);
+  Element position = Uint(kCueClusterPosition, cluster_pos);
   if (width > 0) {
     t.Width(width);
     position.Width(width);
   }
-  return Master(kIdCuePoint,
-                {t, Master(kIdCueTrackPositions, {Uint(kIdCueTrack, track), position})});
+  return Master(kCuePoint, {t, Master(kCueTrackPositions, {Uint(kCueTrack, track), position})});
 }
 
 std::vector<uint8_t> MkvFile(std::vector<Element> segment_children) {

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "mkv_builder.h"
+#include "mkv_ids.h"
 
 namespace mkvtest {
 
@@ -27,38 +28,6 @@ Element TextTrack(uint64_t number, const std::string& codec = "S_TEXT/UTF8",
 Element HeaderStripping(std::vector<uint8_t> bytes);
 // A Cluster at timecode 0 with one key-frame SimpleBlock of track 1.
 Element SmallCluster(uint64_t timecode = 0);
-// IDs of the cue elements, for tests that build CuePoints by hand.
-enum : uint32_t {
-  kIdCuePoint = 0xBB,
-  kIdCueTime = 0xB3,
-  kIdCueTrackPositions = 0xB7,
-  kIdCueTrack = 0xF7,
-  kIdCueClusterPosition = 0xF1,
-};
-// IDs of the Colour element and its children, and of MasteringMetadata's.
-namespace colour_id {
-enum : uint32_t {
-  kColour = 0x55B0,
-  kMatrix = 0x55B1,
-  kBits = 0x55B2,
-  kRange = 0x55B9,
-  kTransfer = 0x55BA,
-  kPrimaries = 0x55BB,
-  kMaxCll = 0x55BC,
-  kMaxFall = 0x55BD,
-  kMastering = 0x55D0,
-  kRx = 0x55D1,
-  kRy = 0x55D2,
-  kGx = 0x55D3,
-  kGy = 0x55D4,
-  kBx = 0x55D5,
-  kBy = 0x55D6,
-  kWx = 0x55D7,
-  kWy = 0x55D8,
-  kLumMax = 0x55D9,
-  kLumMin = 0x55DA,
-};
-}  // namespace colour_id
 // A CuePoint: CueTime, then one CueTrackPositions with CueTrack and CueClusterPosition. The time
 // and the position are `width` bytes wide (0: the shortest).
 Element CuePoint(uint64_t time, uint64_t track, uint64_t cluster_pos, int width = 0);

@@ -1,5 +1,5 @@
-// What the framework cannot see of an opened extractor, for tests: the status behind a failed
-// query, the shared holder and the published tracks.
+// What the framework cannot see of an opened extractor, for tests: the shared holder and the
+// published tracks.
 #pragma once
 
 #include "qmkv_extractor.h"
@@ -7,9 +7,6 @@
 namespace android {
 
 struct QMKVExtractorPeer {
-  static int32_t ReadMetaData(CMediaExtractor* e) {
-    return static_cast<QMKVExtractor*>(e->data)->readMetaData();
-  }
   static QMKVDSF* Holder(CMediaExtractor* e) {
     return static_cast<QMKVExtractor*>(e->data)->mHolder.get();
   }

@@ -28,18 +28,10 @@ std::string FileTestName(const std::string& name, bool keep_suffix) {
   return base;
 }
 
-std::string RefBase(const std::string& name) {
+std::string LoadRefOf(const std::string& name, FfprobeRef* ref) {
   const size_t slash = name.rfind('/');
   const std::string dir = slash == std::string::npos ? "" : name.substr(0, slash + 1);
-  std::string stem = name.substr(slash == std::string::npos ? 0 : slash + 1);
-  stem = stem.substr(0, stem.rfind('.'));
-  return DataPath(dir + "ref/" + stem);
-}
-
-std::string LoadRefOf(const std::string& name, FfprobeRef* ref) {
-  if (name.compare(0, 12, "conformance/") != 0) return LoadFfprobeRef(RefBase(name), ref);
-  const size_t slash = name.rfind('/');
-  return LoadFfprobeCsvRef(DataPath(name.substr(0, slash) + "/ref" + name.substr(slash)), ref);
+  return LoadFfprobeRef(DataPath(dir + "ref/" + name.substr(dir.size())), ref);
 }
 
 std::string ToLengthPrefixed(const std::vector<uint8_t>& in, int field, std::vector<uint8_t>* out) {

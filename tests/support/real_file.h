@@ -16,12 +16,8 @@ std::vector<uint8_t> ReadDataFile(const std::string& name);
 // "x_y".
 std::string FileTestName(const std::string& name, bool keep_suffix);
 
-// Where a file's ffprobe references are: "corpus/x.mkv" -> ".../corpus/ref/x" (the reference
-// files add their own suffixes).
-std::string RefBase(const std::string& name);
-
-// Loads a file's ffprobe references: ref/NAME.mkv.packets.csv for the conformance corpus,
-// ref/NAME.packets.txt for the others. Returns "" or what is wrong.
+// Loads a file's ffprobe references, "corpus/x.mkv" -> corpus/ref/x.mkv.packets.csv and
+// .streams.json. Returns "" or what is wrong.
 struct FfprobeRef;
 std::string LoadRefOf(const std::string& name, FfprobeRef* ref);
 
