@@ -1,268 +1,123 @@
-// json_check [--probe] FILE: exits 0 when FILE holds exactly one well-formed JSON document
-// (RFC 8259: strict numbers, escapes and UTF-8), else prints where it breaks and exits 1.
-// With --probe the document must also have the shape qmkvprobe --json prints. Small on purpose:
-// the test machines have no Python or JSON tools.
-#include <ctype.h>
+// json_check [--probe] FILE|-: exits 0 when FILE holds exactly one well-formed JSON document
+// (RFC 8259: strict numbers, escapes and UTF-8, surrogate escapes in pairs, no byte order mark,
+// nothing after it), else prints where it breaks and exits 1; a usage error exits 2. With --probe
+// the document must also have the shape qmkvprobe --json prints. A compiled program rather than
+// a script: CTest runs it on qmkvprobe's output in every flavour, under the emulator in the ARM
+// one.
 #include <stdio.h>
-#include <stdlib.h>
 #include <string.h>
 
+#include <nlohmann/json.hpp>
+#include <set>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace {
 
-struct Value {
-  enum Type { kNull, kBool, kNumber, kString, kArray, kObject } type = kNull;
-  bool boolean = false;
-  double number = 0;
-  bool integer = false;  // written without fraction or exponent
-  std::string text;
-  std::vector<Value> items;
-  std::vector<std::pair<std::string, Value>> members;
+// Member order matters to the shape check, so objects keep the order they were written in.
+using Json = nlohmann::ordered_json;
 
-  const Value* Member(const char* name) const {
-    for (const auto& m : members) {
-      if (m.first == name) return &m.second;
-    }
-    return nullptr;
-  }
-};
+// Deeper than this is no qmkvprobe document, and no sane one.
+constexpr int kMaxDepth = 64;
 
-class Parser {
+// What the parser itself does not refuse but we do, noted while it runs: nesting past
+// kMaxDepth, and a member name given twice in one object (the parsed object would keep only
+// one of them, which would hide a second "file" or "tracks" from the shape check).
+class Watch {
  public:
-  explicit Parser(const std::string& text) : s_(text) {}
-
-  bool Document(Value* root) {
-    Space();
-    if (!Parse(root, 0)) return false;
-    Space();
-    return at_ == s_.size() || Fail("text after the document");
+  bool Event(int depth, Json::parse_event_t event, const Json& parsed) {
+    using Event = Json::parse_event_t;
+    if (event == Event::object_start || event == Event::array_start || event == Event::value) {
+      if (depth > kMaxDepth) Note("nested too deep");
+    }
+    if (event == Event::object_start) names_.emplace_back();
+    if (event == Event::object_end && !names_.empty()) names_.pop_back();
+    if (event == Event::key && !names_.empty() &&
+        !names_.back().insert(parsed.get<std::string>()).second) {
+      duplicate_ = true;
+    }
+    return true;  // keep every value: the shape check looks at the whole document
   }
   const std::string& error() const { return error_; }
-  size_t at() const { return at_; }
+  bool duplicate() const { return duplicate_; }
 
  private:
-  bool Fail(const char* why) {
+  void Note(const char* why) {
     if (error_.empty()) error_ = why;
-    return false;
   }
-  void Space() {
-    while (at_ < s_.size() && strchr(" \t\r\n", s_[at_]) && s_[at_] != '\0') at_++;
-  }
-  bool Eat(char c) {
-    if (at_ < s_.size() && s_[at_] == c) {
-      at_++;
-      return true;
-    }
-    return false;
-  }
-  bool Literal(const char* word) {
-    const size_t n = strlen(word);
-    if (s_.compare(at_, n, word) != 0) return Fail("unknown literal");
-    at_ += n;
-    return true;
-  }
-  bool Digits() {
-    const size_t start = at_;
-    while (at_ < s_.size() && s_[at_] >= '0' && s_[at_] <= '9') at_++;
-    return at_ > start;
-  }
-
-  bool Parse(Value* v, int depth) {
-    if (depth > 64) return Fail("nested too deep");
-    if (at_ >= s_.size()) return Fail("unexpected end");
-    const char c = s_[at_];
-    if (c == '{') return Object(v, depth);
-    if (c == '[') return Array(v, depth);
-    if (c == '"') {
-      v->type = Value::kString;
-      return String(&v->text);
-    }
-    if (c == 't' || c == 'f') {
-      v->type = Value::kBool;
-      v->boolean = c == 't';
-      return Literal(c == 't' ? "true" : "false");
-    }
-    if (c == 'n') return Literal("null");
-    return Number(v);
-  }
-
-  bool Number(Value* v) {
-    const size_t start = at_;
-    Eat('-');
-    if (Eat('0')) {
-      if (at_ < s_.size() && s_[at_] >= '0' && s_[at_] <= '9') return Fail("leading zero");
-    } else if (!Digits()) {
-      return Fail("expected a value");
-    }
-    v->integer = true;
-    if (Eat('.')) {
-      v->integer = false;
-      if (!Digits()) return Fail("digits expected after '.'");
-    }
-    if (Eat('e') || Eat('E')) {
-      v->integer = false;
-      if (!Eat('+')) Eat('-');
-      if (!Digits()) return Fail("digits expected in exponent");
-    }
-    v->type = Value::kNumber;
-    v->number = strtod(s_.substr(start, at_ - start).c_str(), nullptr);
-    return true;
-  }
-
-  // Well-formed UTF-8 only: no overlong forms, surrogates or values past U+10FFFF.
-  bool Utf8() {
-    const unsigned char c = static_cast<unsigned char>(s_[at_]);
-    size_t n = 0;
-    unsigned char lo = 0x80, hi = 0xBF;
-    if (c >= 0xC2 && c <= 0xDF) n = 1;
-    if (c >= 0xE0 && c <= 0xEF) n = 2, lo = c == 0xE0 ? 0xA0 : 0x80, hi = c == 0xED ? 0x9F : 0xBF;
-    if (c >= 0xF0 && c <= 0xF4) n = 3, lo = c == 0xF0 ? 0x90 : 0x80, hi = c == 0xF4 ? 0x8F : 0xBF;
-    if (n == 0) return Fail("invalid UTF-8");
-    for (size_t i = 1; i <= n; ++i) {
-      if (at_ + i >= s_.size()) return Fail("invalid UTF-8");
-      const unsigned char b = static_cast<unsigned char>(s_[at_ + i]);
-      if (b < (i == 1 ? lo : 0x80) || b > (i == 1 ? hi : 0xBF)) return Fail("invalid UTF-8");
-    }
-    at_ += n + 1;
-    return true;
-  }
-
-  bool String(std::string* out) {
-    at_++;  // opening quote
-    const size_t start = at_;
-    while (at_ < s_.size()) {
-      const unsigned char c = static_cast<unsigned char>(s_[at_]);
-      if (c == '"') {
-        *out = s_.substr(start, at_ - start);  // escapes kept as written
-        at_++;
-        return true;
-      }
-      if (c < 0x20) return Fail("control character in a string");
-      if (c == '\\') {
-        at_++;
-        if (at_ >= s_.size()) break;
-        if (s_[at_] == 'u') {
-          for (int i = 1; i <= 4; ++i) {
-            if (at_ + i >= s_.size() || !isxdigit(static_cast<unsigned char>(s_[at_ + i]))) {
-              return Fail("bad \\u escape");
-            }
-          }
-          at_ += 5;
-        } else if (strchr("\"\\/bfnrt", s_[at_]) && s_[at_] != '\0') {
-          at_++;
-        } else {
-          return Fail("bad escape");
-        }
-      } else if (c >= 0x80) {
-        if (!Utf8()) return false;
-      } else {
-        at_++;
-      }
-    }
-    return Fail("unterminated string");
-  }
-
-  bool Array(Value* v, int depth) {
-    v->type = Value::kArray;
-    at_++;
-    Space();
-    if (Eat(']')) return true;
-    for (;;) {
-      v->items.emplace_back();
-      if (!Parse(&v->items.back(), depth + 1)) return false;
-      Space();
-      if (Eat(']')) return true;
-      if (!Eat(',')) return Fail("expected ',' or ']'");
-      Space();
-    }
-  }
-
-  bool Object(Value* v, int depth) {
-    v->type = Value::kObject;
-    at_++;
-    Space();
-    if (Eat('}')) return true;
-    for (;;) {
-      if (at_ >= s_.size() || s_[at_] != '"') return Fail("expected a member name");
-      std::string name;
-      if (!String(&name)) return false;
-      Space();
-      if (!Eat(':')) return Fail("expected ':'");
-      Space();
-      v->members.emplace_back(name, Value());
-      if (!Parse(&v->members.back().second, depth + 1)) return false;
-      Space();
-      if (Eat('}')) return true;
-      if (!Eat(',')) return Fail("expected ',' or '}'");
-      Space();
-    }
-  }
-
-  const std::string& s_;
-  size_t at_ = 0;
+  std::vector<std::set<std::string>> names_;
   std::string error_;
+  bool duplicate_ = false;
 };
 
-bool Is(const Value* v, Value::Type type) {
-  return v && v->type == type;
-}
-bool IsCount(const Value* v) {
-  return Is(v, Value::kNumber) && v->integer && v->number >= 0;
+bool IsCount(const Json* v) {
+  return v && (v->is_number_unsigned() || (v->is_number_integer() && v->get<int64_t>() >= 0));
 }
 
-bool IsMd5(const Value* v) {
-  if (!Is(v, Value::kString) || v->text.size() != 32) return false;
-  for (char c : v->text) {
-    if (!strchr("0123456789abcdef", c) || c == '\0') return false;
+bool IsMd5(const Json* v) {
+  if (!v || !v->is_string()) return false;
+  const std::string& text = v->get_ref<const std::string&>();
+  if (text.size() != 32) return false;
+  for (char c : text) {
+    if (!((c >= '0' && c <= '9') || (c >= 'a' && c <= 'f'))) return false;
   }
   return true;
 }
 
-bool PacketShape(const Value& p) {
-  const Value* time = p.Member("time_us");
-  const Value* sync = p.Member("sync");
-  const Value* duration = p.Member("duration_us");
-  const Value* valid = p.Member("valid_samples");
-  return Is(&p, Value::kObject) && (Is(time, Value::kNull) || Is(time, Value::kNumber)) &&
-         IsCount(p.Member("size")) && Is(sync, Value::kNumber) &&
-         (sync->number == 0 || sync->number == 1) && (!duration || Is(duration, Value::kNumber)) &&
-         (!valid || Is(valid, Value::kNumber)) && IsMd5(p.Member("md5"));
+const Json* Member(const Json& object, const char* name) {
+  if (!object.is_object()) return nullptr;
+  const auto it = object.find(name);
+  return it == object.end() ? nullptr : &*it;
 }
 
-bool TrackShape(const Value& t) {
-  const Value* packets = t.Member("packets");
-  const Value* end = t.Member("end");
-  if (!Is(&t, Value::kObject) || !IsCount(t.Member("index")) ||
-      !Is(t.Member("format"), Value::kObject) || !Is(packets, Value::kArray) ||
-      !Is(end, Value::kString)) {
+bool PacketShape(const Json& p) {
+  if (!p.is_object()) return false;
+  const Json* time = Member(p, "time_us");
+  const Json* sync = Member(p, "sync");
+  const Json* duration = Member(p, "duration_us");
+  const Json* valid = Member(p, "valid_samples");
+  return time && (time->is_null() || time->is_number()) && IsCount(Member(p, "size")) && sync &&
+         sync->is_number() && (sync->get<double>() == 0 || sync->get<double>() == 1) &&
+         (!duration || duration->is_number()) && (!valid || valid->is_number()) &&
+         IsMd5(Member(p, "md5"));
+}
+
+bool TrackShape(const Json& t) {
+  const Json* format = Member(t, "format");
+  const Json* packets = Member(t, "packets");
+  const Json* end = Member(t, "end");
+  if (!IsCount(Member(t, "index")) || !format || !format->is_object() || !packets ||
+      !packets->is_array() || !end || !end->is_string()) {
     return false;
   }
-  for (const Value& p : packets->items) {
+  for (const Json& p : *packets) {
     if (!PacketShape(p)) return false;
   }
-  return end->text == "eos" || end->text == "count" || end->text.compare(0, 6, "error ") == 0;
+  const std::string& how = end->get_ref<const std::string&>();
+  return how == "eos" || how == "count" || how.compare(0, 6, "error ") == 0;
 }
 
 // {"file", "sniff": {"claimed", "confidence"}, "metadata", "tracks": [...]}, in that order.
-const char* ProbeShape(const Value& root) {
+const char* ProbeShape(const Json& root, bool duplicate) {
   static const char* const kOrder[] = {"file", "sniff", "metadata", "tracks"};
-  if (!Is(&root, Value::kObject) || root.members.size() != 4) return "not the four top members";
-  for (size_t i = 0; i < 4; ++i) {
-    if (root.members[i].first != kOrder[i]) return "top members out of order";
+  if (duplicate) return "a member name appears twice in one object";
+  if (!root.is_object() || root.size() != 4) return "not the four top members";
+  size_t i = 0;
+  for (const auto& member : root.items()) {
+    if (member.key() != kOrder[i++]) return "top members out of order";
   }
-  const Value* sniff = root.Member("sniff");
-  if (!Is(root.Member("file"), Value::kString) || !Is(sniff, Value::kObject) ||
-      !Is(sniff->Member("claimed"), Value::kBool) ||
-      !Is(sniff->Member("confidence"), Value::kNumber)) {
+  const Json* file = Member(root, "file");
+  const Json* sniff = Member(root, "sniff");
+  const Json* claimed = sniff ? Member(*sniff, "claimed") : nullptr;
+  const Json* confidence = sniff ? Member(*sniff, "confidence") : nullptr;
+  if (!file || !file->is_string() || !claimed || !claimed->is_boolean() || !confidence ||
+      !confidence->is_number()) {
     return "bad file or sniff";
   }
-  if (!Is(root.Member("metadata"), Value::kObject)) return "metadata is not an object";
-  const Value* tracks = root.Member("tracks");
-  if (!Is(tracks, Value::kArray)) return "tracks is not an array";
-  for (const Value& t : tracks->items) {
+  if (!Member(root, "metadata")->is_object()) return "metadata is not an object";
+  const Json* tracks = Member(root, "tracks");
+  if (!tracks->is_array()) return "tracks is not an array";
+  for (const Json& t : *tracks) {
     if (!TrackShape(t)) return "a track is malformed";
   }
   return nullptr;
@@ -279,6 +134,13 @@ bool ReadAll(const char* path, std::string* text) {
   return ok;
 }
 
+// nlohmann's messages start with "[json.exception.parse_error.101] "; the rest gives the line,
+// the column and what was wrong there.
+const char* Reason(const char* what) {
+  const char* end = what[0] == '[' ? strstr(what, "] ") : nullptr;
+  return end ? end + 2 : what;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -293,14 +155,35 @@ int main(int argc, char** argv) {
     fprintf(stderr, "json_check: cannot read %s\n", path);
     return 1;
   }
-  Value root;
-  Parser parser(text);
-  if (!parser.Document(&root)) {
-    fprintf(stderr, "json_check: %s: byte %zu: %s\n", path, parser.at(), parser.error().c_str());
+  // Two things the parser lets pass: it skips a leading byte order mark, which a JSON text must
+  // not have, and takes a NUL byte for the end of its input, which would hide what follows.
+  if (text.compare(0, 3, "\xEF\xBB\xBF") == 0) {
+    fprintf(stderr, "json_check: %s: a byte order mark before the document\n", path);
+    return 1;
+  }
+  if (const size_t nul = text.find('\0'); nul != std::string::npos) {
+    fprintf(stderr, "json_check: %s: a NUL byte at byte %zu\n", path, nul);
+    return 1;
+  }
+  Watch watch;
+  Json root;
+  try {
+    root = Json::parse(
+        text,
+        [&watch](int depth, Json::parse_event_t event, Json& parsed) {
+          return watch.Event(depth, event, parsed);
+        },
+        /*allow_exceptions=*/true, /*ignore_comments=*/false);
+  } catch (const Json::parse_error& e) {
+    fprintf(stderr, "json_check: %s: %s\n", path, Reason(e.what()));
+    return 1;
+  }
+  if (!watch.error().empty()) {
+    fprintf(stderr, "json_check: %s: %s\n", path, watch.error().c_str());
     return 1;
   }
   if (probe) {
-    if (const char* why = ProbeShape(root)) {
+    if (const char* why = ProbeShape(root, watch.duplicate())) {
       fprintf(stderr, "json_check: %s: not a qmkvprobe document: %s\n", path, why);
       return 1;
     }

@@ -4,7 +4,7 @@
 # static, position-independent libz.a and its headers under PREFIX (default build/arm-zlib);
 # does nothing when they are there already.
 #
-#   bash tools/build_arm_zlib.sh [PREFIX]
+#   bash scripts/build_arm_zlib.sh [PREFIX]
 set -euo pipefail
 cd "$(dirname "$0")/.."
 prefix=$(realpath -m "${1:-build/arm-zlib}")

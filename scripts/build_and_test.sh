@@ -5,7 +5,7 @@
 # reports), and 32-bit ARM run under qemu. Fails if any flavour fails.
 set -uo pipefail
 cd "$(dirname "$0")/.."
-bash tools/install_deps.sh || exit 1
+bash scripts/install_deps.sh || exit 1
 
 jobs=$(nproc)
 launcher=()
@@ -41,7 +41,7 @@ TSAN_OPTIONS=halt_on_error=1 run_flavour tsan -DCMAKE_BUILD_TYPE=Release -DQMKV_
 run_flavour device -DCMAKE_BUILD_TYPE=Release "${clang[@]}" -DQMKV_DEVICE=TRAP
 UBSAN_OPTIONS=print_stacktrace=1 run_flavour device-diag -DCMAKE_BUILD_TYPE=Release "${clang[@]}" \
   -DQMKV_DEVICE=DIAG
-if bash tools/build_arm_zlib.sh build/arm-zlib; then
+if bash scripts/build_arm_zlib.sh build/arm-zlib; then
   run_flavour arm -DCMAKE_BUILD_TYPE=Release -DCMAKE_TOOLCHAIN_FILE=cmake/arm-linux-gnueabihf.cmake \
     -DZLIB_INCLUDE_DIR="$PWD/build/arm-zlib/include" -DZLIB_LIBRARY="$PWD/build/arm-zlib/lib/libz.a"
 else

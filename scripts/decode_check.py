@@ -349,9 +349,14 @@ class Checker:
             return frame_md5s(self.ffmpeg, ["-i", path], stream)
         except RuntimeError:
             listed = run([self.ffprobe, "-v", "error", "-select_streams", str(stream),
-                          "-show_entries", "packet=size", "-of", "csv=p=0", path])
-            if listed.returncode == 0 and not listed.stdout.strip():
-                return []
+                          "-show_entries", "packet=size", "-of", "json", path])
+            if listed.returncode == 0:
+                try:
+                    packets = json.loads(listed.stdout).get("packets", [])
+                except ValueError:
+                    packets = None
+                if packets == []:
+                    return []
             raise
 
     def check_track(self, name, path, track, codec, demuxer, stream, workdir):

@@ -5,7 +5,7 @@
 # seeds and regression inputs. Any crash, leak, sanitizer report or input slower than a second
 # fails the run; the input is left in build/fuzz/artifacts/.
 #
-#   bash tools/fuzz_smoke.sh [SECONDS_PER_TARGET]     (default 60)
+#   bash scripts/fuzz_smoke.sh [SECONDS_PER_TARGET]     (default 60)
 set -uo pipefail
 cd "$(dirname "$0")/.."
 seconds=${1:-60}
