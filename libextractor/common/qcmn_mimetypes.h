@@ -1,5 +1,5 @@
 // MIME types the framework has no constant for at API 30. The extractor still has to name
-// these tracks, so the names and values are ours (see README, "MIME types"). Kept apart from
+// these tracks, so the names and values are ours (see docs/reference.md, "MIME types"). Kept apart from
 // platform/ so they are never mistaken for framework symbols.
 #pragma once
 

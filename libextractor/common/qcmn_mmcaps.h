@@ -1,6 +1,6 @@
 // What this device's video decoders can take: whether a codec is supported at all, and the
-// largest picture per orientation. The table behind it (qcmn_mmcaps.cc) is the one place a
-// device maker edits.
+// largest picture per orientation. Which codec gets which limit is the limit column of the codec
+// table (qcmn_codec_table.cc), the one place a device maker edits.
 #pragma once
 
 #include <stdint.h>

@@ -29,18 +29,6 @@ using Bytes = std::vector<uint8_t>;
 const size_t kCap = 16u << 20;
 const uint64_t kHuge = 200u << 20;  // what the files claim
 
-Bytes FileOf(std::vector<Element> tracks, std::vector<Element> rest) {
-  std::vector<Element> children = {MinimalInfo(), Tracks(std::move(tracks))};
-  for (Element& e : rest) children.push_back(std::move(e));
-  children.push_back(Binary(0xEC, Bytes(128)));  // a Void: the sniffer wants 128 bytes at least
-  return MkvFile(std::move(children));
-}
-
-Element ClusterAt(uint64_t timecode, std::vector<Element> blocks) {
-  blocks.insert(blocks.begin(), Uint(kTimecode, timecode));
-  return Cluster(std::move(blocks));
-}
-
 Element AvcTrack() {
   return VideoTrack(1, {Binary(kCodecPrivate, {1, 0x64, 0, 0x1F, 0xFF, 0xE1})}, "V_MPEG4/ISO/AVC");
 }
@@ -80,20 +68,23 @@ std::vector<Hostile> HostileFiles() {
   std::vector<Hostile> files;
   files.push_back(
       {"CodecPrivate claiming 200 MB",
-       FileOf({VideoTrack(1, {Binary(kCodecPrivate, {1, 2, 3}).DeclaredSize(kHuge)})}, {})});
-  files.push_back({"Cues claiming 200 MB",
-                   FileOf({VideoTrack(1)}, {ClusterAt(0, {SimpleBlock(1, 0, 0x80, {1})}),
-                                            Cues({CuePoint(0, 1, 0)}).DeclaredSize(kHuge)})});
+       FileOf({VideoTrack(1, {Binary(kCodecPrivate, {1, 2, 3}).DeclaredSize(kHuge)})}, {}, true)});
+  files.push_back({"Cues claiming 200 MB", FileOf({VideoTrack(1)},
+                                                  {ClusterAt(0, {SimpleBlock(1, 0, 0x80, {1})}),
+                                                   Cues({CuePoint(0, 1, 0)}).DeclaredSize(kHuge)},
+                                                  true)});
   files.push_back({"a frame claiming 200 MB",
                    FileOf({VideoTrack(1)},
                           {ClusterAt(0, {SimpleBlock(1, 0, 0x80, {1, 2, 3}).DeclaredSize(kHuge)})
-                               .DeclaredSize(kHuge + 100)})});
+                               .DeclaredSize(kHuge + 100)},
+                          true)});
   files.push_back(
       {"an AVC frame claiming 200 MB after a seek",
        FileOf({AvcTrack()},
               {ClusterAt(0, {SimpleBlock(1, 0, 0x80, {0, 0, 0, 1, 0x65}),
                              SimpleBlock(1, 600, 0x00, {0, 0, 0, 1, 0x41}).DeclaredSize(kHuge)})
-                   .DeclaredSize(kHuge + 100)})});
+                   .DeclaredSize(kHuge + 100)},
+              true)});
   files.push_back(
       {"ContentCompSettings claiming 200 MB",
        FileOf({VideoTrack(
@@ -102,7 +93,7 @@ std::vector<Hostile> HostileFiles() {
                                                                {Uint(kContentCompAlgo, 3),
                                                                 Binary(kContentCompSettings, {0})
                                                                     .DeclaredSize(kHuge)})})})})},
-              {})});
+              {}, true)});
   // 4 MiB of zeros deflate to about 4 KB; the frame may inflate to 1 MiB at most.
   const Bytes zeros(4u << 20, 0);
   uLongf packed_size = compressBound(zeros.size());
@@ -113,21 +104,23 @@ std::vector<Hostile> HostileFiles() {
       Master(kContentEncodings, {Master(kContentEncoding, {Master(kContentCompression, {})})});
   files.push_back(
       {"a zlib frame inflating to 4 MiB",
-       FileOf({VideoTrack(1, {zlib})}, {ClusterAt(0, {SimpleBlock(1, 0, 0x80, packed)})})});
+       FileOf({VideoTrack(1, {zlib})}, {ClusterAt(0, {SimpleBlock(1, 0, 0x80, packed)})}, true)});
   files.push_back({"a zlib frame claiming 200 MB",
                    FileOf({VideoTrack(1, {zlib})},
                           {ClusterAt(0, {SimpleBlock(1, 0, 0x80, {0x78, 0x9C}).DeclaredSize(kHuge)})
-                               .DeclaredSize(kHuge + 100)})});
+                               .DeclaredSize(kHuge + 100)},
+                          true)});
   std::vector<Element> tags;
   for (int i = 0; i < 3000; ++i) {
     tags.push_back(Master(kSimpleTag, {String(kTagName, "T"), String(kTagString, "v")}));
   }
-  files.push_back({"3000 simple tags", FileOf({VideoTrack(1)}, {Master(kTags, {Master(kTag, tags)}),
-                                                                ClusterAt(0, {})})});
+  files.push_back(
+      {"3000 simple tags",
+       FileOf({VideoTrack(1)}, {Master(kTags, {Master(kTag, tags)}), ClusterAt(0, {})}, true)});
   std::vector<Element> clusters;
   for (int i = 0; i < 3000; ++i) clusters.push_back(ClusterAt(static_cast<uint64_t>(i), {}));
   clusters.push_back(ClusterAt(4000, {SimpleBlock(1, 0, 0x80, {1})}));
-  files.push_back({"3000 empty Clusters", FileOf({VideoTrack(1)}, clusters)});
+  files.push_back({"3000 empty Clusters", FileOf({VideoTrack(1)}, clusters, true)});
   return files;
 }
 

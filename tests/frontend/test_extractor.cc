@@ -34,12 +34,6 @@ Bytes Hex(const char* hex) {
   return out;
 }
 
-Bytes Concat(std::initializer_list<Bytes> parts) {
-  Bytes out;
-  for (const Bytes& p : parts) out.insert(out.end(), p.begin(), p.end());
-  return out;
-}
-
 // ------------------------------------------------------------------------------------------
 // Definition and sniffing
 

@@ -45,11 +45,6 @@ Element MsInfo(double duration = 1000.0, uint64_t scale = 1000000) {
   return Info({Uint(kTimecodeScale, scale), Float(kDuration, duration)});
 }
 
-Element ClusterAt(uint64_t timecode, std::vector<Element> blocks) {
-  blocks.insert(blocks.begin(), Uint(kTimecode, timecode));
-  return Cluster(std::move(blocks));
-}
-
 // The Segment's children, then the padding the sniffer needs to claim a small file.
 Bytes File(std::vector<Element> segment) {
   segment.push_back(Binary(kVoid, Bytes(128, 0)));

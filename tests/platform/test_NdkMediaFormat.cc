@@ -17,29 +17,6 @@ struct Format {
   AMediaFormat* f;
 };
 
-TEST(HostMediaFormat, GettersAreTypeStrict) {
-  Format m;
-  AMediaFormat_setInt64(m.f, AMEDIAFORMAT_KEY_DURATION, 5);
-  int32_t i32 = -1;
-  int64_t i64 = -1;
-  EXPECT_FALSE(AMediaFormat_getInt32(m.f, "durationUs", &i32));
-  EXPECT_EQ(i32, -1);  // untouched
-  EXPECT_TRUE(AMediaFormat_getInt64(m.f, "durationUs", &i64));
-  EXPECT_EQ(i64, 5);
-  EXPECT_FALSE(AMediaFormat_getInt64(m.f, "DurationUs", &i64));  // exact names only
-  AMediaFormat_setInt32(m.f, "durationUs", 7);                   // the type changes with the value
-  EXPECT_FALSE(AMediaFormat_getInt64(m.f, "durationUs", &i64));
-  EXPECT_TRUE(AMediaFormat_getInt32(m.f, "durationUs", &i32));
-  EXPECT_EQ(i32, 7);
-  size_t size = 0;
-  AMediaFormat_setSize(m.f, "n", 9);
-  EXPECT_TRUE(AMediaFormat_getSize(m.f, "n", &size));
-  int32_t l, t, r, b;
-  AMediaFormat_setRect(m.f, AMEDIAFORMAT_KEY_DISPLAY_CROP, 1, 2, 3, 4);
-  ASSERT_TRUE(AMediaFormat_getRect(m.f, "crop", &l, &t, &r, &b));
-  EXPECT_EQ(l + t + r + b, 10);
-}
-
 TEST(HostMediaFormat, StringsAndBuffersLiveAsTheFrameworksDo) {
   Format m;
   char value[] = "eng";

@@ -401,4 +401,10 @@ Element FixedLacedBlock(uint64_t track, int16_t rel_timecode, uint8_t flags,
   return LacedBlock(track, rel_timecode, flags, kLacingFixed, {}, frames, simple);
 }
 
+std::vector<uint8_t> Concat(const std::vector<std::vector<uint8_t>>& parts) {
+  std::vector<uint8_t> out;
+  for (const auto& part : parts) out.insert(out.end(), part.begin(), part.end());
+  return out;
+}
+
 }  // namespace mkvtest

@@ -63,6 +63,8 @@ Element Raw(std::vector<uint8_t> bytes);  // verbatim, no header
 // File bytes of one element, or of several one after the other.
 std::vector<uint8_t> Serialize(const Element& e);
 std::vector<uint8_t> Serialize(const std::vector<Element>& elements);
+// The parts one after the other.
+std::vector<uint8_t> Concat(const std::vector<std::vector<uint8_t>>& parts);
 
 // Where things land: the header is the ID plus the size field (0 for Raw); the encoded size is
 // header plus payload, i.e. how far the next sibling starts after this one.

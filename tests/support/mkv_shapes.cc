@@ -48,6 +48,19 @@ Element HeaderStripping(std::vector<uint8_t> bytes) {
                                                       Binary(kContentCompSettings, bytes)})})});
 }
 
+Element ClusterAt(uint64_t timecode, std::vector<Element> blocks, bool crc) {
+  blocks.insert(blocks.begin(), Uint(0xE7, timecode));
+  if (crc) blocks.insert(blocks.begin(), Binary(0xBF, {1, 2, 3, 4}));
+  return Cluster(std::move(blocks));
+}
+
+std::vector<uint8_t> FileOf(std::vector<Element> tracks, std::vector<Element> rest, bool pad) {
+  std::vector<Element> children = {MinimalInfo(), Tracks(std::move(tracks))};
+  for (Element& e : rest) children.push_back(std::move(e));
+  if (pad) children.push_back(Binary(0xEC, std::vector<uint8_t>(128)));
+  return MkvFile(std::move(children));
+}
+
 Element SmallCluster(uint64_t timecode) {
   return Cluster({Uint(0xE7, timecode), SimpleBlock(1, 0, 0x80, {0x10, 0x20, 0x30})});
 }

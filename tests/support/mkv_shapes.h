@@ -26,6 +26,12 @@ Element TextTrack(uint64_t number, const std::string& codec = "S_TEXT/UTF8",
                   std::vector<Element> extra = {});
 // ContentEncodings with header stripping of these bytes.
 Element HeaderStripping(std::vector<uint8_t> bytes);
+// A Cluster of these blocks at this timecode, a CRC-32 first when `crc`.
+Element ClusterAt(uint64_t timecode, std::vector<Element> blocks, bool crc = false);
+// Info, Tracks of these tracks, then the rest (Clusters, Cues...), padded with a Void to the
+// 128 bytes the sniffer wants when `pad`.
+std::vector<uint8_t> FileOf(std::vector<Element> tracks, std::vector<Element> rest,
+                            bool pad = false);
 // A Cluster at timecode 0 with one key-frame SimpleBlock of track 1.
 Element SmallCluster(uint64_t timecode = 0);
 // A CuePoint: CueTime, then one CueTrackPositions with CueTrack and CueClusterPosition. The time

@@ -3,6 +3,8 @@
 
 #include <string.h>
 
+#include <tuple>
+
 #include "demux/ebml/qmkvd_walk.h"
 #include "mem_source.h"
 #include "mkv_builder.h"
@@ -112,12 +114,10 @@ TEST_F(WalkTest, DefaultsAndOwnedBlobsComeFromTheTable) {
   EXPECT_EQ(Walk({Uint(kDefaulted, 3), Binary(kBlob, {1, 2}), Binary(kBlob, {3, 4, 5})}, master),
             0);
   EXPECT_EQ(rec_.defaulted, 3u);
-  ASSERT_EQ(rec_.blob_size, 3u);
-  EXPECT_EQ(rec_.blob[0], 3);
-  EXPECT_EQ(rec_.blob[2], 5);
+  EXPECT_EQ(std::vector<uint8_t>(rec_.blob, rec_.blob + rec_.blob_size),
+            std::vector<uint8_t>({3, 4, 5}));
   qmkvd_walk_release(&master, &rec_);
-  EXPECT_EQ(rec_.blob, nullptr);
-  EXPECT_EQ(rec_.blob_size, 0u);
+  EXPECT_TRUE(rec_.blob == nullptr && rec_.blob_size == 0);
 }
 
 // Where a master ends short of its size: at a header that cannot be read, and (for a master
@@ -125,25 +125,17 @@ TEST_F(WalkTest, DefaultsAndOwnedBlobsComeFromTheTable) {
 TEST_F(WalkTest, EndingPolicies) {
   const std::vector<Element> broken = {Uint(kSmall, 4), Raw({0x00, 0x81}), Uint(kWord, 5)};
   const std::vector<Element> cluster = {Uint(kSmall, 4), Uint(kCluster, 0), Uint(kWord, 5)};
-  const struct {
-    const std::vector<Element>* children;
-    QMKVD_ENDING ending;
-    int result;
-    uint32_t word;
-  } kCases[] = {
+  const std::tuple<const std::vector<Element>*, QMKVD_ENDING, int, uint32_t> kCases[] = {
       {&broken, QMKVD_ENDS_AT_SIZE, -1, 0},
       {&broken, QMKVD_ENDS_AT_UNREADABLE, QMKVD_WALK_ENDED, 0},
       {&cluster, QMKVD_ENDS_AT_UNREADABLE, 0, 5},
-      {&cluster, QMKVD_ENDS_AT_SEGMENT_CHILD, QMKVD_WALK_ENDED, 0},
-  };
-  for (const auto& c : kCases) {
-    SCOPED_TRACE(static_cast<int>(c.ending));
+      {&cluster, QMKVD_ENDS_AT_SEGMENT_CHILD, QMKVD_WALK_ENDED, 0}};
+  for (const auto& [children, ending, result, word] : kCases) {
     rec_ = {};
-    EXPECT_EQ(Walk(*c.children, Policy(false, true, QMKVD_OVERRUN_FOLLOW, c.ending)), c.result);
-    EXPECT_EQ(rec_.small, 4);
-    EXPECT_EQ(rec_.word, c.word);
-    if (c.result == QMKVD_WALK_ENDED) {
-      EXPECT_EQ(end_pos_, 3 + 3);  // after the lead and kSmall
+    EXPECT_EQ(Walk(*children, Policy(false, true, QMKVD_OVERRUN_FOLLOW, ending)), result) << ending;
+    EXPECT_EQ(rec_.word, word) << ending;
+    if (result == QMKVD_WALK_ENDED) {
+      EXPECT_EQ(end_pos_, 3 + 3) << "back at the header it ended at";
     }
   }
 }

@@ -25,12 +25,6 @@ Element MsInfo(bool with_duration) {
   return Info(info);
 }
 
-Element ClusterAt(uint64_t timecode, std::vector<Element> blocks, bool crc = false) {
-  blocks.insert(blocks.begin(), Uint(kTimecode, timecode));
-  if (crc) blocks.insert(blocks.begin(), Binary(kCrc32, {1, 2, 3, 4}));
-  return Cluster(std::move(blocks));
-}
-
 // Video track 1 (40 ms frames) and track 2 (no DefaultDuration), then `clusters`.
 Bytes FileOf(std::vector<Element> clusters, bool with_duration = false, bool unknown = false) {
   std::vector<Element> segment = {

@@ -93,12 +93,6 @@ std::vector<Bytes> Packets(Plugin* p, media_status_t* end) {
   return out;
 }
 
-Bytes Concat(const std::vector<Bytes>& parts) {
-  Bytes out;
-  for (const Bytes& part : parts) out.insert(out.end(), part.begin(), part.end());
-  return out;
-}
-
 Bytes WithNul(Bytes text) {
   text.push_back(0);
   return text;

@@ -18,17 +18,6 @@ const int64_t kMs = 10000;  // 100-ns units per millisecond
 
 using Bytes = std::vector<uint8_t>;
 
-std::vector<uint8_t> FileOf(std::vector<Element> tracks, std::vector<Element> clusters) {
-  std::vector<Element> children = {MinimalInfo(), Tracks(std::move(tracks))};
-  for (auto& c : clusters) children.push_back(std::move(c));
-  return MkvFile(std::move(children));
-}
-
-Element ClusterAt(uint64_t timecode, std::vector<Element> blocks) {
-  blocks.insert(blocks.begin(), Uint(kTimecode, timecode));
-  return Cluster(std::move(blocks));
-}
-
 // Creation and stream `index` opened; the test fails at once when either fails.
 class Opened {
  public:
