@@ -31,7 +31,8 @@ const char kUsage[] =
     "  --json                 print every packet as one JSON document\n"
     "  --plugin PATH          plug-in library (default: libqmkvextractor.so beside qmkvprobe)\n"
     "  --track N              only track N\n"
-    "  --seek US              seek each track to US microseconds before its first read\n"
+    "  --seek TIME            seek each track to TIME before its first read: microseconds\n"
+    "                         (1500000), seconds (1.5, 1.5s, 1500ms) or [HH:]MM:SS[.fff]\n"
     "  --mode MODE            seek mode: previous, next, closest-sync (default), closest\n"
     "  --count K              stop each track after K packets\n"
     "  --extract N OUT        write track N's payloads to OUT (Annex-B, IVF, ADTS, FLAC or raw)\n"
@@ -61,6 +62,67 @@ bool ParseInt(const char* text, long long min, long long* value) {
   errno = 0;
   *value = strtoll(text, &end, 10);
   return text[0] != '\0' && *end == '\0' && errno == 0 && *value >= min;
+}
+
+// A non-negative decimal number of at most 12 digits before the point; the digits after it are
+// kept to microseconds (further ones are dropped). `end` gets the first character after it.
+bool ParseDecimal(const char* text, long long* whole, long long* micros, bool* fraction,
+                  const char** end) {
+  const char* p = text;
+  *whole = 0;
+  *micros = 0;
+  int digits = 0;
+  for (; *p >= '0' && *p <= '9'; ++p, ++digits) {
+    if (digits == 12) return false;
+    *whole = *whole * 10 + (*p - '0');
+  }
+  *fraction = *p == '.';
+  if (*fraction) {
+    long long scale = 100000;
+    for (++p; *p >= '0' && *p <= '9'; ++p, scale /= 10) *micros += (*p - '0') * scale;
+  }
+  *end = p;
+  return digits > 0 || (*fraction && p > text + 1);
+}
+
+// A seek time: microseconds as a whole number (1500000); seconds with a point (1.5) or a unit
+// (1.5s, 1500ms, 1500000us); or a clock, [HH:]MM:SS[.fff]. Negative times only as microseconds.
+bool ParseTime(const char* text, long long* us) {
+  if (text[0] == '-') return ParseInt(text, LLONG_MIN, us);
+  const char* rest = nullptr;
+  long long whole = 0, micros = 0;
+  bool fraction = false;
+  if (strchr(text, ':')) {
+    long long total = 0;
+    int fields = 0;
+    for (const char* p = text;; ++p) {
+      if (!ParseDecimal(p, &whole, &micros, &fraction, &rest) || ++fields > 3) return false;
+      if (*rest != ':') break;
+      if (fraction || (fields > 1 && whole >= 60)) return false;
+      total = total * 60 + whole;
+      p = rest;
+    }
+    const long long kMaxSeconds = 999999999999;  // what 12 digits of seconds can say
+    if (*rest != '\0' || fields < 2 || whole >= 60 || total > kMaxSeconds / 60) return false;
+    *us = (total * 60 + whole) * 1000000 + micros;
+    return true;
+  }
+  if (!ParseDecimal(text, &whole, &micros, &fraction, &rest)) return false;
+  const long long seconds = whole * 1000000 + micros;
+  if (*rest == '\0') {
+    *us = fraction ? seconds : whole;
+    return true;
+  }
+  if (strcmp(rest, "s") == 0) {
+    *us = seconds;
+  } else if (strcmp(rest, "ms") == 0) {
+    *us = seconds / 1000;
+  } else if (strcmp(rest, "us") == 0 && !fraction) {
+    *us = whole;
+  } else {
+    return false;
+  }
+  return true;
 }
 
 bool ParseMode(const char* text, uint32_t* mode) {
@@ -98,7 +160,7 @@ int ParseOptions(int argc, char** argv, Options* o) {
           return UsageError("unknown seek mode " + std::string(value));
         o->mode_given = true;
       } else if (arg == "--seek") {
-        if (!ParseInt(value, LLONG_MIN, &n)) return UsageError("bad time " + std::string(value));
+        if (!ParseTime(value, &n)) return UsageError("bad time " + std::string(value));
         o->read.seek = true;
         o->read.seek_us = n;
       } else if (arg == "--count") {
