@@ -77,6 +77,15 @@ void SetDisplaySize(const QMKVD_VIDEO& v, QMKVD_VIDEO_INFO* info) {
   info->display_width = width > UINT32_MAX ? UINT32_MAX : static_cast<uint32_t>(width);
 }
 
+// What every summary starts with: cleared, then the track's number and code, present.
+template <typename Info>
+void FillCommon(const QMKVDS_CTX* s, Info* info) {
+  memset(info, 0, sizeof(*info));
+  info->track_number = s->track.number;
+  info->codec_tag = s->codec_tag;
+  info->present = 1;
+}
+
 // A stream form: the handle's own checks, then the file form on its context.
 template <typename Info, typename FileForm>
 int32_t ForStream(QMKVDS_CTX* s, Info* info, FileForm file_form) {
@@ -91,13 +100,10 @@ int32_t qmkvd_get_info_vid(QMKVD_CTX* ctx, int32_t track, QMKVD_VIDEO_INFO* info
   const QMKVDS_CTX* s = StreamOf(ctx, track, info);
   if (!s) return QMKVD_ERR_HANDLE;
   const QMKVD_TRACK& t = s->track;
-  memset(info, 0, sizeof(*info));
-  info->track_number = t.number;
-  info->codec_tag = s->codec_tag;
+  FillCommon(s, info);
   info->width = t.video.pixel_width;
   info->height = t.video.pixel_height;
   info->max_frame_size = MaxFrameSize(info->width, info->height);
-  info->present = 1;
   info->frame_count = FrameCount(ctx, t);
   info->frame_rate =
       t.default_duration
@@ -113,13 +119,10 @@ int32_t qmkvd_get_info_aud(QMKVD_CTX* ctx, int32_t track, QMKVD_AUDIO_INFO* info
   const QMKVDS_CTX* s = StreamOf(ctx, track, info);
   if (!s) return QMKVD_ERR_HANDLE;
   const QMKVD_TRACK& t = s->track;
-  memset(info, 0, sizeof(*info));
-  info->track_number = t.number;
-  info->codec_tag = s->codec_tag;
+  FillCommon(s, info);
   info->sampling_frequency = t.audio.sampling_frequency;
   info->bits_per_sample = t.audio.bit_depth ? t.audio.bit_depth : kDefaultBitsPerSample;
   info->channels = t.audio.channels;
-  info->present = 1;
   info->media_type = static_cast<uint32_t>(qcmn_fcc2mt_aud(s->codec_tag));
   SetLanguageAndName(t, info);
   info->seek_pre_roll = t.seek_pre_roll;
@@ -131,10 +134,7 @@ int32_t qmkvd_get_info_txt(QMKVD_CTX* ctx, int32_t track, QMKVD_TEXT_INFO* info)
   const QMKVDS_CTX* s = StreamOf(ctx, track, info);
   if (!s) return QMKVD_ERR_HANDLE;
   const QMKVD_TRACK& t = s->track;
-  memset(info, 0, sizeof(*info));
-  info->track_number = t.number;
-  info->codec_tag = s->codec_tag;
-  info->present = 1;
+  FillCommon(s, info);
   info->media_type = static_cast<uint32_t>(qcmn_fcc2mt_sub(s->codec_tag));
   SetLanguageAndName(t, info);
   return QMKVD_OK;
