@@ -36,6 +36,9 @@ int qmkvd_ebml_get_len32(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, uint32_t* si
 int qmkvd_ebml_get_len32_rel(const QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, uint32_t* value,
                              uint32_t* coded_length);
 
+// The longest element header: a 4-byte ID and an 8-byte size.
+constexpr int QMKVD_HEADER_MAX = 12;
+
 // Decodes an element header from memory; returns its length (2 to 12) or -1.
 int qmkvd_ebml_get_id_len64_buff(const uint8_t* buf, int avail, uint32_t* id, uint64_t* size);
 

@@ -110,9 +110,8 @@ bool ReadChildHeader(QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, const MemoryView& view
   const int64_t pos = child->elem_pos;
   if (pos < 0 || pos >= view.size) return false;
   const int64_t avail = view.size - pos;
-  const int kLongestHeader = 12;
   const int length = qmkvd_ebml_get_id_len64_buff(
-      view.bytes + pos, avail > kLongestHeader ? kLongestHeader : static_cast<int>(avail),
+      view.bytes + pos, avail > QMKVD_HEADER_MAX ? QMKVD_HEADER_MAX : static_cast<int>(avail),
       &child->id, &child->size);
   if (length < 0) return false;
   child->data_pos = pos + length;

@@ -35,7 +35,8 @@ bool ReadChild(const Window& w, int64_t at, Child* child) {
   if (at < 0 || at >= w.size) return false;
   const int64_t avail = w.size - at;
   const int header = qmkvd_ebml_get_id_len64_buff(
-      w.bytes + at, avail > 12 ? 12 : static_cast<int>(avail), &child->id, &child->size);
+      w.bytes + at, avail > QMKVD_HEADER_MAX ? QMKVD_HEADER_MAX : static_cast<int>(avail),
+      &child->id, &child->size);
   if (header < 0) return false;
   child->data = at + header;
   child->end =
