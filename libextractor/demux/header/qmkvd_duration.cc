@@ -8,6 +8,7 @@
 #include "demux/ebml/qmkvd_ids.h"
 #include "demux/ebml/qmkvd_util.h"
 #include "demux/ebml/qmkvd_walk.h"
+#include "demux/header/qmkvd_tracks.h"
 #include "demux/read/qmkvd_block.h"
 #include "mfal/qcmn_mfal_mem.h"
 
@@ -45,11 +46,8 @@ bool ReadChild(const Window& w, int64_t at, Child* child) {
 }
 
 int64_t TrackDefaultTicks(const QMKVD_CTX* ctx, uint32_t number) {
-  for (uint32_t i = 0; i < ctx->tracks.count && i < QMKVD_MAX_TRACKS; ++i) {
-    const QMKVD_TRACK& t = ctx->tracks.slots[i];
-    if (t.number == number) return t.default_duration / ctx->info.timecode_scale;
-  }
-  return 0;
+  const QMKVD_TRACK* t = qmkvd_find_track(ctx, number);
+  return t ? t->default_duration / ctx->info.timecode_scale : 0;
 }
 
 // Track number and relative timecode at the start of a block's payload.

@@ -277,6 +277,13 @@ int WalkResult(int walked) {
 
 }  // namespace
 
+const QMKVD_TRACK* qmkvd_find_track(const QMKVD_CTX* ctx, uint32_t number) {
+  for (uint32_t i = 0; i < ctx->tracks.count && i < QMKVD_MAX_TRACKS; ++i) {
+    if (ctx->tracks.slots[i].number == number) return &ctx->tracks.slots[i];
+  }
+  return nullptr;
+}
+
 void qmkvd_free_track(QMKVD_TRACK* track) {
   qmkvd_free_colour(track->video.colour);
   track->video.colour = nullptr;

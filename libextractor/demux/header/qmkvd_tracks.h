@@ -19,6 +19,9 @@ int parse_colour(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp, QMKVD_COLO
 int parse_mastering_metadata(QMKVD_CTX* ctx, QCMN_MFAL* mfal, QCMN_MFAL_FILE* fp,
                              QMKVD_MASTERING* mastering);
 
+// The parsed track of this TrackNumber, or null.
+const QMKVD_TRACK* qmkvd_find_track(const QMKVD_CTX* ctx, uint32_t number);
+
 // Frees what a track record owns (colour records, codec private data, compression settings).
 void qmkvd_free_track(QMKVD_TRACK* track);
 // Frees a colour record with its mastering record and chromaticity pairs; accepts null.

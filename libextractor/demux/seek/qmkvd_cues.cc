@@ -7,6 +7,7 @@
 #include "demux/ebml/qmkvd_ids.h"
 #include "demux/ebml/qmkvd_util.h"
 #include "demux/ebml/qmkvd_walk.h"
+#include "demux/header/qmkvd_tracks.h"
 #include "demux/qmkvd_limits.h"
 #include "demux/qmkvd_status.h"
 #include "mfal/qcmn_mfal_mem.h"
@@ -61,13 +62,6 @@ int WalkBuffer(CueBuffer* buffer, int64_t data, int64_t size, const QMKVD_MASTER
   return walked < 0 ? QMKVD_ERR_READ : QMKVD_OK;
 }
 
-const QMKVD_TRACK* FindTrack(const QMKVD_CTX* ctx, uint32_t number) {
-  for (uint32_t i = 0; i < ctx->tracks.count && i < QMKVD_MAX_TRACKS; ++i) {
-    if (ctx->tracks.slots[i].number == number) return &ctx->tracks.slots[i];
-  }
-  return nullptr;
-}
-
 // ---- CueTrackPositions ------------------------------------------------------------------------
 
 int ReadClusterPosition(QMKVD_WALK* walk, const QMKVD_CHILD* child, void* record) {
@@ -84,7 +78,7 @@ int ReadBlockNumber(QMKVD_WALK* walk, const QMKVD_CHILD* child, void* record) {
 int ReadCueTrack(QMKVD_WALK* walk, const QMKVD_CHILD* child, void* record) {
   QMKVD_CUE* cue = static_cast<QMKVD_CUE*>(record);
   cue->track = static_cast<uint32_t>(PayloadValue(walk, child));
-  const QMKVD_TRACK* track = FindTrack(static_cast<CueBuffer*>(walk->user)->ctx, cue->track);
+  const QMKVD_TRACK* track = qmkvd_find_track(static_cast<CueBuffer*>(walk->user)->ctx, cue->track);
   if (!track || track->type != QMKVD_TRACK_AUDIO) return QMKVD_WALK_NEXT;
   cue->cluster_pos = 0;
   return QMKVD_WALK_STOP;
